@@ -1,0 +1,170 @@
+// ordolo: the command-line front end.
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QLocale>
+#include <QStringList>
+
+#include <cstdio>
+
+#include "addin/Connect.h"
+#include "lang/LanguageTable.h"
+#include "lang/Messages.h"
+#include "util/SpecialFolders.h"
+#include "util/VbFormat.h"
+
+using ordolo::lang::Msg;
+using ordolo::lang::text;
+
+namespace {
+
+enum Exit { kOk = 0, kFailed = 1, kUsage = 2 };
+
+void out(const QString& s) { std::fputs((s + QLatin1Char('\n')).toUtf8().constData(), stdout); }
+void err(const QString& s) { std::fputs(("ordolo: " + s + QLatin1Char('\n')).toUtf8().constData(), stderr); }
+
+QString helpText() {
+  auto line = [](const QString& left, const QString& right) {
+    return QStringLiteral("  %1 %2\n").arg(left, -24).arg(right);
+  };
+  QString h = QStringLiteral("ordolo %1 - ").arg(QStringLiteral(ORDOLO_VERSION)) + text(Msg::CliSummary) + "\n\n";
+  h += text(Msg::CliUsage) + "\n  ordolo [options] <command> [arguments]\n\n";
+  h += text(Msg::CliCommands) + "\n";
+  h += line(QStringLiteral("lang get KEY"), text(Msg::CliCmdLangGet));
+  h += line(QStringLiteral("lang load LANGUAGE"), text(Msg::CliCmdLangLoad));
+  h += line(QStringLiteral("lang list"), text(Msg::CliCmdLangList));
+  h += line(QStringLiteral("lang set KEY TEXT"), text(Msg::CliCmdLangSet));
+  h += "\n" + text(Msg::CliOptions) + "\n";
+  h += line(QStringLiteral("-h, --help"), text(Msg::CliCmdHelp));
+  h += line(QStringLiteral("--version"), text(Msg::CliCmdVersion));
+  h += line(QStringLiteral("--debug"), text(Msg::CliOptDebug));
+  h += line(QStringLiteral("--locale NAME"), text(Msg::CliOptLocale));
+  h += "\n" + text(Msg::CliEnvironment) + "\n";
+  h += line(QStringLiteral("ORDOLO_HOME"), text(Msg::CliEnvHome));
+  h += line(QStringLiteral("ORDOLO_DEBUG"), text(Msg::CliEnvDebug));
+  return h;
+}
+
+// The row key as the table spells it ("s60" finds "S60"), or empty.
+QString findKey(const QString& key) {
+  for (const auto& row : ordolo::lang::table().rows())
+    if (row.key.compare(key, Qt::CaseInsensitive) == 0) return row.key;
+  return {};
+}
+
+int languageIndex(const QString& name) {
+  const QString n = name.toLower();
+  if (n == QLatin1String("english") || n == QLatin1String("en")) return 0;
+  if (n == QLatin1String("deutsch") || n == QLatin1String("german") || n == QLatin1String("de")) return 1;
+  if (n == QLatin1String("francais") || n == QString::fromUtf8("français") || n == QLatin1String("french") ||
+      n == QLatin1String("fr"))
+    return 2;
+  return -1;
+}
+
+int langCommand(const QStringList& args, const ordolo::addin::AddinState& state) {
+  auto& table = ordolo::lang::table();
+  const QString sub = args.value(1);
+  if (sub == QLatin1String("list") && args.size() == 2) {
+    for (const auto& row : table.rows())
+      out(row.key + '\t' + row.rubric + '\t' + row.description + '\t' + row.text);
+    return kOk;
+  }
+  if (sub == QLatin1String("get") && args.size() == 3) {
+    const QString key = findKey(args[2]);
+    if (key.isEmpty()) {
+      err(text(Msg::ErrUnknownKey).arg(args[2]));
+      return kFailed;
+    }
+    out(table.GetLangText(key));
+    return kOk;
+  }
+  if (sub == QLatin1String("load") && args.size() == 3) {
+    const int index = languageIndex(args[2]);
+    if (index < 0) {
+      err(text(Msg::ErrUnknownLanguage).arg(args[2]));
+      return kUsage;
+    }
+    const QString file = ordolo::util::LanguageFolder() + ordolo::lang::LanguageTable::languageFileName(index);
+    switch (table.LangDef(index, ordolo::util::LanguageFolder(), state.mainConfigFile)) {
+      case ordolo::lang::LangDefResult::Loaded:
+        out(text(Msg::LangLoaded).arg(file));
+        return kOk;
+      case ordolo::lang::LangDefResult::WriteFailed:
+        err(text(Msg::ErrWriteFile).arg(state.mainConfigFile));
+        return kFailed;
+      default:
+        err(text(Msg::ErrLanguageFile).arg(file));
+        return kFailed;
+    }
+  }
+  if (sub == QLatin1String("set") && args.size() == 4) {
+    const QString key = findKey(args[2]);
+    if (key.isEmpty()) {
+      err(text(Msg::ErrUnknownKey).arg(args[2]));
+      return kFailed;
+    }
+    // S81..S86 are never written to the file: an edit would vanish on reload.
+    const int number = key.startsWith('S') ? key.mid(1).toInt() : 0;
+    if (number > 80) {
+      err(text(Msg::ErrKeyNotStored).arg(key));
+      return kFailed;
+    }
+    table.setText(key, args[3]);
+    if (!table.SaveLanguageTable(state.mainConfigFile)) {
+      err(text(Msg::ErrWriteFile).arg(state.mainConfigFile));
+      return kFailed;
+    }
+    table.LoadLanguageTable(state.mainConfigFile);
+    out(text(Msg::LangSaved).arg(key, state.mainConfigFile));
+    return kOk;
+  }
+  err(text(Msg::ErrMissingArgument).arg(QStringLiteral("lang ") + sub).trimmed());
+  return kUsage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QCoreApplication app(argc, argv);
+  QCoreApplication::setApplicationName(QStringLiteral("ordolo"));
+  QCoreApplication::setApplicationVersion(QStringLiteral(ORDOLO_VERSION));
+  const QStringList arguments = QCoreApplication::arguments();
+
+  // The language table must be loaded before any text is shown, help included.
+  ordolo::addin::Connect connect;
+  connect.OnConnection({arguments.contains(QStringLiteral("--debug"))});
+
+  QCommandLineParser parser;
+  const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, text(Msg::CliCmdHelp));
+  const QCommandLineOption version(QStringLiteral("version"), text(Msg::CliCmdVersion));
+  const QCommandLineOption debug(QStringLiteral("debug"), text(Msg::CliOptDebug));
+  const QCommandLineOption locale(QStringLiteral("locale"), text(Msg::CliOptLocale), QStringLiteral("NAME"));
+  parser.addOptions({help, version, debug, locale});
+  parser.addPositionalArgument(QStringLiteral("command"), QString());
+  if (!parser.parse(arguments)) {
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty())
+      err(text(Msg::ErrUnknownOption).arg(unknown.join(QStringLiteral(", "))));
+    else
+      err(text(Msg::ErrMissingArgument).arg(QStringLiteral("--locale")));
+    return kUsage;
+  }
+  if (parser.isSet(help)) {
+    std::fputs(helpText().toUtf8().constData(), stdout);
+    return kOk;
+  }
+  if (parser.isSet(version)) {
+    out(QStringLiteral("ordolo %1").arg(QStringLiteral(ORDOLO_VERSION)));
+    return kOk;
+  }
+  if (parser.isSet(locale)) ordolo::util::setUserLocale(QLocale(parser.value(locale)));
+
+  const QStringList args = parser.positionalArguments();
+  if (args.isEmpty()) {
+    std::fputs(helpText().toUtf8().constData(), stdout);
+    return kOk;
+  }
+  if (args[0] == QLatin1String("lang")) return langCommand(args, connect.state());
+  err(text(Msg::ErrUnknownCommand).arg(args[0]));
+  return kUsage;
+}

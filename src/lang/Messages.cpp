@@ -1,0 +1,96 @@
+#include "lang/Messages.h"
+
+#include "lang/LanguageTable.h"
+
+namespace ordolo::lang {
+
+namespace {
+
+struct MsgDef {
+  Msg id;
+  const char* key;
+  const char* de;
+  const char* fr;
+  const char* en;
+};
+
+const MsgDef kMessages[] = {
+    {Msg::ProblemStarting, "MsgProblemStarting", "Problem beim Starten.. (Fehler ", "Problème au démarrage.. (Erreur ",
+     "Problem starting.. (Error "},
+    {Msg::UrlNotValid, "MsgUrlNotValid", "URL ungültig: ", "URL non valide: ", "URL not valid: "},
+    {Msg::CliSummary, "CliSummary",
+     "Druckt Termine, Kontakte, Verteiler, E-Mails, Aufgaben, Notizen und Journaleinträge über Word- und Excel-Vorlagen.",
+     "Imprime rendez-vous, contacts, listes de distribution, e-mails, tâches, notes et entrées de journal à l'aide de modèles Word et Excel.",
+     "Prints appointments, contacts, distribution lists, mails, tasks, notes and journal entries through Word and Excel templates."},
+    {Msg::CliUsage, "CliUsage", "Aufruf:", "Utilisation :", "Usage:"},
+    {Msg::CliCommands, "CliCommands", "Befehle:", "Commandes :", "Commands:"},
+    {Msg::CliOptions, "CliOptions", "Optionen:", "Options :", "Options:"},
+    {Msg::CliCmdVersion, "CliCmdVersion", "Zeigt die Version an.", "Affiche la version.", "Shows the version."},
+    {Msg::CliCmdHelp, "CliCmdHelp", "Zeigt diese Hilfe an.", "Affiche cette aide.", "Shows this help."},
+    {Msg::CliCmdLangGet, "CliCmdLangGet", "Gibt den Text eines Schlüssels der Sprachtabelle aus (z.B. S60, Text19).",
+     "Affiche le texte d'une clé de la table des langues (p. ex. S60, Text19).",
+     "Prints the text of a key of the language table (e.g. S60, Text19)."},
+    {Msg::CliCmdLangLoad, "CliCmdLangLoad", "Lädt eine mitgelieferte Sprachdatei: english, deutsch oder francais.",
+     "Charge un fichier de langue fourni : english, deutsch ou francais.",
+     "Loads a shipped language file: english, deutsch or francais."},
+    {Msg::CliCmdLangList, "CliCmdLangList", "Listet die Sprachtabelle: Schlüssel, Rubrik, Beschrieb, Text (durch Tabulatoren getrennt).",
+     "Liste la table des langues : clé, rubrique, description, texte (séparés par des tabulations).",
+     "Lists the language table: key, rubric, description, text (tab-separated)."},
+    {Msg::CliCmdLangSet, "CliCmdLangSet", "Ändert den Text eines Schlüssels und speichert die Sprachtabelle.",
+     "Modifie le texte d'une clé et enregistre la table des langues.",
+     "Changes the text of one key and saves the language table."},
+    {Msg::CliOptDebug, "CliOptDebug", "Schreibt das Protokoll debug.log in den Datenordner.",
+     "Écrit le journal debug.log dans le dossier de données.", "Writes the log debug.log into the data folder."},
+    {Msg::CliOptLocale, "CliOptLocale", "Gebietsschema für Datum und Zahlen (z.B. de_DE); Vorgabe: LC_ALL, LC_TIME, LANG.",
+     "Paramètres régionaux des dates et nombres (p. ex. fr_FR) ; par défaut : LC_ALL, LC_TIME, LANG.",
+     "Locale for dates and numbers (e.g. en_GB); default: LC_ALL, LC_TIME, LANG."},
+    {Msg::CliOptYes, "CliOptYes", "Beantwortet Rückfragen mit Ja.", "Répond oui aux questions.", "Answers questions with yes."},
+    {Msg::CliEnvironment, "CliEnvironment", "Umgebung:", "Environnement :", "Environment:"},
+    {Msg::CliEnvHome, "CliEnvHome", "Ein Ordner für alle Dateien von Ordolo (data/ und config/), statt der XDG-Ordner.",
+     "Un dossier pour tous les fichiers d'Ordolo (data/ et config/), au lieu des dossiers XDG.",
+     "One folder for all of Ordolo's files (data/ and config/), instead of the XDG folders."},
+    {Msg::CliEnvDebug, "CliEnvDebug", "1 schaltet das Protokoll debug.log ein, wie --debug.",
+     "1 active le journal debug.log, comme --debug.", "1 switches the log debug.log on, as --debug does."},
+    {Msg::ErrUnknownCommand, "ErrUnknownCommand", "Unbekannter Befehl: %1 (siehe ordolo --help)",
+     "Commande inconnue : %1 (voir ordolo --help)", "Unknown command: %1 (see ordolo --help)"},
+    {Msg::ErrMissingArgument, "ErrMissingArgument", "Zu wenige Angaben für: %1 (siehe ordolo --help)",
+     "Arguments manquants pour : %1 (voir ordolo --help)", "Missing argument for: %1 (see ordolo --help)"},
+    {Msg::ErrUnknownKey, "ErrUnknownKey", "Kein solcher Schlüssel in der Sprachtabelle: %1",
+     "Clé inconnue dans la table des langues : %1", "No such key in the language table: %1"},
+    {Msg::ErrUnknownLanguage, "ErrUnknownLanguage", "Unbekannte Sprache: %1 (english, deutsch oder francais)",
+     "Langue inconnue : %1 (english, deutsch ou francais)", "Unknown language: %1 (english, deutsch or francais)"},
+    {Msg::ErrLanguageFile, "ErrLanguageFile",
+     "Sprachdatei fehlt oder ist leer: %1; die Sprachtabelle bleibt unverändert.",
+     "Fichier de langue absent ou vide : %1 ; la table des langues reste inchangée.",
+     "Language file missing or empty: %1; the language table is left as it was."},
+    {Msg::ErrWriteFile, "ErrWriteFile", "Datei kann nicht geschrieben werden: %1", "Impossible d'écrire le fichier : %1",
+     "Cannot write the file: %1"},
+    {Msg::ErrKeyNotStored, "ErrKeyNotStored",
+     "%1 wird nicht in der Sprachdatei gespeichert; es gilt immer der eingebaute Text.",
+     "%1 n'est pas enregistré dans le fichier de langue ; le texte intégré s'applique toujours.",
+     "%1 is not stored in the language file; its built-in text always applies."},
+    {Msg::ErrUnknownOption, "ErrUnknownOption", "Unbekannte Option: %1 (siehe ordolo --help)",
+     "Option inconnue : %1 (voir ordolo --help)", "Unknown option: %1 (see ordolo --help)"},
+    {Msg::LangLoaded, "MsgLangLoaded", "Sprachtabelle geladen aus %1", "Table des langues chargée depuis %1",
+     "Language table loaded from %1"},
+    {Msg::LangSaved, "MsgLangSaved", "%1 gespeichert in %2", "%1 enregistré dans %2", "%1 saved in %2"},
+    {Msg::Cancelled, "MsgCancelled", "Abgebrochen.", "Annulé.", "Cancelled."},
+};
+
+const MsgDef& def(Msg id) {
+  for (const MsgDef& m : kMessages)
+    if (m.id == id) return m;
+  return kMessages[0];
+}
+
+}  // namespace
+
+QString text(Msg id) {
+  const MsgDef& m = def(id);
+  return table().ReadLangKey(QStringLiteral("Lang"), QString::fromUtf8(m.key), QString::fromUtf8(m.de),
+                             QString::fromUtf8(m.fr), QString::fromUtf8(m.en));
+}
+
+QString keyOf(Msg id) { return QString::fromUtf8(def(id).key); }
+
+}  // namespace ordolo::lang

@@ -1,0 +1,48 @@
+// The program's own texts beyond the key table (command-line help, errors,
+// system messages). Each is read from the language settings file by its name
+// and falls back to a built-in German, French or English text, so a
+// translator can override any of them in section [Lang].
+#pragma once
+
+#include <QString>
+
+namespace ordolo::lang {
+
+enum class Msg {
+  ProblemStarting,    // "Problem starting.. (Error " + number + ")"
+  UrlNotValid,        // "URL not valid: " + text
+  CliSummary,
+  CliUsage,
+  CliCommands,
+  CliOptions,
+  CliCmdVersion,
+  CliCmdHelp,
+  CliCmdLangGet,
+  CliCmdLangLoad,
+  CliCmdLangList,
+  CliCmdLangSet,
+  CliOptDebug,
+  CliOptLocale,
+  CliOptYes,
+  CliEnvironment,
+  CliEnvHome,
+  CliEnvDebug,
+  ErrUnknownCommand,  // %1 the command
+  ErrMissingArgument, // %1 the command
+  ErrUnknownKey,      // %1 the key
+  ErrUnknownLanguage, // %1 the name
+  ErrLanguageFile,    // %1 the file
+  ErrWriteFile,       // %1 the file
+  ErrKeyNotStored,    // %1 the key
+  ErrUnknownOption,   // %1 the option
+  LangLoaded,         // %1 the file
+  LangSaved,          // %1 key, %2 file
+  Cancelled,
+};
+
+// The text in the current language of the process-wide table.
+QString text(Msg id);
+// The name the text is stored under in section [Lang].
+QString keyOf(Msg id);
+
+}  // namespace ordolo::lang

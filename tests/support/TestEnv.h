@@ -1,0 +1,76 @@
+// Helpers shared by the tests: scoped environment variables, a temporary
+// folder, a scripted user-interface port.
+#pragma once
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <optional>
+#include <ostream>
+
+#include "ui/Port.h"
+
+namespace ordolo::test {
+
+// Sets (or unsets, with nullopt) an environment variable for one scope.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, std::optional<QByteArray> value) : name_(name) {
+    if (qEnvironmentVariableIsSet(name)) old_ = qgetenv(name);
+    if (value) qputenv(name, *value); else qunsetenv(name);
+  }
+  ~ScopedEnv() {
+    if (old_) qputenv(name_, *old_); else qunsetenv(name_);
+  }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  const char* name_;
+  std::optional<QByteArray> old_;
+};
+
+inline QString writeFile(const QString& path, const QByteArray& bytes) {
+  QDir().mkpath(QFileInfo(path).absolutePath());
+  QFile f(path);
+  f.open(QIODevice::WriteOnly | QIODevice::Truncate);
+  f.write(bytes);
+  return path;
+}
+
+inline QByteArray readFile(const QString& path) {
+  QFile f(path);
+  f.open(QIODevice::ReadOnly);
+  return f.readAll();
+}
+
+// Records every message and answers questions from a list.
+class ScriptedPort : public ui::Port {
+ public:
+  QStringList messages;
+  QStringList notices;
+  ui::Answer answer = ui::Answer::Yes;
+
+  ui::Answer message(const QString& text, ui::Buttons, ui::Icon) override {
+    messages.append(text);
+    return answer;
+  }
+  void notice(const QString& text) override { notices.append(text); }
+  void beep() override {}
+  QString browseFolder(const QString&, const QString&) override { return {}; }
+  void yield() override {}
+};
+
+}  // namespace ordolo::test
+
+// Readable QString values in test failure messages.
+inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+inline void PrintTo(const QStringList& l, std::ostream* os) {
+  *os << '{';
+  for (const QString& s : l) *os << " \"" << s.toStdString() << '"';
+  *os << " }";
+}
