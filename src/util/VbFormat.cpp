@@ -1,7 +1,9 @@
 #include "util/VbFormat.h"
 
+#include <QHash>
 #include <QRegularExpression>
 #include <cmath>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -164,6 +166,17 @@ std::vector<Token> tokenize(const QString& p) {
   return out;
 }
 
+// Patterns are few and used for every item: keep them tokenized.
+std::vector<Token> tokensOf(const QString& pattern) {
+  static std::mutex mutex;
+  static QHash<QString, std::vector<Token>> cache;
+  std::lock_guard lock(mutex);
+  auto it = cache.constFind(pattern);
+  if (it != cache.cend()) return *it;
+  if (cache.size() > 256) cache.clear();
+  return *cache.insert(pattern, tokenize(pattern));
+}
+
 QString pad(int v, int width) { return QStringLiteral("%1").arg(v, width, 10, QLatin1Char('0')); }
 
 // Week of the year with the week starting on Sunday and week 1 holding 1 January.
@@ -269,7 +282,7 @@ QString Format(const QDateTime& value, const QString& pattern, const QLocale& lo
   if (pattern.isEmpty()) return generalDate(value, loc);
   if (auto named = namedDateFormat(value, pattern, loc)) return *named;
 
-  const auto tokens = tokenize(pattern);
+  const auto tokens = tokensOf(pattern);
   bool twelve = false;
   for (const auto& t : tokens) twelve = twelve || isAmPm(t.type);
 
