@@ -7,7 +7,7 @@
 #include "lang/LanguageTable.h"
 #include "util/DebugLog.h"
 #include "util/Ini.h"
-#include "util/SpecialFolders.h"
+#include "util/Folders.h"
 
 namespace ordolo::addin {
 

@@ -9,7 +9,7 @@
 #include "addin/Connect.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
-#include "util/SpecialFolders.h"
+#include "util/Folders.h"
 #include "util/VbFormat.h"
 
 using ordolo::lang::Msg;

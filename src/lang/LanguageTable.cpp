@@ -1,7 +1,7 @@
 #include "lang/LanguageTable.h"
 
 #include "lang/KeyTable.h"
-#include "util/SpecialFolders.h"
+#include "util/Folders.h"
 #include "util/TextFile.h"
 
 namespace ordolo::lang {

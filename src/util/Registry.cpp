@@ -1,7 +1,7 @@
 #include "util/Registry.h"
 
 #include "util/Ini.h"
-#include "util/SpecialFolders.h"
+#include "util/Folders.h"
 
 namespace ordolo::util {
 

@@ -12,7 +12,6 @@
 #include <optional>
 #include <ostream>
 
-#include "ui/Port.h"
 
 namespace ordolo::test {
 
@@ -47,23 +46,6 @@ inline QByteArray readFile(const QString& path) {
   f.open(QIODevice::ReadOnly);
   return f.readAll();
 }
-
-// Records every message and answers questions from a list.
-class ScriptedPort : public ui::Port {
- public:
-  QStringList messages;
-  QStringList notices;
-  ui::Answer answer = ui::Answer::Yes;
-
-  ui::Answer message(const QString& text, ui::Buttons, ui::Icon) override {
-    messages.append(text);
-    return answer;
-  }
-  void notice(const QString& text) override { notices.append(text); }
-  void beep() override {}
-  QString browseFolder(const QString&, const QString&) override { return {}; }
-  void yield() override {}
-};
 
 }  // namespace ordolo::test
 

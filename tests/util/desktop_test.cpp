@@ -4,73 +4,62 @@
 
 #include "lang/LanguageTable.h"
 #include "support/TestEnv.h"
+#include "ui/Port.h"
 #include "util/Desktop.h"
 
 using namespace ordolo::util;
 using ordolo::test::ScopedEnv;
-using ordolo::test::ScriptedPort;
 using ordolo::test::writeFile;
 
 namespace {
 
-// A stand-in for the desktop opener that records its argument and exits
-// with a chosen code.
-class OpenDocumentTest : public ::testing::Test {
- protected:
-  QTemporaryDir dir;
-  ScriptedPort port;
-  std::optional<ScopedEnv> opener;
-
-  void SetUp() override { ordolo::lang::table().load(ordolo::util::IniDocument::fromText("[Lang]\nS26=Edit\nS22=Language\n")); }
-  void useOpener(int exitCode) {
-    const QString script = writeFile(dir.filePath("opener"),
-                                     QStringLiteral("#!/bin/sh\necho \"$1\" > '%1'\nexit %2\n")
-                                         .arg(dir.filePath("opened"))
-                                         .arg(exitCode)
-                                         .toUtf8());
-    QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    opener.emplace("ORDOLO_OPENER", script.toUtf8());
+// Records the messages shown.
+struct RecordingPort : ordolo::ui::Port {
+  QStringList messages;
+  ordolo::ui::Answer message(const QString& text, ordolo::ui::Buttons, ordolo::ui::Icon) override {
+    messages.append(text);
+    return ordolo::ui::Answer::Ok;
   }
-  QString opened() const { return QString::fromUtf8(ordolo::test::readFile(dir.filePath("opened"))).trimmed(); }
+  void notice(const QString&) override {}
+  void beep() override {}
+  QString browseFolder(const QString&, const QString&) override { return {}; }
+  void yield() override {}
 };
 
-TEST_F(OpenDocumentTest, StartedDocumentSaysNothing) {
-  useOpener(0);
+// The desktop opener is replaced by a script that records its argument and
+// exits with the code a real opener gives in each situation.
+TEST(OpenDocument, OpenerResultsBecomeMessagesOrSilence) {
+  ordolo::lang::table().load(IniDocument::fromText("[Lang]\nS26=Edit\nS22=Language\n"));
+  QTemporaryDir dir;
   const QString doc = writeFile(dir.filePath("letter one.pdf"), "%PDF");
-  EXPECT_EQ(OpenDocument(doc, &port), kOpenStarted);
-  EXPECT_EQ(opened(), doc);
-  EXPECT_TRUE(port.messages.isEmpty());
-}
-
-TEST_F(OpenDocumentTest, MissingFileIsReportedWithItsNumber) {
-  useOpener(0);
-  EXPECT_EQ(OpenDocument(dir.filePath("gone.docx"), &port), kOpenFileNotFound);
-  EXPECT_EQ(port.messages, QStringList{"Problem starting.. (Error 2)"});
-  EXPECT_EQ(opened(), "");  // the opener never ran
-}
-
-TEST_F(OpenDocumentTest, FailingUrlIsReportedAsNotValid) {
-  useOpener(4);
-  EXPECT_EQ(OpenDocument("https://example.invalid/x", &port), kOpenBadUrl);
-  EXPECT_EQ(port.messages, QStringList{"URL not valid: https://example.invalid/x"});
-}
-
-TEST_F(OpenDocumentTest, NoAssociatedProgramIsSilent) {
-  useOpener(3);
-  const QString doc = writeFile(dir.filePath("data.xyz"), "?");
-  EXPECT_EQ(OpenDocument(doc, &port), kOpenNoAssociation);
-  EXPECT_TRUE(port.messages.isEmpty());
-}
-
-TEST_F(OpenDocumentTest, MissingOpenerOrFailedOpenIsAProblem) {
-  const QString doc = writeFile(dir.filePath("a.txt"), "a");
-  {
-    ScopedEnv none("ORDOLO_OPENER", dir.filePath("no-such-opener").toUtf8());
-    EXPECT_EQ(OpenDocument(doc, &port), kOpenNoOpener);
+  const QString script = writeFile(dir.filePath("opener"), "#!/bin/sh\necho \"$1\" > \"$(dirname \"$0\")/opened\"\nexit $CODE\n");
+  QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner);
+  ScopedEnv opener("ORDOLO_OPENER", script.toUtf8());
+  struct Case {
+    const char* exitCode;
+    QString target;
+    int result;
+    QString message;
+  } cases[] = {
+      {"0", doc, kOpenStarted, ""},
+      {"0", dir.filePath("gone.docx"), kOpenFileNotFound, "Problem starting.. (Error 2)"},
+      {"4", "https://example.invalid/x", kOpenBadUrl, "URL not valid: https://example.invalid/x"},
+      {"3", doc, kOpenNoAssociation, ""},  // no program for the type: silent
+      {"4", doc, kOpenFailed, "Problem starting.. (Error 29)"},
+  };
+  for (const Case& c : cases) {
+    ScopedEnv code("CODE", c.exitCode);
+    RecordingPort port;
+    QFile::remove(dir.filePath("opened"));
+    EXPECT_EQ(OpenDocument(c.target, &port), c.result) << c.target.toStdString();
+    EXPECT_EQ(port.messages, c.message.isEmpty() ? QStringList() : QStringList{c.message});
+    // A missing file never reaches the opener.
+    EXPECT_EQ(QFile::exists(dir.filePath("opened")), c.result != kOpenFileNotFound);
   }
-  useOpener(4);
-  EXPECT_EQ(OpenDocument(doc, &port), kOpenFailed);
-  EXPECT_EQ(port.messages, (QStringList{"Problem starting.. (Error 27)", "Problem starting.. (Error 29)"}));
+  ScopedEnv none("ORDOLO_OPENER", dir.filePath("no-such-opener").toUtf8());
+  RecordingPort port;
+  EXPECT_EQ(OpenDocument(doc, &port), kOpenNoOpener);
+  EXPECT_EQ(port.messages, QStringList{"Problem starting.. (Error 27)"});
 }
 
 }  // namespace

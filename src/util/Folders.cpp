@@ -1,4 +1,4 @@
-#include "util/SpecialFolders.h"
+#include "util/Folders.h"
 
 #include <QDir>
 #include <QFileInfo>
