@@ -44,10 +44,12 @@ QString helpText() {
   return h;
 }
 
-// The row key as the table spells it ("s60" finds "S60"), or empty.
+// The row key as the table spells it ("s60" finds "S60"); empty, with the
+// error told, when the table has no such key.
 QString findKey(const QString& key) {
   for (const auto& row : ordolo::lang::table().rows())
     if (row.key.compare(key, Qt::CaseInsensitive) == 0) return row.key;
+  err(text(Msg::ErrUnknownKey).arg(key));
   return {};
 }
 
@@ -71,10 +73,7 @@ int langCommand(const QStringList& args, const ordolo::addin::AddinState& state)
   }
   if (sub == QLatin1String("get") && args.size() == 3) {
     const QString key = findKey(args[2]);
-    if (key.isEmpty()) {
-      err(text(Msg::ErrUnknownKey).arg(args[2]));
-      return kFailed;
-    }
+    if (key.isEmpty()) return kFailed;
     out(table.GetLangText(key));
     return kOk;
   }
@@ -99,10 +98,7 @@ int langCommand(const QStringList& args, const ordolo::addin::AddinState& state)
   }
   if (sub == QLatin1String("set") && args.size() == 4) {
     const QString key = findKey(args[2]);
-    if (key.isEmpty()) {
-      err(text(Msg::ErrUnknownKey).arg(args[2]));
-      return kFailed;
-    }
+    if (key.isEmpty()) return kFailed;
     // S81..S86 are never written to the file: an edit would vanish on reload.
     const int number = key.startsWith('S') ? key.mid(1).toInt() : 0;
     if (number > 80) {
