@@ -99,9 +99,8 @@ int langCommand(const QStringList& args, const ordolo::addin::AddinState& state)
   if (sub == QLatin1String("set") && args.size() == 4) {
     const QString key = findKey(args[2]);
     if (key.isEmpty()) return kFailed;
-    // S81..S86 are never written to the file: an edit would vanish on reload.
-    const int number = key.startsWith('S') ? key.mid(1).toInt() : 0;
-    if (number > 80) {
+    // An edit of a key the file does not keep would vanish on reload.
+    if (!ordolo::lang::LanguageTable::isStored(key)) {
       err(text(Msg::ErrKeyNotStored).arg(key));
       return kFailed;
     }

@@ -75,6 +75,12 @@ QString LanguageTable::saveText() const {
   return text;
 }
 
+bool LanguageTable::isStored(const QString& key) {
+  if (key.startsWith(QLatin1String("Text"))) return true;
+  const int n = key.mid(1).toInt();
+  return key.startsWith(QLatin1Char('S')) && n >= 1 && n <= 80 && n != 52;
+}
+
 bool LanguageTable::SaveLanguageTable(const QString& iniPath) const {
   return util::WriteWholeFile(iniPath, saveText(), false);
 }

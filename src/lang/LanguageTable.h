@@ -45,6 +45,8 @@ class LanguageTable {
   // with Text1..Text20. S81..S86 are left out; they come back from their
   // defaults after a reload.
   QString saveText() const;
+  // Whether a save keeps the key's text (S81..S86 always come from their defaults).
+  static bool isStored(const QString& key);
   // Replaces the whole file with saveText(); false when it cannot be written.
   bool SaveLanguageTable(const QString& iniPath) const;
 

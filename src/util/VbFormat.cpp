@@ -1,6 +1,7 @@
 #include "util/VbFormat.h"
 
 #include <QHash>
+#include <algorithm>
 #include <QRegularExpression>
 #include <cmath>
 #include <mutex>
@@ -241,7 +242,7 @@ std::optional<QString> numberPattern(double v, const QString& pattern, const QLo
   int intLen = dot < 0 ? s.size() : dot;
   if (minInt == 0 && s.startsWith(QLatin1Char('0')) && intLen == 1) s.remove(0, 1);
   else if (intLen < minInt) s.prepend(QString(minInt - intLen, QLatin1Char('0')));
-  const bool negative = v < 0 && s.contains(QRegularExpression(QStringLiteral("[1-9]")));
+  const bool negative = v < 0 && std::any_of(s.cbegin(), s.cend(), [](QChar c) { return c.isDigit() && c != QLatin1Char('0'); });
   return (negative ? QStringLiteral("-") : QString()) + m.captured(1) + s + m.captured(4);
 }
 
