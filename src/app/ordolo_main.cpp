@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "addin/Connect.h"
+#include "app/StoreCommands.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
 #include "util/Folders.h"
@@ -33,14 +34,21 @@ QString helpText() {
   h += line(QStringLiteral("lang load LANGUAGE"), text(Msg::CliCmdLangLoad));
   h += line(QStringLiteral("lang list"), text(Msg::CliCmdLangList));
   h += line(QStringLiteral("lang set KEY TEXT"), text(Msg::CliCmdLangSet));
+  h += line(QStringLiteral("folders --store DIR"), text(Msg::CliCmdFolders));
+  h += line(QStringLiteral("list --store DIR --folder PATH"), text(Msg::CliCmdList));
   h += "\n" + text(Msg::CliOptions) + "\n";
   h += line(QStringLiteral("-h, --help"), text(Msg::CliCmdHelp));
   h += line(QStringLiteral("--version"), text(Msg::CliCmdVersion));
   h += line(QStringLiteral("--debug"), text(Msg::CliOptDebug));
   h += line(QStringLiteral("--locale NAME"), text(Msg::CliOptLocale));
+  h += line(QStringLiteral("--store DIR"), text(Msg::CliOptStore));
+  h += line(QStringLiteral("--folder PATH"), text(Msg::CliOptFolder));
+  h += line(QStringLiteral("--from DATE"), text(Msg::CliOptFrom));
+  h += line(QStringLiteral("--to DATE"), text(Msg::CliOptTo));
   h += "\n" + text(Msg::CliEnvironment) + "\n";
   h += line(QStringLiteral("ORDOLO_HOME"), text(Msg::CliEnvHome));
   h += line(QStringLiteral("ORDOLO_DEBUG"), text(Msg::CliEnvDebug));
+  h += line(QStringLiteral("ORDOLO_STORE"), text(Msg::CliEnvStore));
   return h;
 }
 
@@ -134,14 +142,18 @@ int main(int argc, char** argv) {
   const QCommandLineOption version(QStringLiteral("version"), text(Msg::CliCmdVersion));
   const QCommandLineOption debug(QStringLiteral("debug"), text(Msg::CliOptDebug));
   const QCommandLineOption locale(QStringLiteral("locale"), text(Msg::CliOptLocale), QStringLiteral("NAME"));
-  parser.addOptions({help, version, debug, locale});
+  const QCommandLineOption store(QStringLiteral("store"), text(Msg::CliOptStore), QStringLiteral("DIR"));
+  const QCommandLineOption folder(QStringLiteral("folder"), text(Msg::CliOptFolder), QStringLiteral("PATH"));
+  const QCommandLineOption from(QStringLiteral("from"), text(Msg::CliOptFrom), QStringLiteral("DATE"));
+  const QCommandLineOption to(QStringLiteral("to"), text(Msg::CliOptTo), QStringLiteral("DATE"));
+  parser.addOptions({help, version, debug, locale, store, folder, from, to});
   parser.addPositionalArgument(QStringLiteral("command"), QString());
   if (!parser.parse(arguments)) {
     const QStringList unknown = parser.unknownOptionNames();
     if (!unknown.isEmpty())
       err(text(Msg::ErrUnknownOption).arg(unknown.join(QStringLiteral(", "))));
     else
-      err(text(Msg::ErrMissingArgument).arg(QStringLiteral("--locale")));
+      err(text(Msg::ErrMissingArgument).arg(arguments.isEmpty() ? QString() : arguments.last()));
     return kUsage;
   }
   if (parser.isSet(help)) {
@@ -160,6 +172,10 @@ int main(int argc, char** argv) {
     return kOk;
   }
   if (args[0] == QLatin1String("lang")) return langCommand(args, connect.state());
+  const ordolo::app::StoreOptions storeOptions{parser.value(store), parser.value(folder), parser.value(from),
+                                               parser.value(to)};
+  if (args[0] == QLatin1String("folders")) return ordolo::app::foldersCommand(storeOptions);
+  if (args[0] == QLatin1String("list")) return ordolo::app::listCommand(storeOptions);
   err(text(Msg::ErrUnknownCommand).arg(args[0]));
   return kUsage;
 }

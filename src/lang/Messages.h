@@ -21,6 +21,13 @@ enum class Msg {
   CliCmdLangLoad,
   CliCmdLangList,
   CliCmdLangSet,
+  CliCmdFolders,
+  CliCmdList,
+  CliOptStore,
+  CliOptFolder,
+  CliOptFrom,
+  CliOptTo,
+  CliEnvStore,
   CliOptDebug,
   CliOptLocale,
   CliOptYes,
@@ -35,6 +42,11 @@ enum class Msg {
   ErrWriteFile,       // %1 the file
   ErrKeyNotStored,    // %1 the key
   ErrUnknownOption,   // %1 the option
+  ErrNoStore,
+  ErrStore,           // %1 the reason
+  ErrNoFolder,        // %1 the path
+  ErrBadDate,         // %1 the text
+  ErrFilter,          // %1 the reason
   LangLoaded,         // %1 the file
   LangSaved,          // %1 key, %2 file
   Cancelled,

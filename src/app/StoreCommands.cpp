@@ -1,0 +1,141 @@
+#include "app/StoreCommands.h"
+
+#include "lang/Messages.h"
+#include "model/Filter.h"
+#include "store/FileStore.h"
+#include "util/Funktionen.h"
+
+#include <cstdio>
+
+namespace ordolo::app {
+namespace {
+
+using lang::Msg;
+using lang::text;
+
+void out(const QString& s) { std::fputs((s + QLatin1Char('\n')).toUtf8().constData(), stdout); }
+void err(const QString& s) { std::fputs(("ordolo: " + s + QLatin1Char('\n')).toUtf8().constData(), stderr); }
+
+std::shared_ptr<store::FileStore> openStore(const StoreOptions& o) {
+  const QString root = o.store.isEmpty() ? qEnvironmentVariable("ORDOLO_STORE") : o.store;
+  if (root.isEmpty()) {
+    err(text(Msg::ErrNoStore));
+    return nullptr;
+  }
+  QString why;
+  auto s = store::FileStore::open(root, &why);
+  if (!s) err(text(Msg::ErrStore).arg(why));
+  return s;
+}
+
+void listFolders(const std::vector<model::FolderPtr>& folders) {
+  for (const auto& f : folders) {
+    out(QStringLiteral("%1\t%2\t%3").arg(f->FolderPath()).arg(f->DefaultItemClass()).arg(f->GetItems()->Count()));
+    listFolders(f->Folders());
+  }
+}
+
+// The time shown for an item: when it happens or arrived.
+QDateTime timeOf(const model::Item& item) {
+  switch (item.Class()) {
+    case model::olAppointment:
+    case model::olJournal: return item.date(QStringLiteral("Start"));
+    case model::olTask: return item.date(QStringLiteral("StartDate"));
+    case model::olNote: return item.date(QStringLiteral("CreationTime"));
+    case model::olContact:
+    case model::olDistributionList: return {};  // cards have no time of their own
+    default: {
+      const QVariant received = item.get(QStringLiteral("ReceivedTime"));
+      return received.isValid() ? received.toDateTime() : item.date(QStringLiteral("CreationTime"));
+    }
+  }
+}
+
+// The date-range filter and sort key of a folder's kind of item.
+struct Range {
+  QString filter, sortKey;
+  bool recurrences = false;
+};
+Range rangeFor(int itemClass, const QDate& from, const QDate& to) {
+  const QString start = util::FormatDateShortTime12(QDateTime(from, QTime(0, 0)));
+  const QString end = util::FormatDateShortTime12(QDateTime(to, QTime(23, 59)));
+  auto between = [&](const char* property) {
+    return QStringLiteral("[%1]<='%3' and [%1]>='%2'").arg(QLatin1String(property), start, end);
+  };
+  switch (itemClass) {
+    case model::olAppointment:
+    case model::olJournal:
+      return {QStringLiteral("[Start]<='%2' and [End]>'%1'").arg(start, end), QStringLiteral("[Start]"), true};
+    case model::olTask: return {between("DueDate"), QStringLiteral("[DueDate]")};
+    case model::olNote: return {between("CreationTime"), QStringLiteral("[CreationTime]")};
+    case model::olContact:
+    case model::olDistributionList: return {QString(), QStringLiteral("[FullName]")};
+    default: return {between("ReceivedTime"), QStringLiteral("[ReceivedTime]")};
+  }
+}
+
+QDate parseDay(const QString& text) {
+  const QDateTime d = model::ParseFilterDate(text);
+  return d.isValid() ? d.date() : QDate();
+}
+
+QString oneLine(QString s) {
+  s.replace(QLatin1Char('\t'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+  return s;
+}
+
+}  // namespace
+
+int foldersCommand(const StoreOptions& o) {
+  auto s = openStore(o);
+  if (!s) return 1;
+  listFolders(s->Folders());
+  return 0;
+}
+
+int listCommand(const StoreOptions& o) {
+  auto s = openStore(o);
+  if (!s) return 1;
+  if (o.folder.isEmpty()) {
+    err(text(Msg::ErrMissingArgument).arg(QStringLiteral("--folder")));
+    return 2;
+  }
+  auto folder = s->folderByPath(o.folder);
+  if (!folder) {
+    err(text(Msg::ErrNoFolder).arg(o.folder));
+    return 1;
+  }
+  model::ItemsPtr items = folder->GetItems();
+  if (!o.from.isEmpty() || !o.to.isEmpty()) {
+    QDate from = parseDay(o.from.isEmpty() ? o.to : o.from);
+    QDate to = parseDay(o.to.isEmpty() ? o.from : o.to);
+    if (!from.isValid() || !to.isValid()) {
+      err(text(Msg::ErrBadDate).arg(!from.isValid() ? (o.from.isEmpty() ? o.to : o.from) : o.to));
+      return 2;
+    }
+    const Range range = rangeFor(folder->DefaultItemClass(), from, to);
+    items->IncludeRecurrences = range.recurrences;
+    if (!range.filter.isEmpty()) {
+      QString why;
+      items = items->Restrict(range.filter, &why);
+      if (!items) {
+        err(text(Msg::ErrFilter).arg(why));
+        return 1;
+      }
+    }
+    items->Sort(range.sortKey);
+  }
+  for (const model::ItemPtr& item : *items) {
+    const QDateTime t = timeOf(*item);
+    const QString subject = item->Class() == model::olContact ? item->text(QStringLiteral("FullName"))
+                                                             : item->text(QStringLiteral("Subject"));
+    out(QStringLiteral("%1\t%2\t%3\t%4")
+            .arg(item->EntryID())
+            .arg(item->Class())
+            .arg(oneLine(subject), model::IsNoDate(t) || !t.isValid() ? QString()
+                                                                       : t.toString(QStringLiteral("yyyy-MM-dd HH:mm"))));
+  }
+  return 0;
+}
+
+}  // namespace ordolo::app

@@ -1,0 +1,833 @@
+#include "store/FileStore.h"
+
+#include "store/Parsers.h"
+#include "store/StoreItems.h"
+#include "util/DebugLog.h"
+#include "util/Ini.h"
+
+#include <KCalendarCore/Event>
+#include <KCalendarCore/Journal>
+#include <KCalendarCore/Todo>
+#include <KContacts/Addressee>
+#include <KMime/Message>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
+#include <QSaveFile>
+#include <QRegularExpression>
+#include <QTimer>
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <set>
+
+namespace ordolo::store {
+
+using model::FolderPtr;
+using model::ItemPtr;
+
+namespace {
+
+void logSkip(const QString& path, const QString& why) {
+  util::DebugLog::write(QStringLiteral("Store: skipped %1: %2").arg(path, why));
+}
+
+QString joinPath(const QString& a, const QString& b) {
+  if (a.isEmpty()) return b;
+  if (b.isEmpty()) return a;
+  return a + QLatin1Char('/') + b;
+}
+
+bool hasExtension(const QString& name, const char* ext) {
+  return name.endsWith(QLatin1String(ext), Qt::CaseInsensitive);
+}
+
+bool isItemFileName(const QString& name) {
+  return !name.startsWith(QLatin1Char('.')) && !name.endsWith(QLatin1Char('~'));
+}
+
+// Maildir names: "<time>.<unique>.<host>[:2,<flags>]".
+QString maildirUnique(const QString& fileName) { return fileName.section(QLatin1Char(':'), 0, 0); }
+QString maildirFlags(const QString& fileName) {
+  const int at = fileName.indexOf(QLatin1String(":2,"));
+  return at < 0 ? QString() : fileName.mid(at + 3);
+}
+QDateTime maildirTime(const QString& fileName) {
+  bool ok = false;
+  const qint64 secs = fileName.section(QLatin1Char('.'), 0, 0).toLongLong(&ok);
+  return ok && secs > 0 ? QDateTime::fromSecsSinceEpoch(secs) : QDateTime();
+}
+
+QString hex(const QString& text) { return QString::fromLatin1(text.toUtf8().toHex().toUpper()); }
+
+// Names the default folders are found by when store.ini does not name them.
+QStringList defaultNames(int id) {
+  switch (id) {
+    case model::olFolderCalendar: return {"Calendar", "Kalender", "Calendrier"};
+    case model::olFolderContacts: return {"Contacts", "Kontakte", "Address Book", "Addressbook"};
+    case model::olFolderInbox: return {"Inbox", "Posteingang", "Boîte de réception"};
+    case model::olFolderSentMail: return {"Sent Items", "Sent", "Gesendete Elemente", "Gesendete Objekte", "Éléments envoyés"};
+    case model::olFolderDrafts: return {"Drafts", "Entwürfe", "Brouillons"};
+    case model::olFolderDeletedItems: return {"Deleted Items", "Trash", "Gelöschte Elemente", "Gelöschte Objekte", "Éléments supprimés"};
+    case model::olFolderTasks: return {"Tasks", "Aufgaben", "Tâches", "Todo"};
+    case model::olFolderNotes: return {"Notes", "Notizen"};
+    case model::olFolderJournal: return {"Journal"};
+    default: return {};
+  }
+}
+
+QString configKey(int id) {
+  switch (id) {
+    case model::olFolderCalendar: return QStringLiteral("Calendar");
+    case model::olFolderContacts: return QStringLiteral("Contacts");
+    case model::olFolderInbox: return QStringLiteral("Inbox");
+    case model::olFolderSentMail: return QStringLiteral("SentItems");
+    case model::olFolderDrafts: return QStringLiteral("Drafts");
+    case model::olFolderDeletedItems: return QStringLiteral("DeletedItems");
+    case model::olFolderTasks: return QStringLiteral("Tasks");
+    case model::olFolderNotes: return QStringLiteral("Notes");
+    case model::olFolderJournal: return QStringLiteral("Journal");
+    default: return {};
+  }
+}
+
+const int kDefaultIds[] = {model::olFolderDeletedItems, model::olFolderSentMail, model::olFolderInbox,
+                           model::olFolderCalendar,     model::olFolderContacts, model::olFolderJournal,
+                           model::olFolderNotes,        model::olFolderTasks,    model::olFolderDrafts};
+
+QString folderNameOf(const QString& relPath, StoreFolder::Format format) {
+  QString name = relPath.section(QLatin1Char('/'), -1);
+  if (format == StoreFolder::Format::IcsFile || format == StoreFolder::Format::VcfFile)
+    name = name.left(name.lastIndexOf(QLatin1Char('.')));
+  if (name.startsWith(QLatin1Char('.'))) name = name.mid(1);  // Maildir++ subfolder
+  return name;
+}
+
+// Removes the components (or cards) whose UID line is uid from an iCalendar
+// or vCard text, leaving every other byte as it was.
+QByteArray withoutComponent(const QByteArray& text, const QByteArray& uid, bool cards, int ordinal,
+                            QByteArray* removed) {
+  const QList<QByteArray> lines = text.split('\n');
+  QByteArray out;
+  QList<QByteArray> block;
+  bool inBlock = false, match = false;
+  int seen = 0;
+  const QByteArray uidLine = "UID:" + uid;
+  auto isBegin = [cards](const QByteArray& l) {
+    const QByteArray u = l.trimmed().toUpper();
+    return cards ? u == "BEGIN:VCARD" : (u == "BEGIN:VEVENT" || u == "BEGIN:VTODO" || u == "BEGIN:VJOURNAL");
+  };
+  auto isEnd = [cards](const QByteArray& l) {
+    const QByteArray u = l.trimmed().toUpper();
+    return cards ? u == "END:VCARD" : (u == "END:VEVENT" || u == "END:VTODO" || u == "END:VJOURNAL");
+  };
+  for (int i = 0; i < lines.size(); ++i) {
+    const QByteArray& line = lines[i];
+    const QByteArray full = i + 1 < lines.size() ? line + '\n' : line;
+    if (!inBlock && isBegin(line)) {
+      inBlock = true;
+      match = false;
+      block.clear();
+    }
+    if (inBlock) {
+      block << full;
+      const QByteArray t = line.trimmed();
+      if (!uid.isEmpty() && (t == uidLine || (t.toUpper().startsWith("UID:") && t.mid(4) == uid))) match = true;
+      if (isEnd(line)) {
+        inBlock = false;
+        ++seen;
+        if (uid.isEmpty() && seen == ordinal) match = true;
+        for (const QByteArray& b : block) (match ? *removed : out) += b;
+      }
+      continue;
+    }
+    out += full;
+  }
+  return out;
+}
+
+std::atomic<int> writeCounter{0};
+
+QString uniqueMaildirName() {
+  char host[256] = {0};
+  gethostname(host, sizeof host - 1);
+  QString h = QString::fromLocal8Bit(host);
+  h.replace(QLatin1Char('/'), QLatin1String("\\057")).replace(QLatin1Char(':'), QLatin1String("\\072"));
+  const qint64 ms = QDateTime::currentMSecsSinceEpoch();
+  return QStringLiteral("%1.M%2P%3Q%4.%5")
+      .arg(ms / 1000)
+      .arg((ms % 1000) * 1000)
+      .arg(getpid())
+      .arg(++writeCounter)
+      .arg(h.isEmpty() ? QStringLiteral("localhost") : h);
+}
+
+bool writeNewFile(const QString& path, const QByteArray& bytes, QString* error) {
+  QSaveFile f(path);
+  if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size() || !f.commit()) {
+    if (error) *error = QStringLiteral("%1: %2").arg(path, f.errorString());
+    return false;
+  }
+  return true;
+}
+
+// A file name in dir that is not taken yet, based on name.
+QString freeName(const QDir& dir, const QString& name) {
+  if (!dir.exists(name)) return name;
+  const int dot = name.lastIndexOf(QLatin1Char('.'));
+  const QString base = dot > 0 ? name.left(dot) : name, ext = dot > 0 ? name.mid(dot) : QString();
+  for (int n = 2;; ++n) {
+    const QString candidate = QStringLiteral("%1-%2%3").arg(base).arg(n).arg(ext);
+    if (!dir.exists(candidate)) return candidate;
+  }
+}
+
+}  // namespace
+
+// --------------------------------------------------------------- entry ids
+
+QString MakeFolderEntryId(const QString& folderPath) { return QStringLiteral("00") + hex(folderPath); }
+
+QString MakeItemEntryId(const QString& folderPath, const QString& fileName, const QString& uid,
+                        const QString& recurrence) {
+  const QChar sep(0x1F);
+  return QStringLiteral("01") + hex(folderPath + sep + fileName + sep + uid + sep + recurrence);
+}
+
+std::optional<DecodedEntryId> DecodeEntryId(const QString& entryId) {
+  if (entryId.size() < 2 || entryId.size() % 2) return std::nullopt;
+  const QByteArray raw = QByteArray::fromHex(entryId.mid(2).toLatin1());
+  if (raw.toHex().toUpper() != entryId.mid(2).toUpper().toLatin1()) return std::nullopt;
+  const QString text = QString::fromUtf8(raw);
+  DecodedEntryId d;
+  if (entryId.startsWith(QLatin1String("00"))) {
+    d.isFolder = true;
+    d.folderPath = text;
+    return d;
+  }
+  if (!entryId.startsWith(QLatin1String("01"))) return std::nullopt;
+  const QStringList parts = text.split(QChar(0x1F));
+  if (parts.size() != 4) return std::nullopt;
+  d.folderPath = parts[0];
+  d.fileName = parts[1];
+  d.uid = parts[2];
+  d.recurrence = parts[3];
+  return d;
+}
+
+// ------------------------------------------------------------- StoreFolder
+
+StoreFolder::StoreFolder(std::weak_ptr<FileStore> store, QString relPath, QString absPath, Format format)
+    : store_(std::move(store)), relPath_(std::move(relPath)), absPath_(std::move(absPath)), format_(format) {
+  name_ = folderNameOf(relPath_, format_);
+}
+
+QString StoreFolder::EntryID() const { return MakeFolderEntryId(relPath_); }
+
+QString StoreFolder::StoreID() const {
+  auto s = store();
+  return s ? s->storeId() : QString();
+}
+
+int StoreFolder::defaultId() const {
+  auto s = store();
+  if (!s) return 0;
+  for (int id : kDefaultIds)
+    if (s->defaultFolderPath(id) == relPath_) return id;
+  return 0;
+}
+
+int StoreFolder::DefaultItemClass() const {
+  switch (format_) {
+    case Format::VcfDirectory:
+    case Format::VcfFile: return model::olContact;
+    case Format::Maildir:
+    case Format::EmlDirectory:
+    case Format::Container: return model::olMail;
+    default: break;
+  }
+  switch (defaultId()) {
+    case model::olFolderCalendar: return model::olAppointment;
+    case model::olFolderTasks: return model::olTask;
+    case model::olFolderNotes: return model::olNote;
+    case model::olFolderJournal: return model::olJournal;
+    default: break;
+  }
+  if (itemClassFromContent_ == 0) const_cast<StoreFolder*>(this)->loadItems();
+  return itemClassFromContent_ ? itemClassFromContent_ : model::olAppointment;
+}
+
+model::ItemsPtr StoreFolder::GetItems() {
+  return std::make_shared<model::Items>(shared_from_this(), loadItems());
+}
+
+FolderPtr StoreFolder::ParentFolder() const {
+  const int slash = relPath_.lastIndexOf(QLatin1Char('/'));
+  auto s = store();
+  if (slash < 0 || !s) return nullptr;
+  return s->folderAt(relPath_.left(slash));
+}
+
+std::vector<FolderPtr> StoreFolder::Folders() const {
+  std::vector<FolderPtr> out;
+  auto s = store();
+  if (!s || format_ == Format::IcsFile || format_ == Format::VcfFile) return out;
+  const QDir dir(absPath_);
+  const QString own = QFileInfo(absPath_).canonicalFilePath();
+  for (const QFileInfo& fi : dir.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name)) {
+    const QString name = fi.fileName();
+    if (format_ == Format::Maildir) {
+      if (name == QLatin1String("cur") || name == QLatin1String("new") || name == QLatin1String("tmp")) continue;
+      if (!name.startsWith(QLatin1Char('.'))) continue;  // Maildir++ folders are ".Name"
+    } else if (name.startsWith(QLatin1Char('.'))) {
+      continue;
+    }
+    // A link back up the tree would make the tree endless.
+    if (fi.isSymLink()) {
+      const QString target = fi.canonicalFilePath();
+      if (target.isEmpty() || own == target || own.startsWith(target + QLatin1Char('/'))) continue;
+    }
+    if (auto f = s->folderAt(joinPath(relPath_, name))) out.push_back(f);
+  }
+  return out;
+}
+
+QStringList StoreFolder::itemFiles() const {
+  QStringList out;
+  if (format_ == Format::IcsFile || format_ == Format::VcfFile) return {absPath_};
+  if (format_ == Format::Container) return {};
+  auto addFrom = [&out](const QString& dirPath, bool anyName) {
+    const QDir dir(dirPath);
+    for (const QString& name : dir.entryList(QDir::Files | QDir::Hidden, QDir::Name)) {
+      if (!isItemFileName(name)) continue;
+      if (anyName || hasExtension(name, ".eml") || hasExtension(name, ".ics") || hasExtension(name, ".vcf"))
+        out << dir.filePath(name);
+    }
+  };
+  if (format_ == Format::Maildir) {
+    addFrom(absPath_ + QStringLiteral("/cur"), true);
+    addFrom(absPath_ + QStringLiteral("/new"), true);
+  }
+  addFrom(absPath_, false);
+  return out;
+}
+
+std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QString& fileName) {
+  std::vector<ItemPtr> out;
+  const QFileInfo info(absPath);
+  std::weak_ptr<StoreFolder> self = std::static_pointer_cast<StoreFolder>(shared_from_this());
+  const bool isIcs = hasExtension(fileName, ".ics") || format_ == Format::IcsFile;
+  const bool isVcf = hasExtension(fileName, ".vcf") || format_ == Format::VcfFile;
+  const QString locatorFile = (format_ == Format::IcsFile || format_ == Format::VcfFile) ? QString() : fileName;
+
+  if (!isIcs && !isVcf) {
+    // A message: the header block now, the rest when it is asked for.
+    QString error;
+    const QByteArray head = ReadMessageHead(absPath, &error);
+    if (!error.isEmpty()) {
+      logSkip(absPath, error);
+      return out;
+    }
+    if (!ParseMessage(head, &error)) {
+      logSkip(absPath, error);
+      return out;
+    }
+    const QString name = info.fileName();
+    const bool inMaildir = format_ == Format::Maildir && info.absolutePath() != QFileInfo(absPath_).absoluteFilePath();
+    Locator loc{relPath_, inMaildir ? maildirUnique(name) : name, QString(), QString()};
+    out.push_back(std::make_shared<MailItem>(self, absPath, loc, head, info.size(), info.lastModified(),
+                                             inMaildir ? maildirTime(name) : QDateTime(),
+                                             inMaildir ? maildirFlags(name) : QString()));
+    return out;
+  }
+
+  if (info.size() > kMaxParsedFileSize) {
+    logSkip(absPath, QStringLiteral("larger than %1 MB").arg(kMaxParsedFileSize / (1024 * 1024)));
+    return out;
+  }
+  QFile f(absPath);
+  if (!f.open(QIODevice::ReadOnly)) {
+    logSkip(absPath, f.errorString());
+    return out;
+  }
+  const QByteArray bytes = f.readAll();
+
+  if (isVcf) {
+    const ParsedCards cards = ParseVCards(bytes);
+    if (!cards.ok) {
+      logSkip(absPath, cards.error);
+      return out;
+    }
+    int n = 0;
+    for (const KContacts::Addressee& a : cards.cards) {
+      ++n;
+      const bool group = a.kind().compare(QLatin1String("group"), Qt::CaseInsensitive) == 0 ||
+                         a.custom(QStringLiteral("EVOLUTION"), QStringLiteral("LIST")).compare(
+                             QLatin1String("TRUE"), Qt::CaseInsensitive) == 0;
+      Locator loc{relPath_, locatorFile, a.uid().isEmpty() ? QStringLiteral("#%1").arg(n) : a.uid(), QString()};
+      out.push_back(std::make_shared<ContactItem>(group ? StoreItem::Kind::DistList : StoreItem::Kind::Contact,
+                                                  self, absPath, loc, a, info.lastModified()));
+    }
+    return out;
+  }
+
+  const ParsedCalendar calendar = ParseCalendar(bytes);
+  if (!calendar.ok) {
+    logSkip(absPath, calendar.error);
+    return out;
+  }
+  const bool notes = defaultId() == model::olFolderNotes;
+  std::map<QString, std::shared_ptr<CalendarItem>> masters;
+  std::vector<KCalendarCore::Incidence::Ptr> exceptions;
+  int n = 0;
+  for (const auto& inc : calendar.incidences) {
+    ++n;
+    if (inc->hasRecurrenceId()) {
+      exceptions.push_back(inc);
+      continue;
+    }
+    StoreItem::Kind kind = StoreItem::Kind::Appointment;
+    if (inc->type() == KCalendarCore::IncidenceBase::TypeTodo) kind = StoreItem::Kind::Task;
+    if (inc->type() == KCalendarCore::IncidenceBase::TypeJournal)
+      kind = notes ? StoreItem::Kind::Note : StoreItem::Kind::Journal;
+    Locator loc{relPath_, locatorFile, inc->uid().isEmpty() ? QStringLiteral("#%1").arg(n) : inc->uid(), QString()};
+    auto item = std::make_shared<CalendarItem>(kind, self, absPath, loc, inc);
+    if (!inc->uid().isEmpty()) masters.emplace(inc->uid(), item);
+    out.push_back(item);
+  }
+  // Exceptions belong to their series; one without a series stands alone.
+  for (const auto& ex : exceptions) {
+    auto it = masters.find(ex->uid());
+    if (it != masters.end() && it->second->incidence()->recurs()) {
+      it->second->addException(ex);
+      continue;
+    }
+    Locator loc{relPath_, locatorFile, ex->uid(), ex->recurrenceId().toUTC().toString(QStringLiteral("yyyyMMddTHHmmss"))};
+    const auto kind = ex->type() == KCalendarCore::IncidenceBase::TypeTodo ? StoreItem::Kind::Task
+                                                                            : StoreItem::Kind::Appointment;
+    out.push_back(std::make_shared<CalendarItem>(kind, self, absPath, loc, ex));
+  }
+  return out;
+}
+
+std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
+  const QFileInfo info(absPath);
+  if (!info.exists()) {
+    cache_.erase(absPath);
+    return {};
+  }
+  CacheEntry& entry = cache_[absPath];
+  if (entry.size != info.size() || entry.modified != info.lastModified()) {
+    entry.items = parseFile(absPath, info.fileName());
+    entry.size = info.size();
+    entry.modified = info.lastModified();
+  }
+  return entry.items;
+}
+
+std::vector<ItemPtr> StoreFolder::loadItems() {
+  std::vector<ItemPtr> out;
+  const QStringList files = itemFiles();
+  std::set<QString> present(files.begin(), files.end());
+  for (auto it = cache_.begin(); it != cache_.end();)
+    it = present.count(it->first) ? std::next(it) : cache_.erase(it);
+  std::map<int, int> classes;
+  for (const QString& file : files) {
+    for (const ItemPtr& item : itemsOfFile(file)) {
+      ++classes[item->Class()];
+      out.push_back(item);
+    }
+  }
+  int best = 0;
+  for (const auto& [cls, count] : classes)
+    if (!best || count > classes[best]) best = cls;
+  itemClassFromContent_ = best;
+  return out;
+}
+
+model::ItemPtr StoreFolder::newItem(QString* error) {
+  if (format_ != Format::Maildir && format_ != Format::EmlDirectory) {
+    if (error) *error = QStringLiteral("new items can only be added to mail folders");
+    return nullptr;
+  }
+  return std::make_shared<MailItem>(std::static_pointer_cast<StoreFolder>(shared_from_this()));
+}
+
+bool StoreFolder::writeMessage(const QByteArray& bytes, QString* pathOut, QString* error) {
+  if (format_ == Format::Maildir) {
+    const QString unique = uniqueMaildirName();
+    QDir(absPath_).mkpath(QStringLiteral("tmp"));
+    QDir(absPath_).mkpath(QStringLiteral("cur"));
+    const QString tmp = absPath_ + QStringLiteral("/tmp/") + unique;
+    const QString flags = defaultId() == model::olFolderDrafts ? QStringLiteral("D") : QString();
+    const QString final = absPath_ + QStringLiteral("/cur/") + unique + QStringLiteral(":2,") + flags;
+    if (!writeNewFile(tmp, bytes, error)) return false;
+    if (!QFile::rename(tmp, final)) {
+      QFile::remove(tmp);
+      if (error) *error = QStringLiteral("%1: cannot move into cur/").arg(final);
+      return false;
+    }
+    if (pathOut) *pathOut = final;
+    return true;
+  }
+  if (format_ == Format::EmlDirectory) {
+    const QDir dir(absPath_);
+    const QString name = freeName(dir, QStringLiteral("%1-%2.eml")
+                                           .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")))
+                                           .arg(++writeCounter));
+    if (!writeNewFile(dir.filePath(name), bytes, error)) return false;
+    if (pathOut) *pathOut = dir.filePath(name);
+    return true;
+  }
+  if (error) *error = QStringLiteral("%1 is not a mail folder").arg(relPath_);
+  return false;
+}
+
+bool StoreFolder::receive(StoreItem& item, QString* error) {
+  if (!item.locator().recurrence.isEmpty()) {
+    if (error) *error = QStringLiteral("an occurrence cannot be deleted on its own; delete the series");
+    return false;
+  }
+  auto source = item.storeFolder();
+  const QString from = item.path();
+  const QFileInfo info(from);
+  if (from.isEmpty() || !info.exists()) {
+    if (error) *error = QStringLiteral("%1: the item's file is gone").arg(from);
+    return false;
+  }
+  // Mails arriving in a Maildir go to cur/, everything else beside it.
+  const bool mail = dynamic_cast<MailItem*>(&item) != nullptr;
+  QDir target(absPath_);
+  if (format_ == Format::Maildir && mail) {
+    target.mkpath(QStringLiteral("cur"));
+    target.cd(QStringLiteral("cur"));
+  }
+  const bool wholeFile = mail || (source && source->itemsOfFile(from).size() == 1);
+  if (wholeFile) {
+    QString name = info.fileName();
+    if (format_ == Format::Maildir && mail && !name.contains(QLatin1String(":2,"))) name += QStringLiteral(":2,");
+    if (!mail && source && (source->format() == Format::IcsFile || source->format() == Format::VcfFile))
+      name = info.fileName();
+    const QString to = target.filePath(freeName(target, name));
+    if (!QFile::rename(from, to)) {
+      if (error) *error = QStringLiteral("%1: cannot move to %2").arg(from, to);
+      return false;
+    }
+    return true;
+  }
+  // One item of a shared file: its component goes to a file of its own, and
+  // the source keeps every other byte.
+  QFile f(from);
+  if (!f.open(QIODevice::ReadOnly)) {
+    if (error) *error = QStringLiteral("%1: %2").arg(from, f.errorString());
+    return false;
+  }
+  const QByteArray original = f.readAll();
+  f.close();
+  const bool cards = dynamic_cast<ContactItem*>(&item) != nullptr;
+  const QString uid = item.locator().uid;
+  const int ordinal = uid.startsWith(QLatin1Char('#')) ? uid.mid(1).toInt() : 0;
+  const QByteArray uidBytes = ordinal ? QByteArray() : uid.toUtf8();
+  QByteArray part;
+  const QByteArray rest = withoutComponent(original, uidBytes, cards, ordinal, &part);
+  if (part.isEmpty()) {
+    if (error) *error = QStringLiteral("%1: the item was not found in the file").arg(from);
+    return false;
+  }
+  if (!part.endsWith('\n')) part += "\r\n";
+  const QByteArray own =
+      cards ? part
+            : "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ordolo//Deleted item//EN\r\n" + part + "END:VCALENDAR\r\n";
+  const QString safeUid = QString(uid).replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9@._-]")), QStringLiteral("_"));
+  const QString to = target.filePath(freeName(target, safeUid + (cards ? QStringLiteral(".vcf") : QStringLiteral(".ics"))));
+  if (!writeNewFile(to, own, error)) return false;
+  if (!writeNewFile(from, rest, error)) {
+    QFile::remove(to);
+    return false;
+  }
+  return true;
+}
+
+// -------------------------------------------------------------- watching
+
+namespace {
+
+// Watches a folder's files and reports each new item once its file has
+// stopped growing and can be read.
+struct FolderWatch {
+  std::weak_ptr<StoreFolder> folder;
+  model::Items::ItemAddHandler handler;
+  QFileSystemWatcher watcher;
+  QTimer timer;
+  std::set<QString> known;  // item entry ids already there or reported
+  std::map<QString, std::pair<qint64, QDateTime>> growing;  // file -> last size and time seen
+
+  void rearm() {
+    if (!timer.isActive()) timer.start();
+  }
+
+  void scan() {
+    auto f = folder.lock();
+    if (!f) return;
+    bool waiting = false;
+    for (const QString& file : f->itemFiles()) {
+      const QFileInfo info(file);
+      auto items = f->itemsOfFile(file);
+      bool allKnown = !items.empty();
+      for (const auto& item : items)
+        if (!known.count(item->EntryID())) allKnown = false;
+      if (allKnown) {
+        growing.erase(file);
+        continue;
+      }
+      // Wait until two looks in a row see the same size and time.
+      const auto now = std::make_pair(info.size(), info.lastModified());
+      auto it = growing.find(file);
+      if (it == growing.end() || it->second != now || info.size() == 0) {
+        growing[file] = now;
+        waiting = true;
+        continue;
+      }
+      if (items.empty()) continue;  // complete but unreadable: logged by the parser
+      growing.erase(file);
+      for (const auto& item : items) {
+        if (known.insert(item->EntryID()).second && handler) handler(item);
+      }
+    }
+    // Single-file folders are replaced by editors; watch the new file again.
+    for (const QString& path : {f->absolutePath()})
+      if (!watcher.files().contains(path) && QFileInfo(path).isFile()) watcher.addPath(path);
+    if (waiting) rearm();
+  }
+};
+
+}  // namespace
+
+std::shared_ptr<void> StoreFolder::watch(model::Items::ItemAddHandler handler) {
+  auto w = std::make_shared<FolderWatch>();
+  w->folder = std::static_pointer_cast<StoreFolder>(shared_from_this());
+  w->handler = std::move(handler);
+  for (const auto& item : loadItems()) w->known.insert(item->EntryID());
+  w->timer.setSingleShot(true);
+  w->timer.setInterval(150);
+  FolderWatch* raw = w.get();
+  QObject::connect(&w->timer, &QTimer::timeout, [raw] { raw->scan(); });
+  QObject::connect(&w->watcher, &QFileSystemWatcher::directoryChanged, [raw](const QString&) { raw->rearm(); });
+  QObject::connect(&w->watcher, &QFileSystemWatcher::fileChanged, [raw](const QString&) { raw->rearm(); });
+  if (format_ == Format::IcsFile || format_ == Format::VcfFile) {
+    w->watcher.addPath(absPath_);
+  } else {
+    w->watcher.addPath(absPath_);
+    if (format_ == Format::Maildir) {
+      w->watcher.addPath(absPath_ + QStringLiteral("/new"));
+      w->watcher.addPath(absPath_ + QStringLiteral("/cur"));
+    }
+  }
+  return w;
+}
+
+// --------------------------------------------------------------- FileStore
+
+FileStore::FileStore(QString root) : root_(std::move(root)) {}
+
+std::shared_ptr<FileStore> FileStore::open(const QString& rootIn, QString* error) {
+  const QFileInfo info(rootIn);
+  if (!info.exists()) {
+    if (error) *error = QStringLiteral("%1: no such folder").arg(rootIn);
+    return nullptr;
+  }
+  if (!info.isDir() || !info.isReadable()) {
+    if (error) *error = QStringLiteral("%1: not a readable folder").arg(rootIn);
+    return nullptr;
+  }
+  std::shared_ptr<FileStore> store(new FileStore(info.absoluteFilePath()));
+  const util::IniDocument ini = util::IniDocument::load(store->root_ + QStringLiteral("/store.ini"));
+  store->user_ = ini.read(QStringLiteral("Store"), QStringLiteral("User"), QString());
+  store->userAddress_ = ini.read(QStringLiteral("Store"), QStringLiteral("Address"), QString());
+  for (int id : kDefaultIds) {
+    const QString path = ini.read(QStringLiteral("Folders"), configKey(id), QString());
+    if (!path.isEmpty()) store->configured_.insert(id, QDir::cleanPath(path));
+  }
+  return store;
+}
+
+QString FileStore::storeId() const { return hex(root_); }
+
+QString FileStore::CurrentUser() const {
+  if (!user_.isEmpty()) return user_;
+  if (const passwd* pw = getpwuid(getuid())) {
+    const QString gecos = QString::fromLocal8Bit(pw->pw_gecos).section(QLatin1Char(','), 0, 0).trimmed();
+    if (!gecos.isEmpty()) return gecos;
+    return QString::fromLocal8Bit(pw->pw_name);
+  }
+  return qEnvironmentVariable("USER");
+}
+
+std::optional<StoreFolder::Format> FileStore::formatOf(const QString& absPath, const QString& name) {
+  const QFileInfo info(absPath);
+  if (info.isFile()) {
+    if (hasExtension(name, ".ics")) return StoreFolder::Format::IcsFile;
+    if (hasExtension(name, ".vcf")) return StoreFolder::Format::VcfFile;
+    return std::nullopt;
+  }
+  if (!info.isDir()) return std::nullopt;
+  const QDir dir(absPath);
+  if (dir.exists(QStringLiteral("cur")) && dir.exists(QStringLiteral("new"))) return StoreFolder::Format::Maildir;
+  int ics = 0, vcf = 0, eml = 0;
+  for (const QString& f : dir.entryList(QDir::Files)) {
+    if (hasExtension(f, ".ics")) ++ics;
+    else if (hasExtension(f, ".vcf")) ++vcf;
+    else if (hasExtension(f, ".eml")) ++eml;
+  }
+  if (ics || vcf || eml) {
+    if (ics >= vcf && ics >= eml) return StoreFolder::Format::IcsDirectory;
+    if (vcf >= eml) return StoreFolder::Format::VcfDirectory;
+    return StoreFolder::Format::EmlDirectory;
+  }
+  // An empty folder is what its name says it is.
+  const QString base = name.section(QLatin1Char('/'), -1);
+  for (int id : kDefaultIds) {
+    if (!defaultNames(id).contains(base, Qt::CaseInsensitive)) continue;
+    switch (id) {
+      case model::olFolderCalendar:
+      case model::olFolderTasks:
+      case model::olFolderNotes:
+      case model::olFolderJournal: return StoreFolder::Format::IcsDirectory;
+      case model::olFolderContacts: return StoreFolder::Format::VcfDirectory;
+      default: return StoreFolder::Format::EmlDirectory;
+    }
+  }
+  return StoreFolder::Format::Container;
+}
+
+std::shared_ptr<StoreFolder> FileStore::folderAt(const QString& relPathIn) const {
+  const QString relPath = QDir::cleanPath(relPathIn).remove(QRegularExpression(QStringLiteral("^/+|/+$")));
+  if (relPath.isEmpty() || relPath == QLatin1String(".") || relPath.startsWith(QLatin1String("..")))
+    return nullptr;
+  auto it = folders_.find(relPath);
+  if (it != folders_.end()) return it->second;
+  const QString abs = root_ + QLatin1Char('/') + relPath;
+  const auto format = formatOf(abs, relPath);
+  if (!format) return nullptr;
+  auto self = std::const_pointer_cast<FileStore>(shared_from_this());
+  auto folder = std::make_shared<StoreFolder>(self, relPath, abs, *format);
+  folders_.emplace(relPath, folder);
+  return folder;
+}
+
+std::vector<FolderPtr> FileStore::Folders() const {
+  std::vector<FolderPtr> out;
+  const QDir dir(root_);
+  for (const QFileInfo& fi : dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::Name)) {
+    if (fi.isFile() && !hasExtension(fi.fileName(), ".ics") && !hasExtension(fi.fileName(), ".vcf")) continue;
+    if (fi.isSymLink() && fi.isDir()) {
+      const QString target = fi.canonicalFilePath(), own = QFileInfo(root_).canonicalFilePath();
+      if (target.isEmpty() || own == target || own.startsWith(target + QLatin1Char('/'))) continue;
+    }
+    if (auto f = folderAt(fi.fileName())) out.push_back(f);
+  }
+  return out;
+}
+
+FolderPtr FileStore::folderByPath(const QString& path) const { return folderAt(path); }
+
+QString FileStore::defaultFolderPath(int id) const {
+  auto cached = defaultCache_.constFind(id);
+  if (cached != defaultCache_.constEnd()) return *cached;
+  QString found;
+  if (configured_.contains(id)) {
+    if (folderAt(configured_.value(id))) found = folderAt(configured_.value(id))->FolderPath();
+  } else {
+    // Breadth first, two levels deep: a store may keep an account folder on top.
+    const QStringList names = defaultNames(id);
+    std::vector<FolderPtr> level = Folders();
+    for (int depth = 0; depth < 2 && found.isEmpty(); ++depth) {
+      std::vector<FolderPtr> next;
+      for (const FolderPtr& f : level) {
+        if (names.contains(f->Name(), Qt::CaseInsensitive)) {
+          found = f->FolderPath();
+          break;
+        }
+        if (depth == 0)
+          for (const FolderPtr& sub : f->Folders()) next.push_back(sub);
+      }
+      level = std::move(next);
+    }
+  }
+  defaultCache_.insert(id, found);
+  return found;
+}
+
+FolderPtr FileStore::GetDefaultFolder(int id) const {
+  const QString path = defaultFolderPath(id);
+  return path.isEmpty() ? nullptr : folderAt(path);
+}
+
+model::ItemPtr FileStore::GetItemFromID(const QString& entryId, const QString&) const {
+  const auto d = DecodeEntryId(entryId);
+  if (!d || d->isFolder) return nullptr;
+  auto folder = folderAt(d->folderPath);
+  if (!folder) return nullptr;
+  QString file;
+  if (d->fileName.isEmpty()) {
+    file = folder->absolutePath();
+  } else if (folder->format() == StoreFolder::Format::Maildir) {
+    for (const QString& candidate : folder->itemFiles()) {
+      const QString name = QFileInfo(candidate).fileName();
+      if (name == d->fileName || maildirUnique(name) == d->fileName) {
+        file = candidate;
+        break;
+      }
+    }
+  } else {
+    file = folder->absolutePath() + QLatin1Char('/') + d->fileName;
+  }
+  if (file.isEmpty()) return nullptr;
+  for (const ItemPtr& item : folder->itemsOfFile(file)) {
+    const auto* s = static_cast<const StoreItem*>(item.get());
+    if (s->locator().uid != d->uid) continue;
+    if (d->recurrence.isEmpty() || s->locator().recurrence == d->recurrence) return item;
+    // An occurrence: expand the series around the moment it stands for.
+    QDateTime at = QDateTime::fromString(d->recurrence, QStringLiteral("yyyyMMddTHHmmss"));
+    at.setTimeSpec(Qt::UTC);
+    for (const ItemPtr& occurrence : item->occurrencesBetween(at.addDays(-1), at.addDays(1)))
+      if (occurrence->EntryID() == entryId) return occurrence;
+    if (const auto pattern = item->GetRecurrencePattern())
+      for (const auto& ex : pattern->Exceptions)
+        if (ex.AppointmentItem && ex.AppointmentItem->EntryID() == entryId) return ex.AppointmentItem;
+  }
+  return nullptr;
+}
+
+model::ItemPtr FileStore::findContact(const QString& key) const {
+  if (key.trimmed().isEmpty()) return nullptr;
+  auto folder = std::dynamic_pointer_cast<StoreFolder>(GetDefaultFolder(model::olFolderContacts));
+  if (!folder) return nullptr;
+  const auto items = folder->loadItems();
+  const QString k = key.trimmed();
+  auto uidOf = [](const QString& uid) {
+    return uid.startsWith(QLatin1String("urn:uuid:"), Qt::CaseInsensitive) ? uid.mid(9) : uid;
+  };
+  for (const ItemPtr& item : items) {
+    const auto* c = dynamic_cast<const ContactItem*>(item.get());
+    if (c && c->kind() == StoreItem::Kind::Contact && uidOf(c->addressee().uid()) == uidOf(k)) return item;
+  }
+  for (const ItemPtr& item : items) {
+    const auto* c = dynamic_cast<const ContactItem*>(item.get());
+    if (c && c->kind() == StoreItem::Kind::Contact &&
+        c->addressee().formattedName().compare(k, Qt::CaseInsensitive) == 0)
+      return item;
+  }
+  for (const ItemPtr& item : items) {
+    const auto* c = dynamic_cast<const ContactItem*>(item.get());
+    if (c && c->kind() == StoreItem::Kind::Contact && c->addressee().emails().contains(k, Qt::CaseInsensitive))
+      return item;
+  }
+  return nullptr;
+}
+
+}  // namespace ordolo::store

@@ -1,0 +1,140 @@
+#include "store/Parsers.h"
+
+#include "util/TextFile.h"
+
+#include <KCalendarCore/ICalFormat>
+#include <KCalendarCore/MemoryCalendar>
+#include <KContacts/VCardConverter>
+#include <KMime/Message>
+
+#include <QFile>
+#include <QTimeZone>
+
+namespace ordolo::store {
+namespace {
+
+// Calendars and cards must be UTF-8 for the libraries; other bytes are
+// decoded the way every text file of Ordolo is (BOM, UTF-16, Windows-1252).
+QByteArray asUtf8(const QByteArray& bytes) {
+  if (util::isValidUtf8(bytes) && !bytes.startsWith("\xEF\xBB\xBF")) return bytes;
+  return util::decodeText(bytes).toUtf8();
+}
+
+int countLines(const QByteArray& text, const char* line) {
+  int n = 0;
+  const QByteArray needle(line);
+  for (int at = text.indexOf(needle); at >= 0; at = text.indexOf(needle, at + needle.size())) {
+    if (at == 0 || text[at - 1] == '\n') ++n;
+  }
+  return n;
+}
+
+QByteArray upper(const QByteArray& b) { return b.toUpper(); }
+
+}  // namespace
+
+ParsedCalendar ParseCalendar(const QByteArray& bytes) {
+  ParsedCalendar out;
+  if (bytes.trimmed().isEmpty()) {
+    out.error = QStringLiteral("empty file");
+    return out;
+  }
+  const QByteArray text = asUtf8(bytes);
+  const QByteArray up = upper(text);
+  if (countLines(up, "BEGIN:VCALENDAR") == 0) {
+    out.error = QStringLiteral("not an iCalendar file");
+    return out;
+  }
+  // libical accepts a cut-off file and keeps what it got; a component that
+  // never ends is a damaged file, so it is refused as a whole.
+  if (countLines(up, "BEGIN:") != countLines(up, "END:")) {
+    out.error = QStringLiteral("truncated (a BEGIN without END)");
+    return out;
+  }
+  auto calendar = KCalendarCore::MemoryCalendar::Ptr(new KCalendarCore::MemoryCalendar(QTimeZone::systemTimeZone()));
+  KCalendarCore::ICalFormat format;
+  if (!format.fromRawString(calendar, text)) {
+    out.error = QStringLiteral("not valid iCalendar");
+    return out;
+  }
+  for (const auto& i : calendar->rawIncidences()) out.incidences.push_back(i);
+  out.ok = true;
+  return out;
+}
+
+ParsedCards ParseVCards(const QByteArray& bytes) {
+  ParsedCards out;
+  if (bytes.trimmed().isEmpty()) {
+    out.error = QStringLiteral("empty file");
+    return out;
+  }
+  const QByteArray text = asUtf8(bytes);
+  const QByteArray up = upper(text);
+  const int begins = countLines(up, "BEGIN:VCARD");
+  if (begins == 0) {
+    out.error = QStringLiteral("not a vCard file");
+    return out;
+  }
+  if (begins != countLines(up, "END:VCARD")) {
+    out.error = QStringLiteral("truncated (a card without END:VCARD)");
+    return out;
+  }
+  KContacts::VCardConverter converter;
+  out.cards = converter.parseVCards(text);
+  if (out.cards.isEmpty()) {
+    out.error = QStringLiteral("no card could be read");
+    return out;
+  }
+  out.ok = true;
+  return out;
+}
+
+QByteArray MessageHead(const QByteArray& bytes) {
+  for (int i = 0; i < bytes.size(); ++i) {
+    if (bytes[i] != '\n') continue;
+    if (i + 1 < bytes.size() && bytes[i + 1] == '\n') return bytes.left(i + 1);
+    if (i + 2 < bytes.size() && bytes[i + 1] == '\r' && bytes[i + 2] == '\n') return bytes.left(i + 1);
+  }
+  return bytes;
+}
+
+QByteArray ReadMessageHead(const QString& path, QString* error) {
+  QFile f(path);
+  if (!f.open(QIODevice::ReadOnly)) {
+    if (error) *error = f.errorString();
+    return {};
+  }
+  QByteArray head;
+  // Headers are small; stop at the empty line, or after 1 MB of header.
+  while (!f.atEnd() && head.size() < 1024 * 1024) {
+    const QByteArray line = f.readLine(64 * 1024);
+    if (line.isEmpty()) break;
+    if (line == "\n" || line == "\r\n") break;
+    head += line;
+  }
+  return head;
+}
+
+std::unique_ptr<KMime::Message> ParseMessage(const QByteArray& bytes, QString* error) {
+  const QByteArray head = MessageHead(bytes);
+  // A message must start with a header line "Name: value" (or "From " of mbox).
+  const int colon = head.indexOf(':');
+  const int firstBreak = head.indexOf('\n');
+  if (head.trimmed().isEmpty() || colon <= 0 || (firstBreak >= 0 && colon > firstBreak)) {
+    if (error) *error = QStringLiteral("no message header");
+    return nullptr;
+  }
+  for (int i = 0; i < colon; ++i) {
+    const char c = head[i];
+    if (c <= 32 || c >= 127) {
+      if (error) *error = QStringLiteral("no message header");
+      return nullptr;
+    }
+  }
+  auto message = std::make_unique<KMime::Message>();
+  message->setContent(KMime::CRLFtoLF(bytes));
+  message->parse();
+  return message;
+}
+
+}  // namespace ordolo::store

@@ -1,0 +1,46 @@
+// The three file parsers of the store, each taking the bytes of one file.
+// They never throw and never crash on bad input (they are fuzzed); a file
+// they cannot read gives ok == false and a one-line reason.
+#pragma once
+
+#include <KCalendarCore/Incidence>
+#include <KContacts/Addressee>
+
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+
+namespace KMime {
+class Message;
+}
+
+namespace ordolo::store {
+
+struct ParsedCalendar {
+  bool ok = false;
+  QString error;
+  KCalendarCore::Incidence::List incidences;  // events, to-dos and journals, in file order
+};
+ParsedCalendar ParseCalendar(const QByteArray& bytes);
+
+struct ParsedCards {
+  bool ok = false;
+  QString error;
+  KContacts::Addressee::List cards;
+};
+ParsedCards ParseVCards(const QByteArray& bytes);
+
+// The header block of a message: everything before the first empty line.
+QByteArray MessageHead(const QByteArray& bytes);
+// Reads a message file up to the end of its header block, not further.
+QByteArray ReadMessageHead(const QString& path, QString* error);
+// A parsed message (whole, or just a header block); null when the bytes
+// hold no header at all.
+std::unique_ptr<KMime::Message> ParseMessage(const QByteArray& bytes, QString* error = nullptr);
+
+// Files larger than this are not parsed (calendars and cards; messages are
+// read header first, so a large attachment costs nothing until it is used).
+constexpr qint64 kMaxParsedFileSize = 64 * 1024 * 1024;
+
+}  // namespace ordolo::store
