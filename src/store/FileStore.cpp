@@ -570,6 +570,19 @@ struct FolderWatch {
     if (!timer.isActive()) timer.start();
   }
 
+  // A file changed in place does not change its directory: watch the files
+  // themselves while there are few, and poll (cheap: sizes and times) always.
+  // Editors replace files, which drops the watch; it is set again here.
+  void watchFiles(const StoreFolder& f) {
+    const QStringList files = f.itemFiles();
+    if (files.size() > kMaxWatchedFiles) return;
+    const QStringList watched = watcher.files();
+    for (const QString& file : files)
+      if (!watched.contains(file)) watcher.addPath(file);
+  }
+  static constexpr int kMaxWatchedFiles = 256;
+  QTimer poll;
+
   void scan() {
     auto f = folder.lock();
     if (!f) return;
@@ -598,9 +611,7 @@ struct FolderWatch {
         if (known.insert(item->EntryID()).second && handler) handler(item);
       }
     }
-    // Single-file folders are replaced by editors; watch the new file again.
-    for (const QString& path : {f->absolutePath()})
-      if (!watcher.files().contains(path) && QFileInfo(path).isFile()) watcher.addPath(path);
+    watchFiles(*f);
     if (waiting) rearm();
   }
 };
@@ -618,6 +629,10 @@ std::shared_ptr<void> StoreFolder::watch(model::Items::ItemAddHandler handler) {
   QObject::connect(&w->timer, &QTimer::timeout, [raw] { raw->scan(); });
   QObject::connect(&w->watcher, &QFileSystemWatcher::directoryChanged, [raw](const QString&) { raw->rearm(); });
   QObject::connect(&w->watcher, &QFileSystemWatcher::fileChanged, [raw](const QString&) { raw->rearm(); });
+  w->poll.setInterval(2000);
+  QObject::connect(&w->poll, &QTimer::timeout, [raw] { raw->rearm(); });
+  w->poll.start();
+  w->watchFiles(*this);
   if (format_ == Format::IcsFile || format_ == Format::VcfFile) {
     w->watcher.addPath(absPath_);
   } else {

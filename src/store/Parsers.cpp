@@ -8,7 +8,11 @@
 #include <KMime/Message>
 
 #include <QFile>
+#include <QHash>
 #include <QTimeZone>
+
+#include <algorithm>
+#include <climits>
 
 namespace ordolo::store {
 namespace {
@@ -57,7 +61,26 @@ ParsedCalendar ParseCalendar(const QByteArray& bytes) {
     out.error = QStringLiteral("not valid iCalendar");
     return out;
   }
-  for (const auto& i : calendar->rawIncidences()) out.incidences.push_back(i);
+  // The calendar keeps its components in a hash; put them back in file order,
+  // found in one pass over the UID lines.
+  QHash<QByteArray, int> firstUidLine;
+  for (int at = 0; at >= 0 && at < text.size();) {
+    const int end = text.indexOf('\n', at);
+    const int stop = end < 0 ? text.size() : end;
+    if (stop - at > 4 && qstrnicmp(text.constData() + at, "UID:", 4) == 0) {
+      const QByteArray uid = text.mid(at + 4, stop - at - 4).trimmed();
+      if (!firstUidLine.contains(uid)) firstUidLine.insert(uid, at);
+    }
+    at = end < 0 ? -1 : end + 1;
+  }
+  std::vector<std::pair<int, KCalendarCore::Incidence::Ptr>> ordered;
+  for (const auto& i : calendar->rawIncidences()) {
+    int at = firstUidLine.value(i->uid().toUtf8(), INT_MAX - 1);
+    if (i->hasRecurrenceId()) at += 1;  // a series before its exceptions
+    ordered.emplace_back(at, i);
+  }
+  std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (const auto& [at, i] : ordered) out.incidences.push_back(i);
   out.ok = true;
   return out;
 }

@@ -326,7 +326,7 @@ QString htmlBody(const MailItem& x) {
 
 QString messageClass(const MailItem& x) {
   if (x.Class() != model::olReport) return QStringLiteral("IPM.Note");
-  const QString report = x.head()->contentType()->parameter(QStringLiteral("report-type")).toLower();
+  const QString report = x.message()->contentType()->parameter(QStringLiteral("report-type")).toLower();
   return report == QLatin1String("delivery-status") ? QStringLiteral("REPORT.IPM.Note.DR")
                                                     : QStringLiteral("REPORT.IPM.Note");
 }
@@ -363,7 +363,9 @@ const std::vector<CalDef> kCalendarCommon = {
     {"Subject", olText, "SUMMARY", [](const CalendarItem& x) -> QVariant { return x.incidence()->summary(); }},
     {"Body", olText, "DESCRIPTION (CR LF line ends)", [](const CalendarItem& x) -> QVariant { return crlf(x.incidence()->description()); }},
     {"Categories", olKeywords, "CATEGORIES, joined by \", \"", [](const CalendarItem& x) -> QVariant { return x.incidence()->categories().join(QLatin1String(", ")); }},
-    {"CreationTime", olDateTime, "CREATED, else LAST-MODIFIED", [](const CalendarItem& x) -> QVariant { return createdOf(x); }},
+    {"CreationTime", olDateTime, "CREATED, else LAST-MODIFIED; notes: DTSTART first", [](const CalendarItem& x) -> QVariant {
+       if (x.kind() == StoreItem::Kind::Note && !model::IsNoDate(x.start())) return x.start();
+       return createdOf(x); }},
     {"LastModificationTime", olDateTime, "LAST-MODIFIED, else CreationTime", [](const CalendarItem& x) -> QVariant {
        const QDateTime m = x.incidence()->lastModified();
        return m.isValid() ? m.toLocalTime() : createdOf(x); }},

@@ -456,6 +456,19 @@ std::optional<model::Recipient> ContactItem::GetMember(int index) const {
 
 // ------------------------------------------------------------------- MailItem
 
+namespace {
+
+// Read from the raw header: a header block parsed without its body loses a
+// multipart type (the parser finds no parts and falls back to text/plain).
+bool isReport(const QByteArray& head) {
+  static const QRegularExpression type(QStringLiteral("^content-type:\\s*multipart/report"),
+                                       QRegularExpression::CaseInsensitiveOption |
+                                           QRegularExpression::MultilineOption);
+  return type.match(QString::fromLatin1(head)).hasMatch();
+}
+
+}  // namespace
+
 MailItem::MailItem(std::weak_ptr<StoreFolder> folder, QString path, Locator locator, QByteArray head,
                    qint64 size, QDateTime fileTime, QDateTime deliveryTime, QString maildirFlags)
     : StoreItem(Kind::Mail, std::move(folder), std::move(path), std::move(locator)),
@@ -464,8 +477,7 @@ MailItem::MailItem(std::weak_ptr<StoreFolder> folder, QString path, Locator loca
       fileTime_(std::move(fileTime)),
       deliveryTime_(std::move(deliveryTime)),
       flags_(std::move(maildirFlags)) {
-  const QByteArray type = this->head()->contentType()->mimeType().toLower();
-  if (type == "multipart/report") kind_ = Kind::Report;
+  if (isReport(rawHead_)) kind_ = Kind::Report;
 }
 
 MailItem::MailItem(std::weak_ptr<StoreFolder> folder)
@@ -611,7 +623,7 @@ void MailItem::setContent(const QByteArray& bytes) {
   size_ = bytes.size();
   head_.reset();
   message_.reset();
-  kind_ = head()->contentType()->mimeType().toLower() == "multipart/report" ? Kind::Report : Kind::Mail;
+  kind_ = isReport(rawHead_) ? Kind::Report : Kind::Mail;
 }
 
 bool MailItem::Import(const QString& path, int format, QString* error) {

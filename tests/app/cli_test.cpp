@@ -26,6 +26,7 @@ class Cli : public ::testing::Test {
     env.insert("ORDOLO_HOME", home.path());
     env.remove("ORDOLO_DEBUG");
     env.insert("LANG", lang);
+    env.insert("TZ", "Europe/Berlin");
     env.remove("LC_ALL");
     p.setProcessEnvironment(env);
     p.start(QStringLiteral(ORDOLO_BINARY), args);
@@ -75,3 +76,40 @@ TEST_F(Cli, DebugFlagAppendsOneStartLinePerStart) {
 }
 
 }  // namespace
+
+TEST_F(Cli, ListShowsTheMarchOccurrencesOfTheSampleCalendar) {
+  const QString store = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
+  const Result r = ordolo({"list", "--store", store, "--folder", "Calendar", "--from", "2026-03-01", "--to", "2026-03-31"});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  QStringList team;
+  for (const QString& line : r.out.split('\n')) {
+    const QStringList f = line.split('\t');
+    ASSERT_EQ(f.size(), 4) << line.toStdString();
+    EXPECT_EQ(f[1], "26");
+    EXPECT_TRUE(f[3].startsWith("2026-03") || f[3] < "2026-03") << line.toStdString();
+    if (f[2].startsWith("Team meeting")) team << f[2] + " " + f[3];
+  }
+  // Weekly on Mondays: the 16th is cancelled, the 23rd moved to the 24th, the
+  // 30th after the change to summer time keeps its local time.
+  EXPECT_EQ(team, QStringList({"Team meeting 2026-03-02 09:30", "Team meeting 2026-03-09 09:30",
+                               "Team meeting (moved) 2026-03-24 14:00", "Team meeting 2026-03-30 09:30"}));
+  // One day of the daily stand-up series, as its own row.
+  EXPECT_EQ(r.out.count("Stand-up Project Falcon"), 10);
+}
+
+TEST_F(Cli, ListExplainsWhatIsWrong) {
+  const QString store = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
+  Result r = ordolo({"list", "--store", store, "--folder", "Nowhere"}, "en_US.UTF-8");
+  EXPECT_EQ(r.code, 1);
+  EXPECT_TRUE(r.err.contains("Nowhere")) << r.err.toStdString();
+  r = ordolo({"list", "--store", store, "--folder", "Calendar", "--from", "yesterday"}, "en_US.UTF-8");
+  EXPECT_EQ(r.code, 2);
+  EXPECT_TRUE(r.err.contains("yesterday"));
+  r = ordolo({"list", "--store", home.filePath("missing"), "--folder", "Calendar"}, "en_US.UTF-8");
+  EXPECT_EQ(r.code, 1);
+  EXPECT_TRUE(r.err.contains("missing"));
+  r = ordolo({"folders", "--store", store});
+  EXPECT_EQ(r.code, 0);
+  EXPECT_TRUE(r.out.contains("Calendar\t26\t42"));
+  EXPECT_TRUE(r.out.contains("Notes\t44\t5"));
+}
