@@ -539,9 +539,17 @@ bool StoreFolder::receive(StoreItem& item, QString* error) {
     return false;
   }
   if (!part.endsWith('\n')) part += "\r\n";
-  const QByteArray own =
-      cards ? part
-            : "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ordolo//Deleted item//EN\r\n" + part + "END:VCALENDAR\r\n";
+  // A calendar component keeps the time zones its times refer to.
+  QByteArray zones;
+  for (int at = original.indexOf("BEGIN:VTIMEZONE"); !cards && at >= 0; at = original.indexOf("BEGIN:VTIMEZONE", at + 1)) {
+    const int end = original.indexOf("END:VTIMEZONE", at);
+    if (end < 0) break;
+    const int lineEnd = original.indexOf('\n', end);
+    zones += original.mid(at, (lineEnd < 0 ? original.size() : lineEnd + 1) - at);
+  }
+  const QByteArray own = cards ? part
+                               : "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ordolo//Deleted item//EN\r\n" + zones +
+                                     part + "END:VCALENDAR\r\n";
   const QString safeUid = QString(uid).replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9@._-]")), QStringLiteral("_"));
   const QString to = target.filePath(freeName(target, safeUid + (cards ? QStringLiteral(".vcf") : QStringLiteral(".ics"))));
   if (!writeNewFile(to, own, error)) return false;
