@@ -1,6 +1,8 @@
 // What the store writes: drafts, deleted items, and the item-added event.
 #include "StoreFixture.h"
 
+#include "util/DebugLog.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
@@ -166,4 +168,23 @@ TEST_F(StoreCopy, ItemAddedFiresOnceWhenTheFileIsComplete) {
   writeFile(dir.filePath("Inbox/new/1773000001.M9P9.test"), kMessage);
   waitFor([] { return false; }, 800);
   EXPECT_EQ(added.size(), 1);
+}
+
+TEST_F(StoreCopy, LoopsAndDeadLinksAreSkippedAndLogged) {
+  // A link back to the root, a link cycle between two files, a dead link.
+  ASSERT_TRUE(QFile::link(dir.path(), dir.filePath("Calendar/loop")));
+  ASSERT_TRUE(QFile::link(dir.filePath("Calendar/b.ics"), dir.filePath("Calendar/a.ics")));
+  ASSERT_TRUE(QFile::link(dir.filePath("Calendar/a.ics"), dir.filePath("Calendar/b.ics")));
+  ASSERT_TRUE(QFile::link(dir.filePath("nowhere"), dir.filePath("Contacts/dead.vcf")));
+  const QString log = dir.filePath("debug.log");
+  ASSERT_TRUE(util::DebugLog::open(log));
+  auto calendar = store->folderByPath("Calendar");
+  EXPECT_TRUE(calendar->Folders().empty());
+  EXPECT_EQ(calendar->GetItems()->Count(), 7);
+  EXPECT_EQ(store->folderByPath("Contacts")->GetItems()->Count(), 5);
+  EXPECT_EQ(store->GetDefaultFolder(model::olFolderTasks)->Name(), "Tasks");
+  util::DebugLog::close();
+  const QString written = QString::fromUtf8(readFile(log));
+  EXPECT_TRUE(written.contains("broken.ics")) << written.toStdString();
+  EXPECT_TRUE(written.contains("empty.ics"));
 }
