@@ -20,6 +20,7 @@
 #include <QTimer>
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -236,9 +237,16 @@ QString StoreFolder::StoreID() const {
 int StoreFolder::defaultId() const {
   auto s = store();
   if (!s) return 0;
-  for (int id : kDefaultIds)
-    if (s->defaultFolderPath(id) == relPath_) return id;
-  return 0;
+  // Asked for every file and every date of a mail; the answer never changes.
+  if (defaultId_ < 0) {
+    defaultId_ = 0;
+    for (int id : kDefaultIds)
+      if (s->defaultFolderPath(id) == relPath_) {
+        defaultId_ = id;
+        break;
+      }
+  }
+  return defaultId_;
 }
 
 int StoreFolder::DefaultItemClass() const {
@@ -332,7 +340,8 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
       logSkip(absPath, error);
       return out;
     }
-    if (!ParseMessage(head, &error)) {
+    // Only the check: the header is parsed when a property first needs it.
+    if (!LooksLikeMessage(head, &error)) {
       logSkip(absPath, error);
       return out;
     }
@@ -415,16 +424,21 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
 }
 
 std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
-  const QFileInfo info(absPath);
-  if (!info.exists()) {
+  // One stat, and the time as it is: QFileInfo gives a local time, and that
+  // conversion costs a time zone look-up for every file on every pass (with
+  // TZ unset, a stat of /etc/localtime each).
+  struct stat st {};
+  if (::stat(QFile::encodeName(absPath).constData(), &st) != 0) {
     cache_.erase(absPath);
     return {};
   }
+  const qint64 size = st.st_size;
+  const qint64 modified = qint64(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
   CacheEntry& entry = cache_[absPath];
-  if (entry.size != info.size() || entry.modified != info.lastModified()) {
-    entry.items = parseFile(absPath, info.fileName());
-    entry.size = info.size();
-    entry.modified = info.lastModified();
+  if (entry.size != size || entry.modified != modified) {
+    entry.items = parseFile(absPath, QFileInfo(absPath).fileName());
+    entry.size = size;
+    entry.modified = modified;
   }
   return entry.items;
 }

@@ -64,7 +64,7 @@ class StoreFolder : public model::Folder {
 
  private:
   struct CacheEntry {
-    QDateTime modified;
+    qint64 modified = -1;  // milliseconds since 1970, UTC
     qint64 size = -1;
     std::vector<model::ItemPtr> items;
   };
@@ -75,6 +75,7 @@ class StoreFolder : public model::Folder {
   Format format_;
   std::map<QString, CacheEntry> cache_;
   int itemClassFromContent_ = 0;
+  mutable int defaultId_ = -1;  // the store keeps its default folders for good
 };
 
 class FileStore : public model::Namespace, public std::enable_shared_from_this<FileStore> {

@@ -138,22 +138,27 @@ QByteArray ReadMessageHead(const QString& path, QString* error) {
   return head;
 }
 
-std::unique_ptr<KMime::Message> ParseMessage(const QByteArray& bytes, QString* error) {
+bool LooksLikeMessage(const QByteArray& bytes, QString* error) {
   const QByteArray head = MessageHead(bytes);
   // A message must start with a header line "Name: value" (or "From " of mbox).
   const int colon = head.indexOf(':');
   const int firstBreak = head.indexOf('\n');
   if (head.trimmed().isEmpty() || colon <= 0 || (firstBreak >= 0 && colon > firstBreak)) {
     if (error) *error = QStringLiteral("no message header");
-    return nullptr;
+    return false;
   }
   for (int i = 0; i < colon; ++i) {
     const char c = head[i];
     if (c <= 32 || c >= 127) {
       if (error) *error = QStringLiteral("no message header");
-      return nullptr;
+      return false;
     }
   }
+  return true;
+}
+
+std::unique_ptr<KMime::Message> ParseMessage(const QByteArray& bytes, QString* error) {
+  if (!LooksLikeMessage(bytes, error)) return nullptr;
   auto message = std::make_unique<KMime::Message>();
   message->setContent(KMime::CRLFtoLF(bytes));
   message->parse();

@@ -35,6 +35,9 @@ ParsedCards ParseVCards(const QByteArray& bytes);
 QByteArray MessageHead(const QByteArray& bytes);
 // Reads a message file up to the end of its header block, not further.
 QByteArray ReadMessageHead(const QString& path, QString* error);
+// Whether the bytes start with a header line; the one check ParseMessage
+// makes before parsing, cheap enough to run on every file of a folder.
+bool LooksLikeMessage(const QByteArray& bytes, QString* error = nullptr);
 // A parsed message (whole, or just a header block); null when the bytes
 // hold no header at all.
 std::unique_ptr<KMime::Message> ParseMessage(const QByteArray& bytes, QString* error = nullptr);

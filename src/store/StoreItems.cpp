@@ -242,6 +242,21 @@ int instanceOf(const QList<KCalendarCore::RecurrenceRule::WDayPos>& positions) {
 
 }  // namespace
 
+std::vector<std::pair<QDateTime, ItemPtr>> CalendarItem::exceptionItems() const {
+  std::vector<std::pair<QDateTime, ItemPtr>> out;
+  auto self = std::static_pointer_cast<const CalendarItem>(shared_from_this());
+  for (const auto& ex : exceptions_) {
+    auto item = std::make_shared<CalendarItem>(kind_, folder_, path_, locator_, ex);
+    item->series_ = self;
+    item->isException_ = true;
+    item->occurrenceStart_ = componentStart(ex);
+    item->occurrenceEnd_ = componentEnd(ex);
+    item->locator_.recurrence = ex->recurrenceId().toUTC().toString(QStringLiteral("yyyyMMddTHHmmss"));
+    out.emplace_back(LocalTime(ex->recurrenceId(), incidence_->allDay()), std::move(item));
+  }
+  return out;
+}
+
 std::optional<model::RecurrencePattern> CalendarItem::GetRecurrencePattern() const {
   const CalendarItem& master = series_ ? *series_ : *this;
   const KCalendarCore::Incidence::Ptr& inc = master.incidence_;
@@ -299,17 +314,10 @@ std::optional<model::RecurrencePattern> CalendarItem::GetRecurrencePattern() con
     e.Deleted = true;
     p.Exceptions.push_back(e);
   }
-  auto self = std::static_pointer_cast<const CalendarItem>(master.shared_from_this());
-  for (const auto& ex : master.exceptions_) {
+  for (auto& [original, item] : master.exceptionItems()) {
     model::RecurrenceException e;
-    e.OriginalDate = LocalTime(ex->recurrenceId(), inc->allDay());
-    auto item = std::make_shared<CalendarItem>(kind_, folder_, path_, master.locator_, ex);
-    item->series_ = self;
-    item->isException_ = true;
-    item->occurrenceStart_ = componentStart(ex);
-    item->occurrenceEnd_ = componentEnd(ex);
-    item->locator_.recurrence = ex->recurrenceId().toUTC().toString(QStringLiteral("yyyyMMddTHHmmss"));
-    e.AppointmentItem = item;
+    e.OriginalDate = original;
+    e.AppointmentItem = std::move(item);
     p.Exceptions.push_back(e);
   }
   std::sort(p.Exceptions.begin(), p.Exceptions.end(),
@@ -343,12 +351,13 @@ std::vector<ItemPtr> CalendarItem::occurrencesBetween(const QDateTime& from, con
     item->occurrenceEnd_ = e;
     out.push_back(item);
   }
-  if (const auto pattern = GetRecurrencePattern()) {
-    for (const auto& ex : pattern->Exceptions) {
-      if (!ex.AppointmentItem) continue;
-      const auto* item = static_cast<const CalendarItem*>(ex.AppointmentItem.get());
-      if (item->start() <= to && item->end() >= from) out.push_back(ex.AppointmentItem);
-    }
+  // The changed occurrences, in the order the recurrence pattern lists them
+  // (without building the whole pattern: its end date is costly to find).
+  auto changed = exceptionItems();
+  std::sort(changed.begin(), changed.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (const auto& [original, exception] : changed) {
+    const auto* item = static_cast<const CalendarItem*>(exception.get());
+    if (item->start() <= to && item->end() >= from) out.push_back(exception);
   }
   std::stable_sort(out.begin(), out.end(), [](const ItemPtr& a, const ItemPtr& b) {
     return static_cast<const CalendarItem*>(a.get())->start() < static_cast<const CalendarItem*>(b.get())->start();

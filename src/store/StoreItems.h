@@ -90,6 +90,8 @@ class CalendarItem : public StoreItem {
 
  private:
   friend class CalendarOccurrences;
+  // A series' exceptions as items, each with the start it replaces.
+  std::vector<std::pair<QDateTime, model::ItemPtr>> exceptionItems() const;
   KCalendarCore::Incidence::Ptr incidence_;
   std::vector<KCalendarCore::Incidence::Ptr> exceptions_;
   // Set on occurrences and exceptions: the series and this instance's times.
