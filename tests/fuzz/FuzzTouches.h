@@ -1,0 +1,134 @@
+// What happens to the bytes of one file: the parser, then everything the
+// store derives from a successful parse, read the way a print run reads it.
+// Shared by the libFuzzer targets (tests/fuzz) and the corpus replay test
+// (tests/store/fuzz_corpus_test.cpp), so that both run the same code.
+#pragma once
+
+#include "store/FileStore.h"
+#include "store/Parsers.h"
+#include "store/StoreItems.h"
+
+#include <KCalendarCore/Recurrence>
+#include <KContacts/Addressee>
+#include <KMime/Message>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <memory>
+#include <vector>
+
+namespace ordolo::fuzz {
+
+struct Outcome {
+  bool ok = false;
+  QString error;  // the parser's reason when !ok
+  int items = 0;  // items the store made of the file; none when !ok
+};
+
+// Keeps a value from being optimised away.
+inline void use(qsizetype n) {
+  static volatile qsizetype sink = 0;
+  sink = sink + n;
+}
+inline void use(const QVariant& v) { use(v.toString().size()); }
+
+// A store with one folder per kind; each input becomes that folder's only
+// file, read through a fresh FileStore (whose item cache starts empty).
+class ScratchStore {
+ public:
+  enum Kind { Calendar, Contacts, Inbox };
+
+  ScratchStore() {
+    QDir root(dir_.path());
+    root.mkpath(QStringLiteral("Calendar"));
+    root.mkpath(QStringLiteral("Contacts"));
+    for (const char* sub : {"Inbox/cur", "Inbox/new", "Inbox/tmp"}) root.mkpath(QLatin1String(sub));
+  }
+
+  std::vector<model::ItemPtr> itemsOf(Kind kind, const QByteArray& bytes, std::shared_ptr<store::FileStore>* keep) {
+    static const char* const files[] = {"Calendar/fuzz.ics", "Contacts/fuzz.vcf", "Inbox/cur/1772524802.M1P1.fuzz:2,S"};
+    static const char* const folders[] = {"Calendar", "Contacts", "Inbox"};
+    const QString path = dir_.filePath(QLatin1String(files[kind]));
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) || f.write(bytes) != bytes.size()) return {};
+    f.close();
+    auto fileStore = store::FileStore::open(dir_.path());
+    auto folder = fileStore ? fileStore->folderAt(QLatin1String(folders[kind])) : nullptr;
+    if (!folder) return {};
+    *keep = fileStore;
+    return folder->itemsOfFile(path);
+  }
+
+ private:
+  QTemporaryDir dir_;
+};
+
+// Every property, the lists behind them, and the way back from the entry id.
+inline void touchItem(const model::Item& item, const store::FileStore& fileStore) {
+  for (const model::ItemProperty& p : item.ItemProperties()) use(p.Value);
+  for (const model::Recipient& r : item.Recipients()) use(r.Name.size() + r.Address.size());
+  for (const model::Attachment& a : item.Attachments()) use(a.Data().size());
+  for (const model::Link& l : item.Links()) use(l.Name.size());
+  for (int i = 1; i <= item.MemberCount(); ++i) use(item.GetMember(i) ? 1 : 0);
+  use(fileStore.GetItemFromID(item.EntryID()) ? 1 : 0);
+}
+
+inline Outcome touchCalendar(ScratchStore& scratch, const QByteArray& bytes) {
+  const store::ParsedCalendar parsed = store::ParseCalendar(bytes);
+  const QDateTime fallback(QDate(2026, 1, 1), QTime(0, 0));
+  for (const auto& incidence : parsed.incidences) {
+    if (!incidence->recurs()) continue;
+    const QDateTime from = incidence->dtStart().isValid() ? incidence->dtStart() : fallback;
+    use(incidence->recurrence()->timesInInterval(from, from.addYears(1)).size());
+  }
+  // The store reads the same file: it must refuse what the parser refuses.
+  std::shared_ptr<store::FileStore> fileStore;
+  const auto items = scratch.itemsOf(ScratchStore::Calendar, bytes, &fileStore);
+  Outcome out{parsed.ok, parsed.error, int(items.size())};
+  for (const model::ItemPtr& item : items) {
+    touchItem(*item, *fileStore);
+    if (!item->flag(QStringLiteral("IsRecurring"))) continue;
+    use(item->GetRecurrencePattern() ? 1 : 0);
+    // A month of occurrences, as a print run asks for (the year above has
+    // already been through the recurrence rules).
+    QDateTime from = item->date(QStringLiteral("Start"));
+    if (model::IsNoDate(from)) from = fallback;
+    const auto occurrences = item->occurrencesBetween(from, from.addMonths(1));
+    use(qsizetype(occurrences.size()));
+    for (size_t i = 0; i < occurrences.size() && i < 3; ++i) touchItem(*occurrences[i], *fileStore);
+  }
+  return out;
+}
+
+inline Outcome touchCards(ScratchStore& scratch, const QByteArray& bytes) {
+  const store::ParsedCards parsed = store::ParseVCards(bytes);
+  for (const KContacts::Addressee& card : parsed.cards) {
+    use(card.photo().rawData().size());
+    use(card.members().size());
+    for (const KContacts::Address& a : card.addresses()) use(a.formatted(KContacts::AddressFormatStyle::Postal).size());
+  }
+  std::shared_ptr<store::FileStore> fileStore;
+  const auto items = scratch.itemsOf(ScratchStore::Contacts, bytes, &fileStore);
+  Outcome out{parsed.ok, parsed.error, int(items.size())};
+  for (const model::ItemPtr& item : items) touchItem(*item, *fileStore);
+  return out;
+}
+
+inline Outcome touchMessage(ScratchStore& scratch, const QByteArray& bytes) {
+  QString error;
+  const std::unique_ptr<KMime::Message> message = store::ParseMessage(bytes, &error);
+  if (message) {
+    for (const char* type : {"text/plain", "text/html"})
+      if (KMime::Content* part = message->mainBodyPart(type)) use(part->decodedText().size());
+    for (KMime::Content* attachment : message->attachments()) use(attachment->decodedContent().size());
+  }
+  std::shared_ptr<store::FileStore> fileStore;
+  const auto items = scratch.itemsOf(ScratchStore::Inbox, bytes, &fileStore);
+  Outcome out{message != nullptr, error, int(items.size())};
+  for (const model::ItemPtr& item : items) touchItem(*item, *fileStore);
+  return out;
+}
+
+}  // namespace ordolo::fuzz

@@ -1,0 +1,69 @@
+// The fuzzing corpus (tests/data/fuzz), replayed through the three parsers
+// and everything the store reads from them, exactly as the fuzz targets do
+// (tests/fuzz/FuzzTouches.h). Inputs that once crashed stay in the corpus,
+// so a crash here is a regression. Named seeds also pin the outcome:
+// good-* files must parse into items, bad-* files must be refused with a reason.
+#include "fuzz/FuzzTouches.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+
+#include <functional>
+
+using namespace ordolo;
+
+namespace {
+
+using Touch = std::function<fuzz::Outcome(fuzz::ScratchStore&, const QByteArray&)>;
+
+struct Tally {
+  int files = 0, good = 0, bad = 0;
+};
+
+Tally replay(const char* kind, const Touch& touch) {
+  qputenv("TZ", "Europe/Berlin");
+  // The libraries warn about every odd file; the corpus is nothing but.
+  const QtMessageHandler previous =
+      qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+  Tally tally;
+  fuzz::ScratchStore scratch;
+  const QDir dir(QStringLiteral(ORDOLO_FUZZ_DATA "/") + QLatin1String(kind));
+  for (const QFileInfo& info : dir.entryInfoList(QDir::Files, QDir::Name)) {
+    SCOPED_TRACE(info.fileName().toStdString());
+    QFile f(info.filePath());
+    EXPECT_TRUE(f.open(QIODevice::ReadOnly));
+    const fuzz::Outcome outcome = touch(scratch, f.readAll());
+    ++tally.files;
+    if (!outcome.ok) {
+      EXPECT_FALSE(outcome.error.isEmpty()) << "a refused file must say why";
+    }
+    if (info.fileName().startsWith(QLatin1String("good-"))) {
+      ++tally.good;
+      EXPECT_TRUE(outcome.ok) << outcome.error.toStdString();
+      EXPECT_GT(outcome.items, 0);
+    } else if (info.fileName().startsWith(QLatin1String("bad-"))) {
+      ++tally.bad;
+      EXPECT_FALSE(outcome.ok);
+      EXPECT_EQ(outcome.items, 0);
+    }
+  }
+  qInstallMessageHandler(previous);
+  return tally;
+}
+
+// Each corpus keeps both kinds of seed; an empty folder would pass silently.
+void expectSeeds(const Tally& t) {
+  EXPECT_GT(t.good, 0);
+  EXPECT_GT(t.bad, 0);
+  EXPECT_GE(t.files, t.good + t.bad);
+}
+
+}  // namespace
+
+TEST(FuzzCorpus, CalendarsNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("calendar", fuzz::touchCalendar)); }
+
+TEST(FuzzCorpus, VCardsNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("vcard", fuzz::touchCards)); }
+
+TEST(FuzzCorpus, MessagesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("mail", fuzz::touchMessage)); }
