@@ -279,7 +279,9 @@ TEST_F(StoreTest, ItemPropertiesOfferTheTableAndUserFields) {
   EXPECT_TRUE(names.contains("ReplyTime"));
   EXPECT_EQ(names.count("CreationTime"), 1);
   for (const auto& p : props)
-    if (p.Name == "ReplyTime") EXPECT_EQ(p.Type, model::olDateTime);
+    if (p.Name == "ReplyTime") {
+      EXPECT_EQ(p.Type, model::olDateTime);
+    }
 }
 
 TEST(PropertyMapping, DocsTableMatchesTheCode) {

@@ -113,7 +113,9 @@ TEST_F(StoreCopy, DeleteMovesFilesAndCutsSharedFilesExactly) {
   auto trash = store->GetDefaultFolder(model::olFolderDeletedItems)->GetItems();
   // The task moved with its time zone: still midnight in Berlin.
   for (const auto& t : *trash)
-    if (t->text("Subject") == "Starts at midnight") EXPECT_EQ(t->date("StartDate"), at(2026, 3, 16));
+    if (t->text("Subject") == "Starts at midnight") {
+      EXPECT_EQ(t->date("StartDate"), at(2026, 3, 16));
+    }
   QStringList trashed;
   for (const auto& t : *trash) trashed << t->text("Subject");
   trashed.sort();
@@ -125,7 +127,9 @@ TEST_F(StoreCopy, DeleteMovesFilesAndCutsSharedFilesExactly) {
   auto occurrences = cal->Restrict("[Start]<='2026-03-03 23:59' and [End]>'2026-03-03 00:00'");
   ASSERT_TRUE(occurrences && occurrences->Count() >= 1);
   for (const auto& o : *occurrences)
-    if (o->series()) EXPECT_FALSE(o->Delete(&why));
+    if (o->series()) {
+      EXPECT_FALSE(o->Delete(&why));
+    }
 }
 
 TEST_F(StoreCopy, ItemAddedFiresOnceWhenTheFileIsComplete) {
