@@ -407,6 +407,7 @@ void registerBenchmarks() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  util::PinLocalTimeZone();  // as ordolo does
   QCoreApplication app(argc, argv);
   // The calendar filter writes its dates the US way.
   util::setUserLocale(QLocale(QStringLiteral("en_US")));

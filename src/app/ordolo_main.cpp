@@ -128,10 +128,7 @@ int langCommand(const QStringList& args, const ordolo::addin::AddinState& state)
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Without TZ the C library looks at /etc/localtime again for every local
-  // time it converts (thousands per folder); naming it once gives the same
-  // times without the look-ups.
-  if (!qEnvironmentVariableIsSet("TZ")) qputenv("TZ", ":/etc/localtime");
+  ordolo::util::PinLocalTimeZone();
   QCoreApplication app(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("ordolo"));
   QCoreApplication::setApplicationVersion(QStringLiteral(ORDOLO_VERSION));

@@ -35,6 +35,40 @@ int countLines(const QByteArray& text, const char* line) {
 
 QByteArray upper(const QByteArray& b) { return b.toUpper(); }
 
+bool isKnownZone(const QByteArray& id) {
+  static QHash<QByteArray, bool> known;
+  auto it = known.constFind(id);
+  if (it == known.constEnd()) it = known.insert(id, QTimeZone::isTimeZoneIdAvailable(id));
+  return *it;
+}
+
+// Drops the VTIMEZONE blocks of zones the system knows by the same name: the
+// library then takes the system's definition, and turning a VTIMEZONE into a
+// zone of its own costs more than the rest of a one-event file. Blocks of
+// other names (as some exporters write them) stay and are used.
+QByteArray withoutKnownZones(const QByteArray& text) {
+  QByteArray out;
+  int copied = 0;
+  for (int at = text.indexOf("BEGIN:VTIMEZONE"); at >= 0; at = text.indexOf("BEGIN:VTIMEZONE", at + 1)) {
+    if (at > 0 && text[at - 1] != '\n') continue;
+    const int end = text.indexOf("END:VTIMEZONE", at);
+    if (end < 0) break;
+    const int tzid = text.indexOf("\nTZID:", at);
+    if (tzid < 0 || tzid > end) continue;
+    const int tzidEnd = text.indexOf('\n', tzid + 1);
+    if (tzidEnd < 0 || text[tzidEnd + 1] == ' ' || text[tzidEnd + 1] == '\t') continue;  // folded: keep
+    if (!isKnownZone(text.mid(tzid + 6, tzidEnd - tzid - 6).trimmed())) continue;
+    const int lineEnd = text.indexOf('\n', end);
+    const int after = lineEnd < 0 ? text.size() : lineEnd + 1;
+    out += text.mid(copied, at - copied);
+    copied = after;
+    at = after - 1;
+  }
+  if (copied == 0) return text;
+  out += text.mid(copied);
+  return out;
+}
+
 }  // namespace
 
 ParsedCalendar ParseCalendar(const QByteArray& bytes) {
@@ -57,7 +91,7 @@ ParsedCalendar ParseCalendar(const QByteArray& bytes) {
   }
   auto calendar = KCalendarCore::MemoryCalendar::Ptr(new KCalendarCore::MemoryCalendar(QTimeZone::systemTimeZone()));
   KCalendarCore::ICalFormat format;
-  if (!format.fromRawString(calendar, text)) {
+  if (!format.fromRawString(calendar, withoutKnownZones(text))) {
     out.error = QStringLiteral("not valid iCalendar");
     return out;
   }

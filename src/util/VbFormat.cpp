@@ -359,4 +359,8 @@ QString Format(double v, const QString& pattern, const QLocale& loc) {
   return Format(fromSerial(v), pattern, loc);
 }
 
+void PinLocalTimeZone() {
+  if (!qEnvironmentVariableIsSet("TZ")) qputenv("TZ", ":/etc/localtime");
+}
+
 }  // namespace ordolo::util

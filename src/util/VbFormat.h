@@ -40,4 +40,10 @@ QString longTimePattern(const QLocale& locale);
 // the locale's decimal separator, no grouping.
 QString NumberText(double value, const QLocale& locale = userLocale());
 
+// Names the system's local time zone in TZ when nothing does (":/etc/localtime").
+// Without it the C library reads /etc/localtime again at every local-time
+// conversion, thousands per folder; the times stay the same. Call before any
+// thread starts.
+void PinLocalTimeZone();
+
 }  // namespace ordolo::util

@@ -1,6 +1,7 @@
 // The values the renderers read, checked against the fixture store.
 #include "StoreFixture.h"
 
+#include "store/Parsers.h"
 #include "store/PropertyMap.h"
 
 using namespace ordolo;
@@ -290,4 +291,20 @@ TEST(PropertyMapping, DocsTableMatchesTheCode) {
   if (qEnvironmentVariableIsSet("ORDOLO_UPDATE_DOCS")) writeFile(path, generated.toUtf8());
   EXPECT_EQ(QString::fromUtf8(readFile(path)), generated)
       << "docs/property-mapping.md is out of date: run with ORDOLO_UPDATE_DOCS=1";
+}
+
+TEST(CalendarParser, ZonesByTheirOwnDefinitionWhenTheSystemDoesNotKnowTheName) {
+  // An exporter's own zone name: only its VTIMEZONE says what it means
+  // (here a made-up zone five hours ahead of UTC, no summer time).
+  const QByteArray ics =
+      "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:test\r\n"
+      "BEGIN:VTIMEZONE\r\nTZID:Company Standard Time\r\nBEGIN:STANDARD\r\nDTSTART:19700101T000000\r\n"
+      "TZOFFSETFROM:+0500\r\nTZOFFSETTO:+0500\r\nEND:STANDARD\r\nEND:VTIMEZONE\r\n"
+      "BEGIN:VEVENT\r\nUID:z1\r\nDTSTAMP:20260101T000000Z\r\n"
+      "DTSTART;TZID=Company Standard Time:20260310T150000\r\n"
+      "DTEND;TZID=Company Standard Time:20260310T160000\r\nSUMMARY:Far away\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
+  const auto parsed = store::ParseCalendar(ics);
+  ASSERT_TRUE(parsed.ok) << parsed.error.toStdString();
+  ASSERT_EQ(parsed.incidences.size(), 1);
+  EXPECT_EQ(parsed.incidences[0]->dtStart().toUTC(), QDateTime(QDate(2026, 3, 10), QTime(10, 0), Qt::UTC));
 }
