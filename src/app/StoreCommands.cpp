@@ -22,9 +22,8 @@ std::shared_ptr<store::FileStore> openStore(const StoreOptions& o) {
     err(text(Msg::ErrNoStore));
     return nullptr;
   }
-  QString why;
-  auto s = store::FileStore::open(root, &why);
-  if (!s) err(text(Msg::ErrStore).arg(why));
+  auto s = store::FileStore::open(root);
+  if (!s) err(text(Msg::ErrStore).arg(root));
   return s;
 }
 

@@ -43,7 +43,7 @@ enum class Msg {
   ErrKeyNotStored,    // %1 the key
   ErrUnknownOption,   // %1 the option
   ErrNoStore,
-  ErrStore,           // %1 the reason
+  ErrStore,           // %1 the folder
   ErrNoFolder,        // %1 the path
   ErrBadDate,         // %1 the text
   ErrFilter,          // %1 the reason
