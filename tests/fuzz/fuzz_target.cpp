@@ -1,4 +1,5 @@
-// libFuzzer entry point: the bytes of a message file (Maildir or .eml), through the parser and
+// libFuzzer entry point, one binary per parser: the bytes of one file (kind
+// chosen by ORDOLO_FUZZ_TOUCH at build time), through the parser and
 // everything the store reads from a successful parse (FuzzTouches.h).
 #include "fuzz/FuzzTouches.h"
 
@@ -16,7 +17,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static ordolo::fuzz::ScratchStore scratch;
   const QByteArray bytes(reinterpret_cast<const char*>(data), int(size));
-  const ordolo::fuzz::Outcome outcome = ordolo::fuzz::touchMessage(scratch, bytes);
+  const ordolo::fuzz::Outcome outcome = ordolo::fuzz::ORDOLO_FUZZ_TOUCH(scratch, bytes);
   // A refused file always says why, and the store makes no items of it.
   if (!outcome.ok && (outcome.error.isEmpty() || outcome.items > 0)) __builtin_trap();
   return 0;
