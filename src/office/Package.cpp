@@ -1,0 +1,168 @@
+#include "office/Package.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryFile>
+
+#include <zip.h>
+
+namespace ordolo::office {
+
+struct Package::Zip {
+  zip_t* handle = nullptr;
+  ~Zip() {
+    if (handle) zip_discard(handle);
+  }
+};
+
+namespace {
+
+QString zipError(int code) {
+  zip_error_t e;
+  zip_error_init_with_code(&e, code);
+  const QString text = QString::fromUtf8(zip_error_strerror(&e));
+  zip_error_fini(&e);
+  return text;
+}
+
+// A name that would land outside the folder the package is unpacked into.
+bool escapes(const QString& name) {
+  if (name.isEmpty() || name.startsWith(QLatin1Char('/')) || name.contains(QLatin1Char('\\')) ||
+      name.contains(QLatin1Char(':')))
+    return true;
+  for (const QString& piece : name.split(QLatin1Char('/')))
+    if (piece == QLatin1String("..")) return true;
+  return false;
+}
+
+}  // namespace
+
+Package::~Package() = default;
+
+std::unique_ptr<Package> Package::open(const QString& path, QString* error) {
+  auto fail = [&](const QString& why) {
+    if (error) *error = QStringLiteral("%1: %2").arg(path, why);
+    return nullptr;
+  };
+  if (!QFileInfo(path).isFile()) return fail(QStringLiteral("no such file"));
+  int code = 0;
+  zip_t* handle = zip_open(QFile::encodeName(path).constData(), ZIP_RDONLY | ZIP_CHECKCONS, &code);
+  if (!handle) return fail(code == ZIP_ER_NOZIP ? QStringLiteral("not a zip package") : zipError(code));
+  std::unique_ptr<Package> p(new Package);
+  p->zip_ = std::make_unique<Zip>();
+  p->zip_->handle = handle;
+  p->path_ = path;
+  const zip_int64_t count = zip_get_num_entries(handle, 0);
+  qint64 total = 0;
+  for (zip_int64_t i = 0; i < count; ++i) {
+    zip_stat_t st;
+    if (zip_stat_index(handle, zip_uint64_t(i), 0, &st) != 0) return fail(QStringLiteral("damaged entry %1").arg(i));
+    const QString name = QString::fromUtf8(st.name);
+    if (escapes(name)) return fail(QStringLiteral("entry \"%1\" leaves the package's folder").arg(name));
+    total += qint64(st.size);
+    if (total > kMaxTotalSize) return fail(QStringLiteral("unpacks to more than %1 MB").arg(kMaxTotalSize >> 20));
+    p->names_ << name;
+  }
+  return p;
+}
+
+QStringList Package::entries() const {
+  QStringList out = names_;
+  for (const auto& [name, data] : staged_)
+    if (!out.contains(name)) out << name;
+  return out;
+}
+
+bool Package::has(const QString& name) const { return names_.contains(name) || staged_.count(name); }
+
+std::optional<QByteArray> Package::read(const QString& name, QString* error) const {
+  auto fail = [&](const QString& why) -> std::optional<QByteArray> {
+    if (error) *error = QStringLiteral("%1: %2: %3").arg(path_, name, why);
+    return std::nullopt;
+  };
+  auto it = staged_.find(name);
+  if (it != staged_.end()) return it->second;
+  zip_stat_t st;
+  if (zip_stat(zip_->handle, name.toUtf8().constData(), 0, &st) != 0) return fail(QStringLiteral("missing"));
+  const qint64 size = qint64(st.size);
+  if (size > kMaxPartSize) return fail(QStringLiteral("larger than %1 MB").arg(kMaxPartSize >> 20));
+  if (size > (1 << 20) && qint64(st.comp_size) > 0 && size / qint64(st.comp_size) > kMaxRatio)
+    return fail(QStringLiteral("compressed beyond reason (a zip bomb?)"));
+  zip_file_t* f = zip_fopen_index(zip_->handle, st.index, 0);
+  if (!f) return fail(QString::fromUtf8(zip_strerror(zip_->handle)));
+  // Read no more than the entry says it holds: a lying header stops here.
+  QByteArray data;
+  data.resize(int(size));
+  zip_int64_t got = 0;
+  while (got < size) {
+    const zip_int64_t n = zip_fread(f, data.data() + got, zip_uint64_t(size - got));
+    if (n <= 0) break;
+    got += n;
+  }
+  const bool broken = got != size;
+  zip_fclose(f);
+  if (broken) return fail(QStringLiteral("damaged (read %1 of %2 bytes)").arg(got).arg(size));
+  return data;
+}
+
+void Package::write(const QString& name, const QByteArray& data) { staged_[name] = data; }
+
+bool Package::saveAs(const QString& target, QString* error) const {
+  auto fail = [&](const QString& why) {
+    if (error) *error = QStringLiteral("%1: %2").arg(target, why);
+    return false;
+  };
+  // Written beside the target, then renamed over it: never half a file.
+  QTemporaryFile tmp(QFileInfo(target).absolutePath() + QStringLiteral("/.ordolo-XXXXXX.zip"));
+  if (!tmp.open()) return fail(tmp.errorString());
+  const QString tmpPath = tmp.fileName();
+  tmp.close();
+  int code = 0;
+  zip_t* out = zip_open(QFile::encodeName(tmpPath).constData(), ZIP_CREATE | ZIP_TRUNCATE, &code);
+  if (!out) return fail(zipError(code));
+  auto add = [&](const QString& name, zip_source_t* source) {
+    if (!source) return false;
+    if (zip_file_add(out, name.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE) < 0) {
+      zip_source_free(source);
+      return false;
+    }
+    return true;
+  };
+  // libzip reads the sources at zip_close; staged_ keeps their bytes alive.
+  bool ok = true;
+  for (const QString& name : entries()) {
+    auto it = staged_.find(name);
+    zip_source_t* source = nullptr;
+    if (it != staged_.end()) {
+      source = zip_source_buffer(out, it->second.constData(), zip_uint64_t(it->second.size()), 0);
+    } else {
+      const zip_int64_t index = zip_name_locate(zip_->handle, name.toUtf8().constData(), 0);
+      source = index < 0 ? nullptr : zip_source_zip(out, zip_->handle, zip_uint64_t(index), ZIP_FL_COMPRESSED, 0, -1);
+    }
+    if (!add(name, source)) {
+      ok = false;
+      break;
+    }
+  }
+  if (!ok) {
+    const QString why = QString::fromUtf8(zip_strerror(out));
+    zip_discard(out);
+    QFile::remove(tmpPath);
+    return fail(why);
+  }
+  if (zip_close(out) != 0) {
+    const QString why = QString::fromUtf8(zip_strerror(out));
+    zip_discard(out);
+    QFile::remove(tmpPath);
+    return fail(why);
+  }
+  QFile::remove(target);
+  if (!QFile::rename(tmpPath, target)) {
+    QFile::remove(tmpPath);
+    return fail(QStringLiteral("cannot replace the file"));
+  }
+  return true;
+}
+
+}  // namespace ordolo::office
