@@ -186,24 +186,18 @@ class Parser {
     return true;
   }
 
-  std::shared_ptr<Filter> parseOr() {
-    auto left = parseAnd();
-    while (left && keyword("or")) {
-      auto right = parseAnd();
+  // operand { word operand }, left to right.
+  std::shared_ptr<Filter> parseChain(const char* word, std::shared_ptr<Filter> (Parser::*operand)()) {
+    auto left = (this->*operand)();
+    while (left && keyword(word)) {
+      auto right = (this->*operand)();
       if (!right) return nullptr;
-      left = std::make_shared<Junction>(false, left, right);
+      left = std::make_shared<Junction>(qstrcmp(word, "and") == 0, left, right);
     }
     return left;
   }
-  std::shared_ptr<Filter> parseAnd() {
-    auto left = parseUnary();
-    while (left && keyword("and")) {
-      auto right = parseUnary();
-      if (!right) return nullptr;
-      left = std::make_shared<Junction>(true, left, right);
-    }
-    return left;
-  }
+  std::shared_ptr<Filter> parseOr() { return parseChain("or", &Parser::parseAnd); }
+  std::shared_ptr<Filter> parseAnd() { return parseChain("and", &Parser::parseUnary); }
   std::shared_ptr<Filter> parseUnary() {
     if (keyword("not")) {
       auto inner = parseUnary();

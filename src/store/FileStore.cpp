@@ -346,7 +346,8 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
       return out;
     }
     const QString name = info.fileName();
-    const bool inMaildir = format_ == Format::Maildir && info.absolutePath() != QFileInfo(absPath_).absoluteFilePath();
+    const bool inMaildir = format_ == Format::Maildir && (absPath.startsWith(absPath_ + QStringLiteral("/cur/")) ||
+                                                          absPath.startsWith(absPath_ + QStringLiteral("/new/")));
     Locator loc{relPath_, inMaildir ? maildirUnique(name) : name, QString(), QString()};
     out.push_back(std::make_shared<MailItem>(self, absPath, loc, head, info.size(), info.lastModified(),
                                              inMaildir ? maildirTime(name) : QDateTime(),
@@ -524,8 +525,6 @@ bool StoreFolder::receive(StoreItem& item, QString* error) {
   if (wholeFile) {
     QString name = info.fileName();
     if (format_ == Format::Maildir && mail && !name.contains(QLatin1String(":2,"))) name += QStringLiteral(":2,");
-    if (!mail && source && (source->format() == Format::IcsFile || source->format() == Format::VcfFile))
-      name = info.fileName();
     const QString to = target.filePath(freeName(target, name));
     if (!QFile::rename(from, to)) {
       if (error) *error = QStringLiteral("%1: cannot move to %2").arg(from, to);

@@ -10,6 +10,8 @@
 #include <KContacts/PhoneNumber>
 #include <KMime/Message>
 
+#include <QDir>
+#include <QFileInfo>
 #include <QHash>
 #include <QRegularExpression>
 
@@ -542,7 +544,9 @@ const std::vector<MailDef> kMail = {
     {"LastModificationTime", olDateTime, "the file's modification time", [](const MailItem& x) -> QVariant { return x.fileTime(); }},
     {"Submitted", olYesNo, "false in Drafts or with the Maildir flag D", [](const MailItem& x) -> QVariant { return x.submitted(); }},
     {"Sent", olYesNo, "same as Submitted", [](const MailItem& x) -> QVariant { return x.submitted(); }},
-    {"UnRead", olYesNo, "Maildir: no S flag", [](const MailItem& x) -> QVariant { return !x.maildirFlags().contains(QLatin1Char('S')) && !x.path().isEmpty() && x.path().contains(QLatin1String("/new/")); }},
+    {"UnRead", olYesNo, "Maildir: no S flag (other mail folders: false)", [](const MailItem& x) -> QVariant {
+       const QString dir = QFileInfo(x.path()).dir().dirName();
+       return (dir == QLatin1String("new") || dir == QLatin1String("cur")) && !x.maildirFlags().contains(QLatin1Char('S')); }},
     {"Size", olNumber, "the file's size in bytes", [](const MailItem& x) -> QVariant { return x.size(); }},
     {"Importance", olNumber, "Importance, X-Priority (1-2 high, 4-5 low), X-MSMail-Priority: high 2, low 0, else 1", [](const MailItem& x) -> QVariant { return mailImportance(x); }},
     {"Sensitivity", olNumber, "Sensitivity: Personal 1, Private 2, Company-Confidential 3, else 0", [](const MailItem& x) -> QVariant { return mailSensitivity(x); }},

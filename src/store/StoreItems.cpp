@@ -158,8 +158,6 @@ model::ObjectPtr CalendarItem::Parent() const {
   return StoreItem::Parent();
 }
 
-QString CalendarItem::EntryID() const { return StoreItem::EntryID(); }
-
 model::RecipientList CalendarItem::Recipients() const {
   model::RecipientList out;
   const KCalendarCore::Person organizer = incidence_->organizer();

@@ -80,7 +80,6 @@ class CalendarItem : public StoreItem {
   QString ownerAddress() const;
 
   model::ObjectPtr Parent() const override;
-  QString EntryID() const override;
   model::RecipientList Recipients() const override;
   model::LinkList Links() const override;
   model::AttachmentList Attachments() const override;
@@ -89,7 +88,6 @@ class CalendarItem : public StoreItem {
   QVariant namedProperty(const QString& guid, const QString& id) const override;
 
  private:
-  friend class CalendarOccurrences;
   // A series' exceptions as items, each with the start it replaces.
   std::vector<std::pair<QDateTime, model::ItemPtr>> exceptionItems() const;
   KCalendarCore::Incidence::Ptr incidence_;
