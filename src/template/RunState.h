@@ -1,0 +1,42 @@
+// The print run's shared state that placeholder replacement reads: which
+// target is being filled, the cached text of the part being filled, and where
+// the current table row, block or Excel block copy is.
+#pragma once
+
+#include <QString>
+
+namespace ordolo::office::word {
+class Document;
+}
+namespace ordolo::office::excel {
+class Workbook;
+}
+
+namespace ordolo::tpl {
+
+struct RunState {
+  // true: the target is a Word document; false: an Excel workbook.
+  bool UseWord = true;
+  office::word::Document* word = nullptr;
+  office::excel::Workbook* excel = nullptr;
+
+  // Plain text of what is being filled, for the presence test: the text of
+  // every searched story (ordinary template), the current table row (table
+  // template), or the concatenated cell values of the Excel template block.
+  QString DocumentText;
+
+  bool TableMode = false;  // each item fills one row of a Word table
+  bool BlockMode = false;  // each item fills one "<% ... %>" block
+  int TableIndex = 1;      // 1-based table being filled in table mode
+  // Table mode: the 1-based row of the current item; block mode: the
+  // character position where the current block starts.
+  int BlockStart = 0;
+
+  // Excel: first row of the current copy of the template block, and the
+  // template block's own first and last row (1-based).
+  int OutputRow = 0;
+  int BlockFirstRow = 0;
+  int BlockLastRow = 0;
+};
+
+}  // namespace ordolo::tpl
