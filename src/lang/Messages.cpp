@@ -106,6 +106,17 @@ const MsgDef kMessages[] = {
      "Language table loaded from %1"},
     {Msg::LangSaved, "MsgLangSaved", "%1 gespeichert in %2", "%1 enregistré dans %2", "%1 saved in %2"},
     {Msg::Cancelled, "MsgCancelled", "Abgebrochen.", "Annulé.", "Cancelled."},
+    {Msg::ErrWorkbookOpen, "ErrWorkbookOpen", "Die Excel-Datei %1 kann nicht geöffnet werden: %2",
+     "Impossible d'ouvrir le fichier Excel %1 : %2", "Cannot open the Excel file %1: %2"},
+    {Msg::ErrWorkbookPart, "ErrWorkbookPart", "Der Excel-Datei %1 fehlt der Teil %2.",
+     "Il manque la partie %2 au fichier Excel %1.", "The Excel file %1 lacks the part %2."},
+    {Msg::ErrWorkbookXml, "ErrWorkbookXml", "Die Excel-Datei %1 ist beschädigt: %2 ist kein gültiges XML (%3).",
+     "Le fichier Excel %1 est endommagé : %2 n'est pas du XML valide (%3).",
+     "The Excel file %1 is damaged: %2 is not well-formed XML (%3)."},
+    {Msg::ErrWorkbookNoSheet, "ErrWorkbookNoSheet", "Die Excel-Datei %1 enthält kein Tabellenblatt.",
+     "Le fichier Excel %1 ne contient aucune feuille de calcul.", "The Excel file %1 holds no worksheet."},
+    {Msg::ErrWorkbookSave, "ErrWorkbookSave", "Die Excel-Datei %1 kann nicht gespeichert werden: %2",
+     "Impossible d'enregistrer le fichier Excel %1 : %2", "Cannot save the Excel file %1: %2"},
 };
 
 const MsgDef& def(Msg id) {

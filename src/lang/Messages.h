@@ -50,6 +50,11 @@ enum class Msg {
   LangLoaded,         // %1 the file
   LangSaved,          // %1 key, %2 file
   Cancelled,
+  ErrWorkbookOpen,    // %1 the file, %2 the reason
+  ErrWorkbookPart,    // %1 the file, %2 the missing part
+  ErrWorkbookXml,     // %1 the file, %2 the part, %3 the parser's reason
+  ErrWorkbookNoSheet, // %1 the file
+  ErrWorkbookSave,    // %1 the file, %2 the reason
 };
 
 // The text in the current language of the process-wide table.
