@@ -55,6 +55,14 @@ enum class Msg {
   ErrWorkbookXml,     // %1 the file, %2 the part, %3 the parser's reason
   ErrWorkbookNoSheet, // %1 the file
   ErrWorkbookSave,    // %1 the file, %2 the reason
+  ErrOfficeMissing,
+  ErrConvertNoFile,      // %1 the file
+  ErrConvertNotDocument, // %1 the file
+  ErrConvertNotLegacy,   // %1 the file
+  ErrConvertFailed,      // %1 the file
+  ErrConvertCrashed,     // %1 the file
+  ErrConvertTimeout,     // %1 the file, %2 seconds
+  ErrConvertWrite,       // %1 the file or folder
 };
 
 // The text in the current language of the process-wide table.
