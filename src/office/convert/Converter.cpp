@@ -1,0 +1,491 @@
+#include "office/convert/Converter.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSaveFile>
+#include <QSet>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QUrl>
+
+#include <signal.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <mutex>
+
+#include "lang/Messages.h"
+#include "util/DebugLog.h"
+#include "util/Folders.h"
+
+namespace ordolo::office::convert {
+
+using lang::Msg;
+
+namespace {
+
+void log(const QString& line) { util::DebugLog::write(QStringLiteral("Convert: ") + line); }
+
+QString env(const char* name) { return QString::fromLocal8Bit(qgetenv(name)); }
+
+// soffice is a shell script that starts oosplash, which starts soffice.bin:
+// the child gets a process group of its own so that a hanging conversion can
+// be stopped as a whole.
+class GroupProcess : public QProcess {
+ protected:
+  void setupChildProcess() override { ::setpgid(0, 0); }
+};
+
+void killGroup(qint64 pid) {
+  if (pid > 0 && ::kill(-pid_t(pid), 0) == 0) ::kill(-pid_t(pid), SIGKILL);
+}
+
+// LibreOffice opens almost anything as plain text, so a damaged or foreign
+// file with an office name would come out as a page of garbage. The first
+// bytes tell the formats we hand it; other names are left to LibreOffice.
+bool looksLikeDocument(const QString& path) {
+  QFile f(path);
+  if (!f.open(QIODevice::ReadOnly)) return false;
+  const QByteArray head = f.read(8);
+  if (head.isEmpty()) return false;
+  const QString suffix = QFileInfo(path).suffix().toLower();
+  static const QSet<QString> zipped{"docx", "docm", "dotx", "dotm", "xlsx", "xlsm", "xltx", "xltm",
+                                    "odt",  "ott",  "ods",  "ots"};
+  if (zipped.contains(suffix)) return head.startsWith("PK\x03\x04");
+  const bool ole2 = head == QByteArray("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8);
+  const QByteArray text = head.trimmed();
+  const bool markup = text.startsWith('<') || text.startsWith("\xEF\xBB\xBF");
+  if (suffix == "doc" || suffix == "dot") return ole2 || head.startsWith("{\\rtf") || markup;
+  if (suffix == "xls" || suffix == "xlt") {
+    // BIFF2 to BIFF4 files have no OLE2 wrapper; they open with a BOF record.
+    const bool biff = head.size() >= 2 && head[0] == '\x09' && QByteArray("\x00\x02\x04", 3).contains(head[1]);
+    return ole2 || biff || markup;
+  }
+  if (suffix == "rtf") return head.startsWith("{\\rtf");
+  return true;
+}
+
+// Moves a finished file to its place; the target is replaced in one step, also
+// across file systems (the staging folder may be on another one).
+bool moveReplacing(const QString& from, const QString& to) {
+  if (::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0) return true;
+  QFile in(from);
+  QSaveFile out(to);
+  if (!in.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly)) return false;
+  while (!in.atEnd()) {
+    const QByteArray chunk = in.read(1 << 20);
+    if (chunk.isEmpty() || out.write(chunk) != chunk.size()) {
+      out.cancelWriting();
+      return false;
+    }
+  }
+  if (!out.commit()) return false;
+  QFile::remove(from);
+  return true;
+}
+
+bool nonEmptyFile(const QString& path) {
+  const QFileInfo fi(path);
+  return fi.isFile() && fi.size() > 0;
+}
+
+QString shortHash(const QString& text) {
+  return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha1).toHex().left(16));
+}
+
+// One document of a run: LibreOffice reads `staged` (a link to the input in a
+// private folder, named by its position) and writes `produced`.
+struct Job {
+  QString staged;
+  QString produced;
+  QString output;  // set when converted
+  QString error;   // set when not
+};
+
+}  // namespace
+
+struct Converter::Impl {
+  Options options;
+  std::mutex mutex;
+  QString profile;  // made on first run
+  int launches = 0;
+
+  QString programPath() const { return options.program.isEmpty() ? findProgram() : options.program; }
+
+  int timeoutMs(int documents) const {
+    return std::max(0, options.baseTimeoutMs) + std::max(0, options.perDocumentTimeoutMs) * documents;
+  }
+
+  QString profileUrl() {
+    if (profile.isEmpty() || !QFileInfo(profile).isDir()) profile = util::MakePrivateFolder(util::TempFolder());
+    return QUrl::fromLocalFile(profile).toString(QUrl::FullyEncoded);
+  }
+
+  enum class End { Finished, NotStarted, TimedOut, Crashed };
+
+  struct RunReport {
+    End end = End::Finished;
+    int events = 0;                 // documents LibreOffice reported, in argument order
+    bool lastEventConverted = false;  // the last report was "convert ...", not "Error: ..."
+  };
+
+  // One soffice process over `jobs`. Each document LibreOffice handles gives
+  // one line: "convert <in> -> <out> ..." once it is loaded, or "Error: ..."
+  // when it cannot be loaded. They come in argument order.
+  RunReport runOnce(const QString& program, const QString& convertTo, const QString& outDir,
+                    const std::vector<Job*>& jobs, const QDeadlineTimer& deadline,
+                    const std::function<void()>& onEvent) {
+    RunReport report;
+    QStringList args{QStringLiteral("-env:UserInstallation=") + profileUrl(),
+                     QStringLiteral("--headless"),
+                     QStringLiteral("--norestore"),
+                     QStringLiteral("--nologo"),
+                     QStringLiteral("--nodefault"),
+                     QStringLiteral("--nolockcheck"),
+                     QStringLiteral("--convert-to"),
+                     convertTo,
+                     QStringLiteral("--outdir"),
+                     outDir};
+    for (const Job* job : jobs) args << job->staged;
+
+    GroupProcess p;
+    p.setProcessChannelMode(QProcess::MergedChannels);
+    p.setProgram(program);
+    p.setArguments(args);
+    QElapsedTimer clock;
+    clock.start();
+    p.start(QIODevice::ReadOnly);
+    if (!p.waitForStarted(30000)) {
+      log(QStringLiteral("cannot start %1: %2").arg(program, p.errorString()));
+      p.kill();
+      p.waitForFinished(1000);
+      report.end = End::NotStarted;
+      return report;
+    }
+    ++launches;
+    const qint64 pid = p.processId();
+    log(QStringLiteral("started %1 for %2 document(s), pid %3").arg(program).arg(jobs.size()).arg(pid));
+
+    QByteArray pending;
+    QByteArray transcript;
+    auto handle = [&](const QByteArray& line) {
+      const bool converted = line.startsWith("convert ");
+      if (converted || line.startsWith("Error:")) {
+        ++report.events;
+        report.lastEventConverted = converted;
+        onEvent();
+      }
+      if (transcript.size() < 16384) transcript += line + '\n';
+    };
+    auto drain = [&] {
+      pending += p.readAll();
+      for (int nl; (nl = pending.indexOf('\n')) >= 0; pending.remove(0, nl + 1)) handle(pending.left(nl).trimmed());
+    };
+
+    bool timedOut = false;
+    while (p.state() != QProcess::NotRunning) {
+      const qint64 left = deadline.remainingTime();
+      if (p.waitForFinished(int(std::clamp<qint64>(left, 1, 200)))) break;
+      drain();
+      if (p.state() != QProcess::NotRunning && deadline.hasExpired()) {
+        timedOut = true;
+        killGroup(pid);
+        p.waitForFinished(5000);
+        break;
+      }
+    }
+    drain();
+    if (!pending.trimmed().isEmpty()) handle(pending.trimmed());
+    // What a crashed soffice.bin or a killed launcher leaves behind goes too.
+    killGroup(pid);
+
+    const bool crashed = p.exitStatus() == QProcess::CrashExit || p.exitCode() != 0;
+    report.end = timedOut ? End::TimedOut : crashed ? End::Crashed : End::Finished;
+    log(QStringLiteral("pid %1 ended after %2 ms: %3, exit code %4, %5 of %6 reported")
+            .arg(pid)
+            .arg(clock.elapsed())
+            .arg(timedOut ? QStringLiteral("timed out and killed")
+                          : p.exitStatus() == QProcess::CrashExit ? QStringLiteral("crashed")
+                                                                   : QStringLiteral("finished"))
+            .arg(p.exitCode())
+            .arg(report.events)
+            .arg(jobs.size()));
+    if (report.end != End::Finished) log(QString::fromLocal8Bit(transcript).trimmed());
+    return report;
+  }
+
+  // Converts every job, one process for all of them. When LibreOffice dies
+  // on one document, that document gets the error and the rest are handed
+  // to a fresh process.
+  void convert(const QString& convertTo, const QString& outDir, std::vector<Job>& all, const QStringList& names,
+               const Progress& progress) {
+    const int total = int(all.size());
+    if (total == 0) return;
+    const QString program = programPath();
+    const QFileInfo programInfo(program);
+    if (program.isEmpty() || !programInfo.isFile() || !programInfo.isExecutable()) {
+      log(QStringLiteral("no LibreOffice: \"%1\"").arg(program));
+      for (Job& job : all) job.error = lang::text(Msg::ErrOfficeMissing);
+      return;
+    }
+    const int timeout = timeoutMs(total);
+    const QDeadlineTimer deadline(timeout);
+    auto nameOf = [&](const Job& job) { return names[int(&job - all.data())]; };
+
+    int done = 0;
+    std::vector<Job*> pending;
+    for (Job& job : all) pending.push_back(&job);
+    int idleRounds = 0;
+    while (!pending.empty()) {
+      const RunReport report = runOnce(program, convertTo, outDir, pending, deadline, [&] {
+        if (progress) progress(std::min(++done, total), total);
+      });
+      for (Job* job : pending)
+        if (nonEmptyFile(job->produced)) job->output = job->produced;
+
+      if (report.end == End::NotStarted) {
+        for (Job* job : pending) job->error = lang::text(Msg::ErrOfficeMissing);
+        return;
+      }
+      if (report.end == End::TimedOut) {
+        const QString seconds = QString::number((timeout + 999) / 1000);
+        for (Job* job : pending)
+          if (job->output.isEmpty()) job->error = lang::text(Msg::ErrConvertTimeout).arg(nameOf(*job), seconds);
+        return;
+      }
+      const int reported = std::min<int>(report.events, int(pending.size()));
+      size_t next = pending.size();
+      if (report.end == End::Crashed) {
+        // The document being worked on when it died: one that was loaded
+        // ("convert" seen) but not written, else the next one in line.
+        size_t culprit = size_t(reported);
+        if (reported > 0 && report.lastEventConverted && pending[reported - 1]->output.isEmpty())
+          culprit = size_t(reported - 1);
+        if (culprit < pending.size()) {
+          pending[culprit]->error = lang::text(Msg::ErrConvertCrashed).arg(nameOf(*pending[culprit]));
+          if (culprit >= size_t(reported) && progress) progress(std::min(++done, total), total);
+          next = culprit + 1;
+        }
+        // A LibreOffice that dies before doing anything twice in a row will
+        // not do better on the rest.
+        idleRounds = reported == 0 ? idleRounds + 1 : 0;
+        if (idleRounds >= 2) next = pending.size();
+      }
+      std::vector<Job*> rest;
+      for (size_t i = 0; i < pending.size(); ++i) {
+        Job* job = pending[i];
+        if (!job->output.isEmpty() || !job->error.isEmpty()) continue;
+        if (i < next)
+          job->error = lang::text(report.end == End::Crashed && idleRounds >= 2 ? Msg::ErrConvertCrashed
+                                                                              : Msg::ErrConvertFailed)
+                           .arg(nameOf(*job));
+        else
+          rest.push_back(job);
+      }
+      pending = std::move(rest);
+    }
+  }
+};
+
+Converter::Converter(Options options) : d_(std::make_unique<Impl>()) { d_->options = std::move(options); }
+
+Converter::~Converter() {
+  if (!d_->profile.isEmpty()) QDir(d_->profile).removeRecursively();
+}
+
+QString Converter::program() const { return d_->programPath(); }
+
+int Converter::launches() const { return d_->launches; }
+
+QString Converter::findProgram() {
+  const QString over = env("ORDOLO_SOFFICE");
+  if (!over.isEmpty()) {
+    if (over.contains(QLatin1Char('/'))) return QFileInfo(over).absoluteFilePath();
+    const QString found = QStandardPaths::findExecutable(over);
+    return found.isEmpty() ? over : found;
+  }
+  for (const char* name : {"soffice", "libreoffice"}) {
+    const QString found = QStandardPaths::findExecutable(QString::fromLatin1(name));
+    if (!found.isEmpty()) return found;
+  }
+  return {};
+}
+
+QString Converter::defaultCacheFolder() {
+  const QString home = env("ORDOLO_HOME");
+  if (!home.isEmpty()) return util::WithSlash(home) + QLatin1String("cache/converted/");
+  const QString xdg = env("XDG_CACHE_HOME");
+  if (!xdg.isEmpty() && QDir::isAbsolutePath(xdg)) return util::WithSlash(xdg) + QLatin1String("ordolo/converted/");
+  const QString userHome = env("HOME").isEmpty() ? QDir::homePath() : env("HOME");
+  return util::WithSlash(userHome) + QLatin1String(".cache/ordolo/converted/");
+}
+
+std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& outputFolder,
+                                     const Progress& progress) {
+  std::vector<Result> results(size_t(inputs.size()));
+  for (int i = 0; i < inputs.size(); ++i) results[size_t(i)].input = inputs[i];
+  if (inputs.isEmpty()) return results;
+
+  const QString outDir = util::WithSlash(QFileInfo(outputFolder).absoluteFilePath());
+  if (!QDir().mkpath(outDir) || !QFileInfo(outDir).isWritable()) {
+    for (Result& r : results) r.error = lang::text(Msg::ErrConvertWrite).arg(outputFolder);
+    return results;
+  }
+
+  std::lock_guard lock(d_->mutex);
+  QTemporaryDir staging(util::TempFolder() + QLatin1String("convert-XXXXXX"));
+  const QString in = staging.path() + QLatin1String("/in/");
+  const QString out = staging.path() + QLatin1String("/out/");
+  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out)) {
+    for (Result& r : results) r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
+    return results;
+  }
+
+  // Each input is linked under its position, so that same names from
+  // different folders (or a.docx beside a.xlsx) cannot meet in the one
+  // output folder LibreOffice writes to.
+  std::vector<Job> jobs;
+  std::vector<size_t> jobOf;  // result index of each job
+  QStringList names;
+  int rejected = 0;
+  for (size_t i = 0; i < results.size(); ++i) {
+    Result& r = results[i];
+    const QFileInfo fi(r.input);
+    if (!fi.isFile() || !fi.isReadable()) {
+      r.error = lang::text(Msg::ErrConvertNoFile).arg(r.input);
+    } else if (!looksLikeDocument(fi.absoluteFilePath())) {
+      r.error = lang::text(Msg::ErrConvertNotDocument).arg(r.input);
+    } else {
+      const QString stem = QString::number(i);
+      const QString link = in + stem + (fi.suffix().isEmpty() ? QString() : QLatin1Char('.') + fi.suffix());
+      if (!QFile::link(fi.absoluteFilePath(), link)) {
+        r.error = lang::text(Msg::ErrConvertWrite).arg(in);
+        continue;
+      }
+      jobs.push_back(Job{link, out + stem + QLatin1String(".pdf"), {}, {}});
+      jobOf.push_back(i);
+      names << r.input;
+      continue;
+    }
+    ++rejected;
+  }
+  // Inputs refused before LibreOffice runs count as done for the progress.
+  const int total = int(results.size());
+  if (progress && rejected > 0) progress(rejected, total);
+  d_->convert(QStringLiteral("pdf"), out, jobs, names, [&](int done, int) {
+    if (progress) progress(rejected + done, total);
+  });
+
+  QSet<QString> taken;
+  for (size_t j = 0; j < jobs.size(); ++j) {
+    Result& r = results[jobOf[j]];
+    if (jobs[j].output.isEmpty()) {
+      r.error = jobs[j].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(r.input) : jobs[j].error;
+      continue;
+    }
+    const QFileInfo fi(r.input);
+    const QString stem = fi.completeBaseName().isEmpty() ? fi.fileName() : fi.completeBaseName();
+    QString name = stem + QLatin1String(".pdf");
+    for (int k = 2; taken.contains(name); ++k) name = QStringLiteral("%1 (%2).pdf").arg(stem).arg(k);
+    taken.insert(name);
+    if (!moveReplacing(jobs[j].output, outDir + name)) {
+      r.error = lang::text(Msg::ErrConvertWrite).arg(outDir + name);
+      continue;
+    }
+    r.output = outDir + name;
+  }
+  for (const Result& r : results)
+    if (!r.ok()) log(r.error);
+  return results;
+}
+
+Result Converter::toOoxml(const QString& legacyFile) {
+  Result r;
+  r.input = legacyFile;
+  const QFileInfo fi(legacyFile);
+  if (!fi.isFile() || !fi.isReadable()) {
+    r.error = lang::text(Msg::ErrConvertNoFile).arg(legacyFile);
+    return r;
+  }
+  // A .dot becomes a .docx, not a .dotx: the engine makes a new document
+  // from any Word file it is given, and a .docx needs no content-type change
+  // when the filled copy is saved. Likewise .xlt -> .xlsx.
+  const QString suffix = fi.suffix().toLower();
+  QString target, convertTo;
+  if (suffix == QLatin1String("doc") || suffix == QLatin1String("dot")) {
+    target = QStringLiteral("docx");
+    convertTo = QStringLiteral("docx:MS Word 2007 XML");
+  } else if (suffix == QLatin1String("xls") || suffix == QLatin1String("xlt")) {
+    target = QStringLiteral("xlsx");
+    convertTo = QStringLiteral("xlsx:Calc MS Excel 2007 XML");
+  } else {
+    r.error = lang::text(Msg::ErrConvertNotLegacy).arg(legacyFile);
+    return r;
+  }
+  if (!looksLikeDocument(fi.absoluteFilePath())) {
+    r.error = lang::text(Msg::ErrConvertNotDocument).arg(legacyFile);
+    return r;
+  }
+
+  // The name carries a hash of the source's path (which entry) and of its
+  // path, time and size (which version): a changed source misses the cache,
+  // and the older version of the same source is removed once the new one is in.
+  const QString source = fi.absoluteFilePath();
+  const QString version = QStringLiteral("%1\n%2\n%3")
+                              .arg(source)
+                              .arg(fi.lastModified().toMSecsSinceEpoch())
+                              .arg(fi.size());
+  const QString cacheDir =
+      util::WithSlash(d_->options.cacheFolder.isEmpty() ? defaultCacheFolder() : d_->options.cacheFolder);
+  QString stem = fi.completeBaseName().left(60);
+  stem.replace(QRegularExpression(QStringLiteral("[^\\w.-]")), QStringLiteral("_"));
+  const QString prefix = stem + QLatin1Char('-') + shortHash(source) + QLatin1Char('-');
+  const QString cached = cacheDir + prefix + shortHash(version) + QLatin1Char('.') + target;
+  if (nonEmptyFile(cached)) {
+    r.output = cached;
+    r.fromCache = true;
+    return r;
+  }
+  if (!QDir().mkpath(cacheDir)) {
+    r.error = lang::text(Msg::ErrConvertWrite).arg(cacheDir);
+    return r;
+  }
+
+  std::lock_guard lock(d_->mutex);
+  QTemporaryDir staging(util::TempFolder() + QLatin1String("convert-XXXXXX"));
+  const QString in = staging.path() + QLatin1String("/in/");
+  const QString out = staging.path() + QLatin1String("/out/");
+  const QString link = in + QLatin1String("template.") + fi.suffix();
+  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !QFile::link(source, link)) {
+    r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
+    return r;
+  }
+  std::vector<Job> jobs{Job{link, out + QLatin1String("template.") + target, {}, {}}};
+  d_->convert(convertTo, out, jobs, QStringList{legacyFile}, {});
+  if (jobs[0].output.isEmpty()) {
+    r.error = jobs[0].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(legacyFile) : jobs[0].error;
+    log(r.error);
+    return r;
+  }
+  if (!moveReplacing(jobs[0].output, cached)) {
+    r.error = lang::text(Msg::ErrConvertWrite).arg(cached);
+    log(r.error);
+    return r;
+  }
+  const QString keep = QFileInfo(cached).fileName();
+  for (const QString& old : QDir(cacheDir).entryList({prefix + QLatin1Char('*')}, QDir::Files))
+    if (old != keep) QFile::remove(cacheDir + old);
+  log(QStringLiteral("%1 -> %2").arg(source, cached));
+  r.output = cached;
+  return r;
+}
+
+}  // namespace ordolo::office::convert
