@@ -140,6 +140,20 @@ const MsgDef kMessages[] = {
      "LibreOffice did not convert %1 within %2 seconds and was stopped."},
     {Msg::ErrConvertWrite, "ErrConvertWrite", "Die umgewandelte Datei kann nicht nach %1 geschrieben werden.",
      "Le fichier converti ne peut pas être écrit dans %1.", "The converted file cannot be written to %1."},
+    {Msg::ErrDocumentOpen, "ErrDocumentOpen", "Das Word-Dokument %1 kann nicht geöffnet werden: %2",
+     "Le document Word %1 ne peut pas être ouvert : %2", "The Word document %1 cannot be opened: %2"},
+    {Msg::ErrDocumentXml, "ErrDocumentXml", "Das Word-Dokument %1 ist beschädigt: %2 ist kein gültiges XML (%3, Byte %4).",
+     "Le document Word %1 est endommagé : %2 n'est pas du XML valide (%3, octet %4).",
+     "The Word document %1 is damaged: %2 is not well-formed XML (%3, byte %4)."},
+    {Msg::ErrDocumentNoBody, "ErrDocumentNoBody", "%1 ist kein Word-Dokument: der Dokumentteil fehlt.",
+     "%1 n'est pas un document Word : la partie document manque.",
+     "%1 is not a Word document: the document part is missing."},
+    {Msg::ErrDocumentSave, "ErrDocumentSave", "Das Word-Dokument %1 kann nicht gespeichert werden: %2",
+     "Le document Word %1 ne peut pas être enregistré : %2", "The Word document %1 cannot be saved: %2"},
+    {Msg::ErrPictureInsert, "ErrPictureInsert", "Das Bild %1 kann nicht eingefügt werden: %2",
+     "L'image %1 ne peut pas être insérée : %2", "The picture %1 cannot be inserted: %2"},
+    {Msg::ErrInsertFile, "ErrInsertFile", "Die Datei %1 kann nicht eingefügt werden: %2",
+     "Le fichier %1 ne peut pas être inséré : %2", "The file %1 cannot be inserted: %2"},
 };
 
 const MsgDef& def(Msg id) {

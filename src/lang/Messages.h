@@ -63,6 +63,12 @@ enum class Msg {
   ErrConvertCrashed,     // %1 the file
   ErrConvertTimeout,     // %1 the file, %2 seconds
   ErrConvertWrite,       // %1 the file or folder
+  ErrDocumentOpen,    // %1 the file, %2 the reason
+  ErrDocumentXml,     // %1 the file, %2 the part, %3 the parser's reason, %4 the byte offset
+  ErrDocumentNoBody,  // %1 the file
+  ErrDocumentSave,    // %1 the file, %2 the reason
+  ErrPictureInsert,   // %1 the picture, %2 the reason
+  ErrInsertFile,      // %1 the file, %2 the reason
 };
 
 // The text in the current language of the process-wide table.
