@@ -152,7 +152,7 @@ bool dateFormat(int id, const QString& code) {
 QString resolveTarget(const QString& sourcePart, const QString& target) {
   if (target.startsWith(QLatin1Char('/'))) return QDir::cleanPath(target.mid(1));
   const QString dir = QFileInfo(sourcePart).path();
-  return QDir::cleanPath(dir == QLatin1String(".") ? target : dir + QLatin1Char('/') + target);
+  return QDir::cleanPath(dir.isEmpty() || dir == QLatin1String(".") ? target : dir + QLatin1Char('/') + target);
 }
 
 QString relsOf(const QString& part) {
@@ -617,6 +617,13 @@ void Worksheet::flush() {
 QByteArray Worksheet::serialise() {
   flush();
   pugi::xml_node root = doc_.document_element();
+  // The cached results of formulas may no longer hold once cells or rows
+  // changed: without them every reader calculates the formulas afresh.
+  for (const auto& [node, seen] : formulas_) {
+    pugi::xml_node c = pugi::xml_node(node).parent();
+    if (pugi::xml_node v = c.child("v")) c.remove_child(v);
+    c.remove_attribute("t");
+  }
   // The used area.
   pugi::xml_node dim = root.child("dimension");
   if (!dim) dim = insertOrdered(root, "dimension");
