@@ -354,7 +354,6 @@ FindResult Document::execute(Range& range, const FindSpec& spec, ReplaceMode mod
         return res;
       }
       ++res.found;
-      ++d->structureGen;
       const int delta = inserted - (m->end - m->start);
       end += delta;
       // The second span lies before the first; its end moves with edits in it only.
@@ -376,7 +375,10 @@ FindResult Document::execute(Range& range, const FindSpec& spec, ReplaceMode mod
 // ---------------------------------------------------------------- tables
 
 void Document::Impl::refreshTables() {
-  if (tablesGen == structureGen) return;
+  // Text edits never add or remove tables; pastes, inserted files and
+  // deletions across paragraphs may.
+  const quint64 gen = structureGen + main_()->structure();
+  if (tablesGen == gen) return;
   tables.clear();
   rows.clear();
   std::function<void(pugi::xml_node)> walk = [&](pugi::xml_node n) {
@@ -391,7 +393,7 @@ void Document::Impl::refreshTables() {
     }
   };
   walk(main->xml.child("w:document").child("w:body"));
-  tablesGen = structureGen;
+  tablesGen = gen;
 }
 
 std::vector<pugi::xml_node>* Document::Impl::rowsOf(int table) {
@@ -690,7 +692,6 @@ bool Document::typeText(const QString& text) {
   int inserted = 0;
   QString why;
   if (!sel.story->replace(sel.start, sel.end, chars, &inserted, &why)) return false;
-  ++d->structureGen;
   sel.start += inserted;
   sel.end = sel.start;
   return true;
@@ -707,7 +708,6 @@ bool Document::typeBackspace() {
   } else if (!sel.story->remove(sel.start, sel.end, &why)) {
     return false;
   }
-  ++d->structureGen;
   sel.end = sel.start;
   return true;
 }
@@ -974,7 +974,6 @@ bool Document::addPicture(const QString& path, Range& at, double widthPt, double
   }
   // Runs cannot nest: the picture run goes beside the run at the position.
   if (!s->insertNode(at.start, tmp.first_child(), nullptr, &why)) return fail(why);
-  ++d->structureGen;
   at.end = at.start + 1;
   return true;
 }

@@ -536,6 +536,7 @@ bool Story::remove(int from, int to, QString* error) {
   for (pugi::xml_node x = A.p.next_sibling(); x && x != B.p;) {
     pugi::xml_node next = x.next_sibling();
     parent.remove_child(x);
+    ++structure_;
     x = next;
   }
   pugi::xml_node bppr = B.p.child("w:pPr");

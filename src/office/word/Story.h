@@ -66,6 +66,8 @@ class Story {
   QString text(int from, int to);
   // Bumped by every edit; lets readers drop cached lookups.
   quint64 version() const { return version_; }
+  // Bumped when an edit removed whole nodes between paragraphs (tables among them).
+  quint64 structure() const { return structure_; }
 
   // Editing. Each returns false (and leaves *error) when the span cannot be
   // edited as asked, e.g. when it crosses table cells.
@@ -104,6 +106,7 @@ class Story {
   size_t valid_ = 0;
   int total_ = 0;
   quint64 version_ = 0;
+  quint64 structure_ = 0;
 };
 
 // Reads a story as one text for the pattern matcher.
