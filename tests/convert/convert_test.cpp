@@ -19,6 +19,7 @@
 #include "office/Package.h"
 #include "office/convert/Converter.h"
 #include "support/TestEnv.h"
+#include "util/Folders.h"
 
 using namespace ordolo;
 using office::convert::Converter;
@@ -29,6 +30,13 @@ using test::readFile;
 using test::writeFile;
 
 namespace {
+
+// The converters' profiles and staging folders live in the process's
+// temporary folder.
+class RemoveTempFolderAtEnd : public ::testing::Environment {
+  void TearDown() override { util::RemoveTempFolder(); }
+};
+const auto* const kTempCleanup = ::testing::AddGlobalTestEnvironment(new RemoveTempFolderAtEnd);
 
 QString pdfText(const QString& pdf) {
   QProcess p;
