@@ -50,6 +50,7 @@ bool ExcelOutput::Open(RunState& st, const QString& templatePath, QString* error
   columns_ = ws->lastColumn();
   if (blockFirst_) {
     pristine_ = ws->CopyRows(blockFirst_, blockLast_);
+    ws->KeepRangesFixed(blockFirst_, blockLast_);
   } else {
     // No item placeholder: the sheet is filled once, as it is.
     blockFirst_ = 1;

@@ -381,13 +381,21 @@ QString Worksheet::Formula(int row, int column) const {
   auto it = formulas_.find(f.internal_object());
   if (it == formulas_.end() || it->second >= shifts_.size()) return text;
   FormulaRefs refs(text, name_, true);
-  for (size_t k = it->second; k < shifts_.size(); ++k) refs.apply(shifts_[k]);
+  const bool fixed = fixedRanges_.count(f.internal_object()) > 0;
+  for (size_t k = it->second; k < shifts_.size(); ++k) {
+    RowShift s = shifts_[k];
+    if (fixed) s.growRangesAbove = false;
+    refs.apply(s);
+  }
   return refs.text();
 }
 
 void Worksheet::clearValue(pugi::xml_node c) {
   if (std::strcmp(c.attribute("t").value(), "s") == 0 && c.child("v")) --book_->sharedRefDelta_;
-  if (pugi::xml_node f = c.child("f")) formulas_.erase(f.internal_object());
+  if (pugi::xml_node f = c.child("f")) {
+    formulas_.erase(f.internal_object());
+    fixedRanges_.erase(f.internal_object());
+  }
   for (const char* name : {"f", "v", "is"})
     while (pugi::xml_node n = c.child(name)) c.remove_child(n);
   c.remove_attribute("t");
@@ -452,8 +460,17 @@ void Worksheet::noteFormula(pugi::xml_node f) { formulas_[f.internal_object()] =
 void Worksheet::forgetRow(pugi::xml_node row) {
   for (pugi::xml_node c = row.child("c"); c; c = c.next_sibling("c")) {
     if (std::strcmp(c.attribute("t").value(), "s") == 0 && c.child("v")) --book_->sharedRefDelta_;
-    if (pugi::xml_node f = c.child("f")) formulas_.erase(f.internal_object());
+    if (pugi::xml_node f = c.child("f")) {
+      formulas_.erase(f.internal_object());
+      fixedRanges_.erase(f.internal_object());
+    }
   }
+}
+
+void Worksheet::KeepRangesFixed(int first, int last) {
+  for (auto it = rows_.lower_bound(first); it != rows_.end() && it->first <= last; ++it)
+    for (pugi::xml_node c = it->second.child("c"); c; c = c.next_sibling("c"))
+      if (pugi::xml_node f = c.child("f")) fixedRanges_.insert(f.internal_object());
 }
 
 // Moves the rows themselves at once (lookups need them where they are now);
@@ -530,6 +547,7 @@ void Worksheet::InsertRows(int at, const RowBlock& block) {
         ref.set_value(range.text().toUtf8().constData());
       }
       noteFormula(f);
+      fixedRanges_.insert(f.internal_object());
     }
   }
   for (const RowBlock::Merge& m : block.merges_)
@@ -576,7 +594,12 @@ void Worksheet::flush() {
     pugi::xml_node f(node);
     FormulaRefs refs(QString::fromUtf8(f.text().get()), name_, true);
     if (!refs.empty()) {
-      for (size_t k = seen; k < now; ++k) refs.apply(shifts_[k]);
+      const bool fixed = fixedRanges_.count(node) > 0;
+      for (size_t k = seen; k < now; ++k) {
+        RowShift s = shifts_[k];
+        if (fixed) s.growRangesAbove = false;
+        refs.apply(s);
+      }
       f.text().set(refs.text().toUtf8().constData());
     }
     if (pugi::xml_attribute ref = f.attribute("ref")) {

@@ -18,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include <pugixml.hpp>
@@ -144,6 +145,10 @@ class Worksheet {
   void InsertEmptyRows(int at, int count);
   // References into deleted rows become #REF!, ranges shrink.
   void DeleteRows(int first, int count);
+  // Formulas in these rows (a template block) refer to their own rows: their
+  // ranges never grow over rows inserted below them. Copies made by
+  // InsertRows are treated so from the start.
+  void KeepRangesFixed(int first, int last);
   // A manual page break above `row`.
   void AddPageBreakBefore(int row);
   std::vector<int> pageBreaksBefore() const;
@@ -183,6 +188,7 @@ class Worksheet {
   // saving instead of touching every formula on every insertion.
   std::vector<RowShift> shifts_;
   std::unordered_map<pugi::xml_node_struct*, size_t> formulas_;  // <f> -> shifts seen
+  std::unordered_set<pugi::xml_node_struct*> fixedRanges_;
   struct Merge {
     int row1, col1, row2, col2;
     size_t seen;
