@@ -4,9 +4,11 @@
 // (tests/store/fuzz_corpus_test.cpp), so that both run the same code.
 #pragma once
 
+#include "office/word/Document.h"
 #include "store/FileStore.h"
 #include "store/Parsers.h"
 #include "store/StoreItems.h"
+#include "template/ReplacePlaceholder.h"
 
 #include <KCalendarCore/Recurrence>
 #include <KContacts/Addressee>
@@ -59,6 +61,14 @@ class ScratchStore {
     if (!folder) return {};
     *keep = fileStore;
     return folder->itemsOfFile(path);
+  }
+
+  // A scratch file of the given name holding bytes; empty when it cannot be written.
+  QString writeFile(const char* name, const QByteArray& bytes) {
+    const QString path = dir_.filePath(QLatin1String(name));
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) || f.write(bytes) != bytes.size()) return {};
+    return path;
   }
 
  private:
@@ -129,6 +139,48 @@ inline Outcome touchMessage(ScratchStore& scratch, const QByteArray& bytes) {
   Outcome out{message != nullptr, error, int(items.size())};
   for (const model::ItemPtr& item : items) touchItem(*item, *fileStore);
   return out;
+}
+
+// A Word template: opened, filled the way a print run fills it (story pass,
+// table rows, leftover removal), saved and opened again.
+inline Outcome touchDocument(ScratchStore& scratch, const QByteArray& bytes) {
+  const QString path = scratch.writeFile("fuzz.dotx", bytes);
+  QString error;
+  auto doc = office::word::Document::create(path, &error);
+  if (!doc) return Outcome{false, error, 0};
+  tpl::RunState st;
+  st.word = doc.get();
+  st.DocumentText = doc->searchedText();
+  use(st.DocumentText.size());
+  auto fill = [&](const char* cAlt, const char* value, bool wildcards) {
+    bool test = true;
+    bool retry = true;
+    tpl::ReplacePlaceholder(st, QString::fromLatin1(cAlt), QString::fromLatin1(value), wildcards, test, retry);
+  };
+  fill("#<Subject>", "a\\b^l\r\nc", true);
+  fill("#CRLF", "\r\f", false);
+  if (doc->tableCount() > 0 && doc->rowCount(1) > 0) {
+    const auto block = doc->copyRows(1, doc->rowCount(1), doc->rowCount(1));
+    doc->appendRows(1, block);
+    st.TableMode = true;
+    st.BlockStart = doc->rowCount(1);
+    if (auto row = doc->rowRange(1, st.BlockStart)) st.DocumentText = doc->text(*row);
+    fill("#<Start>", "09:00", true);
+    doc->deleteRow(1, 1);
+  }
+  office::word::Range all = doc->content();
+  office::word::FindSpec leftover;
+  leftover.text = QStringLiteral("#<([A-Z])*([A-Z,1-9,a-z])>");
+  leftover.matchWildcards = true;
+  leftover.wrap = office::word::Wrap::Continue;
+  doc->execute(all, leftover, office::word::ReplaceMode::All);
+  const QString out = scratch.writeFile("fuzz-out.docx", {});
+  if (!doc->saveAs(out, &error)) return Outcome{true, QString(), 1};
+  auto again = office::word::Document::create(out, &error);
+  // What the engine saved, it must be able to open again.
+  if (!again) __builtin_trap();
+  use(again->contentText().size());
+  return Outcome{true, QString(), 1};
 }
 
 }  // namespace ordolo::fuzz

@@ -368,4 +368,12 @@ TEST(WordDocumentTest, BadTemplatesGiveErrorsNamingTheFile) {
   const QString brokenHeader = repack("header.docx", "word/header1.xml", "<w:hdr", false);
   EXPECT_FALSE(Document::create(brokenHeader, &error));
   EXPECT_TRUE(error.contains("header.docx")) << error.toStdString();
+
+  // A 100 MB picture inside is never unpacked: it is carried over as it is.
+  const QString big = repack("big.docx", "word/media/huge.png", QByteArray(100 << 20, '\0'), false);
+  auto doc = Document::create(big, &error);
+  ASSERT_TRUE(doc) << error.toStdString();
+  const QString out = dir.filePath("big-out.docx");
+  ASSERT_TRUE(doc->saveAs(out, &error)) << error.toStdString();
+  EXPECT_TRUE(office::Package::open(out, &error)->has("word/media/huge.png"));
 }

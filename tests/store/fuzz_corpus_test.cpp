@@ -67,3 +67,5 @@ TEST(FuzzCorpus, CalendarsNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(repl
 TEST(FuzzCorpus, VCardsNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("vcard", fuzz::touchCards)); }
 
 TEST(FuzzCorpus, MessagesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("mail", fuzz::touchMessage)); }
+
+TEST(FuzzCorpus, WordTemplatesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("docx", fuzz::touchDocument)); }

@@ -1,0 +1,54 @@
+// A filled template goes through LibreOffice to PDF and the page shows the
+// values where the placeholders were.
+#include "office/convert/Converter.h"
+#include "office/word/Document.h"
+#include "template/ReplacePlaceholder.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace ordolo;
+
+TEST(WordPdfTest, FilledTemplatePrintsItsValues) {
+  if (office::convert::Converter::findProgram().isEmpty()) GTEST_SKIP() << "LibreOffice is not installed";
+  QString error;
+  auto doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/memo.dotx"), &error);
+  ASSERT_TRUE(doc) << error.toStdString();
+  tpl::RunState st;
+  st.word = doc.get();
+  st.DocumentText = doc->searchedText();
+  auto fill = [&](const char* cAlt, const QString& value, bool wildcards) {
+    bool test = true;
+    bool retry = true;
+    tpl::ReplacePlaceholder(st, QString::fromUtf8(cAlt), value, wildcards, test, retry);
+  };
+  fill("#<Subject>", "Quarterly budget review", true);
+  fill("#<StartDate>", "12.03.2026", true);
+  fill("#<Start>", "09:30", true);
+  fill("#<Path>", "C:\\Shared\\Budget", true);
+  fill("#Location", "Room 4.012", false);
+  fill("#<User>", "Anna Berger", true);
+  fill("#<Caption>", "Calendar - Ordolo", true);
+  fill("#<Body>", "First line\r\nSecond line", true);
+
+  QTemporaryDir dir;
+  const QString docx = dir.filePath("memo.docx");
+  ASSERT_TRUE(doc->saveAs(docx, &error)) << error.toStdString();
+  office::convert::Converter converter;
+  const auto results = converter.toPdf({docx}, dir.path());
+  ASSERT_EQ(results.size(), 1u);
+  ASSERT_TRUE(results[0].ok()) << results[0].error.toStdString();
+
+  QProcess pdftotext;
+  pdftotext.start("pdftotext", {"-layout", results[0].output, "-"});
+  ASSERT_TRUE(pdftotext.waitForFinished(30000));
+  const QString text = QString::fromUtf8(pdftotext.readAllStandardOutput());
+  for (const char* value : {"Subject: Quarterly budget review end", "Date 12.03.2026, time 09:30.",
+                            "Path: C:\\Shared\\Budget", "Head Anna Berger Quarterly budget review",
+                            "Foot Calendar - Ordolo", "Box Room 4.012", "Note #Location", "Second line"}) {
+    EXPECT_TRUE(text.contains(QString::fromUtf8(value))) << value << "\n" << text.toStdString();
+  }
+  EXPECT_FALSE(text.contains("#Subject"));
+}
