@@ -4,6 +4,7 @@
 #include "office/word/Document.h"
 #include "template/ReplacePlaceholder.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -51,4 +52,38 @@ TEST(WordPdfTest, FilledTemplatePrintsItsValues) {
     EXPECT_TRUE(text.contains(QString::fromUtf8(value))) << value << "\n" << text.toStdString();
   }
   EXPECT_FALSE(text.contains("#Subject"));
+}
+
+TEST(WordPdfTest, HtmlInsertedThroughLibreOffice) {
+  if (office::convert::Converter::findProgram().isEmpty()) GTEST_SKIP() << "LibreOffice is not installed";
+  QTemporaryDir dir;
+  const QString html = dir.filePath("body.html");
+  {
+    QFile f(html);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("<html><body><p>Hello <b>bold</b> world</p><table border=1><tr><td>cell A</td><td>cell B</td></tr></table>"
+            "<p>Last</p></body></html>");
+  }
+  QString error;
+  auto doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/report.docx"), &error);
+  ASSERT_TRUE(doc) << error.toStdString();
+  office::word::Range at = doc->content();
+  office::word::FindSpec spec;
+  spec.text = "#Folder";
+  ASSERT_EQ(doc->execute(at, spec, office::word::ReplaceMode::None).found, 1);
+  // Without an importer HTML is refused with the file's name.
+  office::word::Range copy = at;
+  EXPECT_FALSE(doc->insertFile(html, copy, &error));
+  EXPECT_TRUE(error.contains("body.html"));
+
+  office::convert::Converter converter;
+  doc->setImporter([&](const QString& file, QString* why) {
+    const auto r = converter.toDocx(file, dir.filePath("imported.docx"));
+    if (!r.ok()) *why = r.error;
+    return r.output;
+  });
+  ASSERT_TRUE(doc->insertFile(html, at, &error)) << error.toStdString();
+  const QString text = doc->contentText();
+  EXPECT_TRUE(text.startsWith("Title Hello bold world\rcell A\r\acell B\r\a\r\aLast\r")) << text.toStdString();
+  EXPECT_EQ(doc->tableCount(), 1);
 }

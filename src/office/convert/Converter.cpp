@@ -113,6 +113,8 @@ struct Job {
 }  // namespace
 
 struct Converter::Impl {
+  // The import filter of the current run (empty: LibreOffice picks one).
+  QString inFilter;
   Options options;
   std::mutex mutex;
   QString profile;  // made on first run
@@ -154,6 +156,7 @@ struct Converter::Impl {
                      convertTo,
                      QStringLiteral("--outdir"),
                      outDir};
+    if (!inFilter.isEmpty()) args << QStringLiteral("--infilter=") + inFilter;
     for (const Job* job : jobs) args << job->staged;
 
     GroupProcess p;
@@ -485,6 +488,48 @@ Result Converter::toOoxml(const QString& legacyFile) {
     if (old != keep) QFile::remove(cacheDir + old);
   log(QStringLiteral("%1 -> %2").arg(source, cached));
   r.output = cached;
+  return r;
+}
+
+}  // namespace ordolo::office::convert
+
+namespace ordolo::office::convert {
+
+Result Converter::toDocx(const QString& file, const QString& outputFile) {
+  Result r;
+  r.input = file;
+  const QFileInfo fi(file);
+  if (!fi.isFile() || !fi.isReadable()) {
+    r.error = lang::text(Msg::ErrConvertNoFile).arg(file);
+    return r;
+  }
+  const QString suffix = fi.suffix().toLower();
+  const bool html = suffix == QLatin1String("html") || suffix == QLatin1String("htm");
+  std::lock_guard lock(d_->mutex);
+  QTemporaryDir staging(util::TempFolder() + QLatin1String("convert-XXXXXX"));
+  const QString in = staging.path() + QLatin1String("/in/");
+  const QString out = staging.path() + QLatin1String("/out/");
+  const QString link = in + QLatin1String("source.") + fi.suffix();
+  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !QFile::link(fi.absoluteFilePath(), link)) {
+    r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
+    return r;
+  }
+  std::vector<Job> jobs{Job{link, out + QLatin1String("source.docx"), {}, {}}};
+  // HTML opens as a web page unless Writer's own HTML import is asked for,
+  // and a web page has no .docx export.
+  d_->inFilter = html ? QStringLiteral("HTML (StarWriter)") : QString();
+  d_->convert(QStringLiteral("docx:MS Word 2007 XML"), out, jobs, QStringList{file}, {});
+  d_->inFilter.clear();
+  if (jobs[0].output.isEmpty()) {
+    r.error = jobs[0].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(file) : jobs[0].error;
+    log(r.error);
+    return r;
+  }
+  if (!QDir().mkpath(QFileInfo(outputFile).absolutePath()) || !moveReplacing(jobs[0].output, outputFile)) {
+    r.error = lang::text(Msg::ErrConvertWrite).arg(outputFile);
+    return r;
+  }
+  r.output = outputFile;
   return r;
 }
 

@@ -63,6 +63,10 @@ class Converter {
   // keeps its path, modification time and size; the source is only read.
   Result toOoxml(const QString& legacyFile);
 
+  // A file Writer can read (HTML above all) as a .docx at outputFile, for
+  // inserting into a Word document.
+  Result toDocx(const QString& file, const QString& outputFile);
+
   // The program that will be run, or empty when none was found.
   QString program() const;
   // How many LibreOffice processes this converter has started.

@@ -98,6 +98,7 @@ struct Document::Impl {
   std::vector<pugi::xml_node> tables;
   std::map<int, std::vector<pugi::xml_node>> rows;
   int nextPictureId = 0;
+  Document::Importer importer;
 
   Part* addPart(const QString& name, QString* error);
   Part* findPart(const QString& name) {
@@ -984,11 +985,18 @@ bool Document::insertFile(const QString& path, Range& at, QString* error) {
     return false;
   };
   const QString suffix = QFileInfo(path).suffix().toLower();
-  if (suffix != QLatin1String("docx") && suffix != QLatin1String("dotx") && suffix != QLatin1String("docm") &&
-      suffix != QLatin1String("dotm"))
-    return fail(QStringLiteral("only Word documents (.docx) can be inserted"));
   QString why;
-  std::unique_ptr<Document> other = Document::create(path, &why);
+  QString source = path;
+  if (suffix != QLatin1String("docx") && suffix != QLatin1String("dotx") && suffix != QLatin1String("docm") &&
+      suffix != QLatin1String("dotm")) {
+    if (!d->importer) return fail(QStringLiteral("only Word documents (.docx) can be inserted"));
+    source = d->importer(path, &why);
+    if (source.isEmpty()) {
+      if (error) *error = why;
+      return false;
+    }
+  }
+  std::unique_ptr<Document> other = Document::create(source, &why);
   if (!other) {
     if (error) *error = why;
     return false;
@@ -1042,6 +1050,8 @@ bool Document::insertFile(const QString& path, Range& at, QString* error) {
   if (!paste(at, f)) return fail(QStringLiteral("the position cannot take it"));
   return true;
 }
+
+void Document::setImporter(Importer importer) { d->importer = std::move(importer); }
 
 // ---------------------------------------------------------------- saving
 

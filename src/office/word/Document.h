@@ -9,6 +9,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -139,8 +140,14 @@ class Document {
   // Deletes the selected span, or the character before a collapsed one.
   bool typeBackspace();
 
-  // Inserts the body of a .docx or an .html file at the range.
+  // Inserts the body of a .docx (or, through the importer, an .html) file
+  // at the range; the range ends up collapsed behind the inserted text.
   bool insertFile(const QString& path, Range& at, QString* error);
+  // Turns a file that is not a Word document (HTML) into a .docx for
+  // insertFile: returns the .docx's path, or empty with *error set. Without
+  // an importer such files are refused.
+  using Importer = std::function<QString(const QString& file, QString* error)>;
+  void setImporter(Importer importer);
   // Inserts a picture (PNG, JPEG, GIF) at the range, sized in points; the
   // range's text is replaced by it.
   bool addPicture(const QString& path, Range& at, double widthPt, double heightPt, QString* error);
