@@ -227,7 +227,8 @@ TEST(WordDocumentTest, TableModeLeavesEarlierRowsAlone) {
   const QByteArray xml = PartOf(out, "word/document.xml");
   EXPECT_TRUE(xml.contains("<w:top w:val=\"nil\"/>"));
   EXPECT_TRUE(xml.contains("<w:shd w:val=\"clear\" w:color=\"auto\" w:fill=\"auto\"/>"));
-  EXPECT_TRUE(xml.contains("<w:sz w:val=\"18\"/>"));
+  // 11 points from the Normal style, one less.
+  EXPECT_TRUE(xml.contains("<w:sz w:val=\"20\"/>"));
 }
 
 TEST(WordDocumentTest, ReportBlocksRepeatAtTheBookmark) {

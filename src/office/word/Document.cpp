@@ -69,6 +69,20 @@ QString RelsNameOf(const QString& part) {
   return FolderOf(part) + QStringLiteral("_rels/") + part.mid(FolderOf(part).size()) + QStringLiteral(".rels");
 }
 
+// The children of n named `name`, looking through content controls and
+// custom XML wrappers.
+void ChildrenNamed(pugi::xml_node n, const char* name, std::vector<pugi::xml_node>& out) {
+  for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
+    if (Is(c, name)) {
+      out.push_back(c);
+    } else if (Is(c, "w:sdt")) {
+      ChildrenNamed(c.child("w:sdtContent"), name, out);
+    } else if (Is(c, "w:customXml")) {
+      ChildrenNamed(c, name, out);
+    }
+  }
+}
+
 struct Rel {
   QString type;
   QString target;
@@ -99,6 +113,13 @@ struct Document::Impl {
   std::map<int, std::vector<pugi::xml_node>> rows;
   int nextPictureId = 0;
   Document::Importer importer;
+  Part* styles = nullptr;
+  bool stylesRead = false;
+
+  // The font size (half points) a run without its own takes in paragraph p:
+  // from the paragraph's style and the styles it is based on, else the
+  // document default, else Word's 10 points.
+  int inheritedHalfPoints(pugi::xml_node p);
 
   Part* addPart(const QString& name, QString* error);
   Part* findPart(const QString& name) {
@@ -382,18 +403,7 @@ void Document::Impl::refreshTables() {
   if (tablesGen == gen) return;
   tables.clear();
   rows.clear();
-  std::function<void(pugi::xml_node)> walk = [&](pugi::xml_node n) {
-    for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
-      if (Is(c, "w:tbl")) {
-        tables.push_back(c);
-      } else if (Is(c, "w:sdt")) {
-        walk(c.child("w:sdtContent"));
-      } else if (Is(c, "w:customXml")) {
-        walk(c);
-      }
-    }
-  };
-  walk(main->xml.child("w:document").child("w:body"));
+  ChildrenNamed(main->xml.child("w:document").child("w:body"), "w:tbl", tables);
   tablesGen = gen;
 }
 
@@ -403,18 +413,7 @@ std::vector<pugi::xml_node>* Document::Impl::rowsOf(int table) {
   auto it = rows.find(table);
   if (it != rows.end()) return &it->second;
   std::vector<pugi::xml_node> list;
-  std::function<void(pugi::xml_node)> walk = [&](pugi::xml_node n) {
-    for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
-      if (Is(c, "w:tr")) {
-        list.push_back(c);
-      } else if (Is(c, "w:sdt")) {
-        walk(c.child("w:sdtContent"));
-      } else if (Is(c, "w:customXml")) {
-        walk(c);
-      }
-    }
-  };
-  walk(tables[size_t(table - 1)]);
+  ChildrenNamed(tables[size_t(table - 1)], "w:tr", list);
   return &(rows[table] = std::move(list));
 }
 
@@ -549,11 +548,6 @@ bool Document::formatRow(int table, int row, const RowFormat& f) {
   auto* r = d->rowsOf(table);
   if (!r || row < 1 || row > int(r->size())) return false;
   pugi::xml_node tr = (*r)[size_t(row - 1)];
-  // The size a run has when it sets none: its paragraph style's, else the
-  // document default, else Word's 10 points.
-  auto defaultHalfPoints = [&]() {
-    return 20;
-  };
   if (f.fontSizeChange || f.bold) {
     for (const pugi::xpath_node& x : tr.select_nodes(".//w:r")) {
       pugi::xml_node run = x.node();
@@ -561,7 +555,9 @@ bool Document::formatRow(int table, int row, const RowFormat& f) {
       if (!rpr) rpr = run.prepend_child("w:rPr");
       if (f.fontSizeChange) {
         pugi::xml_node sz = rpr.child("w:sz");
-        const int cur = sz ? sz.attribute("w:val").as_int(defaultHalfPoints()) : defaultHalfPoints();
+        pugi::xml_node para = run.parent();
+        while (para && !Is(para, "w:p")) para = para.parent();
+        const int cur = sz ? sz.attribute("w:val").as_int(20) : d->inheritedHalfPoints(para);
         const int next = std::max(2, cur + int(*f.fontSizeChange * 2));
         if (!sz) sz = rpr.append_child("w:sz");
         if (!sz.attribute("w:val")) sz.append_attribute("w:val");
@@ -758,16 +754,12 @@ Fragment Document::copy(const Range& r) {
   Story cut(StoryType::MainText, &scratch);
   cut.addContainer(sbody);
   QString why;
-  int endInCut = cut.size();
   // Drop the end of the last paragraph (after ob) unless the range ends with it.
   if (!wholeLast) {
     const int lastStart = cut.startOf(cut.count() - 1);
-    const int cutFrom = lastStart + (i == j ? ob : ob);
-    if (!cut.remove(cutFrom, lastStart + cut.para(cut.count() - 1).contentLength(), &why)) return f;
-    endInCut = cut.size();
+    if (!cut.remove(lastStart + ob, lastStart + cut.para(cut.count() - 1).contentLength(), &why)) return f;
   }
   if (!cut.remove(0, std::min(oa, cut.para(0).contentLength()), &why)) return f;
-  (void)endInCut;
   for (const pugi::xpath_node& x : sbody.select_nodes(".//w:bookmarkStart | .//w:bookmarkEnd"))
     x.node().parent().remove_child(x.node());
   f.xml = SerializeNode(sbody);
@@ -814,13 +806,7 @@ bool Document::paste(Range& at, const Fragment& f) {
     // paragraph's runs join the first half, whole nodes go between the
     // halves, and a trailing partial paragraph joins the second half.
     int n = 0;
-    auto [i, off] = s->locate(pos);
-    const int tail = s->para(i).tail;
-    if (tail != 0 && (nodes.size() > 1 || f.endsInParagraph)) {
-      bool hasTable = false;
-      for (auto& x : nodes) hasTable = hasTable || !Is(x, "w:p");
-      (void)hasTable;
-    }
+    const size_t i = s->locate(pos).first;
     if (!s->replace(pos, pos, QStringLiteral("\r"), &n, &why)) return false;
     Para& A = s->para(i);
     Para& B = s->para(i + 1);
@@ -852,6 +838,42 @@ bool Document::paste(Range& at, const Fragment& f) {
 }
 
 // ---------------------------------------------------------------- files and pictures
+
+int Document::Impl::inheritedHalfPoints(pugi::xml_node p) {
+  if (!stylesRead) {
+    stylesRead = true;
+    for (const auto& [id, rel] : rels) {
+      if (rel.external || !rel.type.endsWith(QLatin1String("/styles")) || !pkg->has(rel.target)) continue;
+      QString why;
+      styles = findPart(rel.target);
+      if (!styles) styles = addPart(rel.target, &why);
+      break;
+    }
+  }
+  if (!styles) return 20;
+  pugi::xml_node root = styles->xml.child("w:styles");
+  auto styleById = [&](const char* id) {
+    for (pugi::xml_node st : root.children("w:style"))
+      if (std::strcmp(st.attribute("w:styleId").value(), id) == 0) return st;
+    return pugi::xml_node();
+  };
+  pugi::xml_node style;
+  if (const char* id = p.child("w:pPr").child("w:pStyle").attribute("w:val").value(); *id) style = styleById(id);
+  if (!style) {
+    for (pugi::xml_node st : root.children("w:style"))
+      if (std::strcmp(st.attribute("w:type").value(), "paragraph") == 0 && st.attribute("w:default").as_bool()) {
+        style = st;
+        break;
+      }
+  }
+  for (int depth = 0; style && depth < 20; ++depth) {
+    if (pugi::xml_node sz = style.child("w:rPr").child("w:sz")) return sz.attribute("w:val").as_int(20);
+    style = styleById(style.child("w:basedOn").attribute("w:val").value());
+  }
+  if (pugi::xml_node sz = root.child("w:docDefaults").child("w:rPrDefault").child("w:rPr").child("w:sz"))
+    return sz.attribute("w:val").as_int(20);
+  return 20;
+}
 
 QString Document::Impl::addRel(const QString& type, const QString& target, bool external) {
   if (!mainRels) {
