@@ -309,6 +309,7 @@ int runTable() {
       slice.restart();
     }
   }
+  const double peakBeforeSave = peakMB();
   {
     QString error;
     Clock clk(&tSave);
@@ -341,8 +342,9 @@ int runTable() {
     if (i == 0 || i + 1 == slices.size() || (i + 1) % 5 == 0)
       growth += QStringLiteral(" %1k:%2").arg(i + 1).arg(slices[i], 0, 'f', 3);
   std::printf("  seconds per 1,000 rows:%s\n", qPrintable(growth));
-  std::printf("  peak MB %.1f (%.1f after generating the values); output unzipped %.1f MB, peak/unzipped %.1f\n", peak,
-              dataPeak, unzipped / 1048576.0, peak * 1048576.0 / double(unzipped));
+  std::printf("  peak MB %.1f (%.1f after generating the values, %.1f before saving); output unzipped %.1f MB, "
+              "peak/unzipped %.1f\n",
+              peak, dataPeak, peakBeforeSave, unzipped / 1048576.0, peak * 1048576.0 / double(unzipped));
   if (!wrong.isEmpty())
     std::printf("  CHECK: %lld values of the sampled rows are not in the output as given, e.g. %s\n",
                 qlonglong(wrong.size()), qPrintable(wrong.first()));
