@@ -74,7 +74,7 @@ double peakMB() {
 // ------------------------------------------------------------------ values
 
 // Deterministic values of the length and make-up of real mail and calendar
-// fields: umlauts, XML specials, and a backslash in UNC paths (which a
+// fields: umlauts, characters XML escapes, and a backslash in UNC paths (which a
 // wildcard replacement must not take for a group reference).
 quint32 mix(quint32 x) {
   x ^= x >> 16;
