@@ -107,6 +107,8 @@ TEST(PatternTest, ReplacementSpecials) {
   for (auto& g : m.groups) g = {-1, -1};
   EXPECT_EQ(ExpandReplacement("a^lb", true, src, m), "a\vb");
   EXPECT_EQ(ExpandReplacement("C:^92Temp", true, src, m), "C:\\Temp");
+  // Codes stop before digits that would take them past 255.
+  EXPECT_EQ(ExpandReplacement("^922026^0092", true, src, m), "\\2026\\");
   EXPECT_EQ(ExpandReplacement(QStringLiteral("a\r\fb"), false, src, m), QStringLiteral("a\r\fb"));
   EXPECT_EQ(ExpandReplacement(QStringLiteral("a\r\nb\nc"), false, src, m), QStringLiteral("a\rb\rc"));
   EXPECT_EQ(ExpandReplacement("[^&]", false, src, m), "[#Subject]");

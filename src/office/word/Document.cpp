@@ -10,7 +10,6 @@
 #include <cstring>
 #include <functional>
 #include <map>
-#include <sstream>
 
 namespace ordolo::office::word {
 
@@ -30,18 +29,22 @@ bool Is(const pugi::xml_node& n, const char* name) {
   return n.type() == pugi::node_element && std::strcmp(n.name(), name) == 0;
 }
 
+// Collects pugixml's output in one buffer (a long document is not held twice).
+struct ByteWriter : pugi::xml_writer {
+  QByteArray bytes;
+  void write(const void* data, size_t size) override { bytes.append(static_cast<const char*>(data), int(size)); }
+};
+
 QByteArray Serialize(const pugi::xml_document& doc) {
-  std::ostringstream out;
-  doc.save(out, "", pugi::format_raw, pugi::encoding_utf8);
-  const std::string s = out.str();
-  return QByteArray(s.data(), int(s.size()));
+  ByteWriter w;
+  doc.save(w, "", pugi::format_raw, pugi::encoding_utf8);
+  return std::move(w.bytes);
 }
 
 QByteArray SerializeNode(const pugi::xml_node& n) {
-  std::ostringstream out;
-  n.print(out, "", pugi::format_raw, pugi::encoding_utf8);
-  const std::string s = out.str();
-  return QByteArray(s.data(), int(s.size()));
+  ByteWriter w;
+  n.print(w, "", pugi::format_raw, pugi::encoding_utf8);
+  return std::move(w.bytes);
 }
 
 // The folder part of a part name ("word/document.xml" -> "word/").
@@ -80,6 +83,19 @@ void ChildrenNamed(pugi::xml_node n, const char* name, std::vector<pugi::xml_nod
     } else if (Is(c, "w:customXml")) {
       ChildrenNamed(c, name, out);
     }
+  }
+}
+
+// Bookmarks are unique in a document: copied content carries none.
+void RemoveBookmarks(pugi::xml_node n) {
+  for (pugi::xml_node c = n.first_child(); c;) {
+    pugi::xml_node next = c.next_sibling();
+    if (Is(c, "w:bookmarkStart") || Is(c, "w:bookmarkEnd")) {
+      n.remove_child(c);
+    } else if (c.first_child()) {
+      RemoveBookmarks(c);
+    }
+    c = next;
   }
 }
 
@@ -529,9 +545,7 @@ bool Document::appendRows(int table, const RowBlock& block) {
     if (!tmp.load_buffer(xml.constData(), size_t(xml.size()), kParseOptions) || !Is(tmp.first_child(), "w:tr"))
       return false;
     pugi::xml_node tr = after.parent().insert_copy_after(tmp.first_child(), after);
-    // Bookmarks are unique in a document: copies carry none.
-    for (const pugi::xpath_node& x : tr.select_nodes(".//w:bookmarkStart | .//w:bookmarkEnd"))
-      x.node().parent().remove_child(x.node());
+    RemoveBookmarks(tr);
     std::vector<pugi::xml_node> nodes;
     std::vector<int> tails;
     Story::collectNode(tr, nodes, tails);
@@ -760,8 +774,7 @@ Fragment Document::copy(const Range& r) {
     if (!cut.remove(lastStart + ob, lastStart + cut.para(cut.count() - 1).contentLength(), &why)) return f;
   }
   if (!cut.remove(0, std::min(oa, cut.para(0).contentLength()), &why)) return f;
-  for (const pugi::xpath_node& x : sbody.select_nodes(".//w:bookmarkStart | .//w:bookmarkEnd"))
-    x.node().parent().remove_child(x.node());
+  RemoveBookmarks(sbody);
   f.xml = SerializeNode(sbody);
   f.endsInParagraph = wholeLast;
   f.length = r.end - r.start;

@@ -14,13 +14,15 @@ char16_t Fold(char16_t c) {
   return QChar(c).toCaseFolded().unicode();
 }
 
-// Reads "^nnn" (up to three digits, four when the first is 0) at s[i] (the
-// character after '^'). Returns the code and advances i, or -1.
+// Reads "^nnn" at s[i] (the character after '^'): a code from 1 to 255, of
+// up to three digits (four when the first is 0). Digits that would take the
+// code past 255 are not part of it, so "^92" before "2026" is a backslash
+// followed by 2026. Returns the code and advances i, or -1.
 int ReadCode(const QString& s, int& i) {
   const int maxDigits = (i < s.size() && s[i] == u'0') ? 4 : 3;
   int j = i;
   int value = 0;
-  while (j < s.size() && j - i < maxDigits && s[j].isDigit()) {
+  while (j < s.size() && j - i < maxDigits && s[j].isDigit() && value * 10 + s[j].digitValue() <= 255) {
     value = value * 10 + s[j].digitValue();
     ++j;
   }
