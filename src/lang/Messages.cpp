@@ -154,6 +154,9 @@ const MsgDef kMessages[] = {
      "L'image %1 ne peut pas être insérée : %2", "The picture %1 cannot be inserted: %2"},
     {Msg::ErrInsertFile, "ErrInsertFile", "Die Datei %1 kann nicht eingefügt werden: %2",
      "Le fichier %1 ne peut pas être inséré : %2", "The file %1 cannot be inserted: %2"},
+    {Msg::ErrNoPrintTarget, "ErrNoPrintTarget", "%1 kann nicht gedruckt werden: kein Drucker und kein Ausgabeordner gewählt.",
+     "%1 ne peut pas être imprimé : aucune imprimante ni aucun dossier de sortie choisi.",
+     "%1 cannot be printed: no printer and no output folder chosen."},
 };
 
 const MsgDef& def(Msg id) {

@@ -69,6 +69,7 @@ enum class Msg {
   ErrDocumentSave,    // %1 the file, %2 the reason
   ErrPictureInsert,   // %1 the picture, %2 the reason
   ErrInsertFile,      // %1 the file, %2 the reason
+  ErrNoPrintTarget,   // %1 the document
 };
 
 // The text in the current language of the process-wide table.

@@ -334,6 +334,26 @@ TEST(WordDocumentTest, TypingPicturesAndInsertedFiles) {
   EXPECT_TRUE(error.contains("report.docx"));
 }
 
+TEST(WordDocumentTest, PrintOutHandsTheSavedDocumentToThePrintPort) {
+  auto doc = Open("memo.dotx");
+  ASSERT_TRUE(doc);
+  QString error;
+  EXPECT_FALSE(doc->printOut(&error));  // no print port: nothing to print to
+  QStringList handed;
+  doc->setPrintHook([&](const QString& file, QString*) {
+    handed << file;
+    auto copy = Document::create(file, nullptr);
+    return copy && copy->contentText().startsWith("Subject: Printed end");
+  });
+  Filler fill(doc.get());
+  fill("#<Subject>", "Printed");
+  ASSERT_TRUE(doc->printOut(&error)) << error.toStdString();
+  ASSERT_TRUE(doc->printOut(&error));
+  ASSERT_EQ(handed.size(), 2);
+  EXPECT_NE(handed[0], handed[1]);
+  EXPECT_TRUE(handed[0].endsWith("memo-1.docx")) << handed[0].toStdString();
+}
+
 TEST(WordDocumentTest, BadTemplatesGiveErrorsNamingTheFile) {
   QTemporaryDir dir;
   auto write = [&](const char* name, const QByteArray& data) {

@@ -3,6 +3,7 @@
 #include "lang/Messages.h"
 #include "office/Package.h"
 #include "office/word/Story.h"
+#include "util/Folders.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -129,6 +130,8 @@ struct Document::Impl {
   std::map<int, std::vector<pugi::xml_node>> rows;
   int nextPictureId = 0;
   Document::Importer importer;
+  Document::PrintHook printHook;
+  int printed = 0;
   Part* styles = nullptr;
   bool stylesRead = false;
 
@@ -1099,6 +1102,29 @@ bool Document::saveAs(const QString& path, QString* error) {
     return false;
   }
   return true;
+}
+
+}  // namespace ordolo::office::word
+
+namespace ordolo::office::word {
+
+void Document::setPrintHook(PrintHook hook) { d->printHook = std::move(hook); }
+
+bool Document::printOut(QString* error) {
+  if (!d->printHook) {
+    if (error) *error = lang::text(lang::Msg::ErrNoPrintTarget).arg(d->source);
+    return false;
+  }
+  // Each print-out is a file of its own: the print system may still be
+  // reading the previous one.
+  const QFileInfo fi(d->source);
+  const QString suffix = d->macroEnabled ? QStringLiteral("docm") : QStringLiteral("docx");
+  const QString path = QStringLiteral("%1%2-%3.%4")
+                           .arg(util::TempFolder(), fi.completeBaseName())
+                           .arg(++d->printed)
+                           .arg(suffix);
+  if (!saveAs(path, error)) return false;
+  return d->printHook(path, error);
 }
 
 }  // namespace ordolo::office::word

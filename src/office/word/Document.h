@@ -155,6 +155,13 @@ class Document {
   // Saves as .docx/.docm at path (atomic).
   bool saveAs(const QString& path, QString* error);
 
+  // Printing: printOut saves the document under its template's name into the
+  // process's temporary folder and hands that file to the hook (the print
+  // port: a CUPS queue, a PDF folder). Without a hook nothing is printed.
+  using PrintHook = std::function<bool(const QString& savedFile, QString* error)>;
+  void setPrintHook(PrintHook hook);
+  bool printOut(QString* error);
+
   struct Impl;
 
  private:
