@@ -25,15 +25,15 @@ bool Searched(word::StoryType t) {
   return n == 1 || (n >= 5 && n <= 11);
 }
 
-word::FindSpec Spec(const QString& cAlt, const QString& cNeu, bool wildcards, word::Wrap wrap) {
-  word::FindSpec spec;
-  spec.text = cAlt;
-  spec.replacement = cNeu;
-  spec.forward = true;
-  spec.wrap = wrap;
-  spec.matchCase = false;
-  spec.matchWildcards = wildcards;
-  return spec;
+word::FindOptions FindFor(const QString& cAlt, const QString& cNeu, bool wildcards, word::Wrap wrap) {
+  word::FindOptions find;
+  find.text = cAlt;
+  find.replacement = cNeu;
+  find.forward = true;
+  find.wrap = wrap;
+  find.matchCase = false;
+  find.matchWildcards = wildcards;
+  return find;
 }
 
 }  // namespace
@@ -85,7 +85,7 @@ void ReplacePlaceholder(RunState& st, const QString& cAlt, const QString& cNeuIn
     if (placed) {
       sel.end = sel.start;
       word::Range r = sel;
-      const word::FindResult res = doc->execute(r, Spec(cAlt, cNeu, lWildcards, word::Wrap::Stop), word::ReplaceMode::All);
+      const word::FindResult res = doc->execute(r, FindFor(cAlt, cNeu, lWildcards, word::Wrap::Stop), word::ReplaceMode::All);
       if (!res.ok) failure = res.error;
     }
   } else {
@@ -94,7 +94,7 @@ void ReplacePlaceholder(RunState& st, const QString& cAlt, const QString& cNeuIn
       if (!Searched(word::Document::typeOf(s))) continue;
       word::Range r = doc->storyRange(s);
       const word::FindResult res =
-          doc->execute(r, Spec(cAlt, cNeu, lWildcards, word::Wrap::Continue), word::ReplaceMode::All);
+          doc->execute(r, FindFor(cAlt, cNeu, lWildcards, word::Wrap::Continue), word::ReplaceMode::All);
       if (!res.ok && failure.isEmpty()) failure = res.error;
     }
   }
@@ -117,11 +117,11 @@ void ReplaceInHeadersAndFooters(RunState& st, const QString& cAlt, const QString
     const int t = int(word::Document::typeOf(s));
     if (t < 6 || t > 11) continue;
     word::Range r = st.word->storyRange(s);
-    word::FindResult res = st.word->execute(r, Spec(cAlt, cNeu, lWildcards, word::Wrap::Continue), word::ReplaceMode::All);
+    word::FindResult res = st.word->execute(r, FindFor(cAlt, cNeu, lWildcards, word::Wrap::Continue), word::ReplaceMode::All);
     if (!res.ok) {
       Debug(QStringLiteral("error: ") + res.error);
       r = st.word->storyRange(s);
-      st.word->execute(r, Spec(Bare(cAlt), cNeu, false, word::Wrap::Continue), word::ReplaceMode::All);
+      st.word->execute(r, FindFor(Bare(cAlt), cNeu, false, word::Wrap::Continue), word::ReplaceMode::All);
     }
   }
 }

@@ -169,7 +169,7 @@ inline Outcome touchDocument(ScratchStore& scratch, const QByteArray& bytes) {
     doc->deleteRow(1, 1);
   }
   office::word::Range all = doc->content();
-  office::word::FindSpec leftover;
+  office::word::FindOptions leftover;
   leftover.text = QStringLiteral("#<([A-Z])*([A-Z,1-9,a-z])>");
   leftover.matchWildcards = true;
   leftover.wrap = office::word::Wrap::Continue;

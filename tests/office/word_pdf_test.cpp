@@ -68,9 +68,9 @@ TEST(WordPdfTest, HtmlInsertedThroughLibreOffice) {
   auto doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/report.docx"), &error);
   ASSERT_TRUE(doc) << error.toStdString();
   office::word::Range at = doc->content();
-  office::word::FindSpec spec;
-  spec.text = "#Folder";
-  ASSERT_EQ(doc->execute(at, spec, office::word::ReplaceMode::None).found, 1);
+  office::word::FindOptions find;
+  find.text = "#Folder";
+  ASSERT_EQ(doc->execute(at, find, office::word::ReplaceMode::None).found, 1);
   // Without an importer HTML is refused with the file's name.
   office::word::Range copy = at;
   EXPECT_FALSE(doc->insertFile(html, copy, &error));

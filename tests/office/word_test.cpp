@@ -161,11 +161,11 @@ TEST(WordDocumentTest, LeftoverRemovalAndUnsupportedPatternRetry) {
   auto doc = Open("memo.docx");
   ASSERT_TRUE(doc);
   Range all = doc->content();
-  FindSpec spec;
-  spec.text = "#<([A-Z])*([A-Z,1-9,a-z])>";
-  spec.matchWildcards = true;
-  spec.wrap = Wrap::Continue;
-  const FindResult res = doc->execute(all, spec, ReplaceMode::All);
+  FindOptions find;
+  find.text = "#<([A-Z])*([A-Z,1-9,a-z])>";
+  find.matchWildcards = true;
+  find.wrap = Wrap::Continue;
+  const FindResult res = doc->execute(all, find, ReplaceMode::All);
   EXPECT_TRUE(res.ok);
   const QString main = doc->contentText();
   EXPECT_FALSE(main.contains("#Subject"));
@@ -198,7 +198,9 @@ TEST(WordDocumentTest, TableModeLeavesEarlierRowsAlone) {
   fill.st.TableMode = true;
   fill.st.TableIndex = 1;
   for (int item = 0; item < 3; ++item) {
-    if (item > 0) ASSERT_TRUE(doc->appendRows(1, block));
+    if (item > 0) {
+      ASSERT_TRUE(doc->appendRows(1, block));
+    }
     fill.st.BlockStart = 2 + item;
     fill.st.DocumentText = doc->text(*doc->rowRange(1, fill.st.BlockStart));
     fill("#<Subject>", QStringLiteral("Item %1").arg(item));
@@ -236,11 +238,11 @@ TEST(WordDocumentTest, ReportBlocksRepeatAtTheBookmark) {
   auto doc = Open("report.docx");
   ASSERT_TRUE(doc);
   Range& sel = doc->selection();
-  FindSpec spec;
-  spec.text = "[^60]%*%[^62]";
-  spec.matchWildcards = true;
-  spec.wrap = Wrap::Continue;
-  ASSERT_EQ(doc->execute(sel, spec, ReplaceMode::None).found, 1);
+  FindOptions find;
+  find.text = "[^60]%*%[^62]";
+  find.matchWildcards = true;
+  find.wrap = Wrap::Continue;
+  ASSERT_EQ(doc->execute(sel, find, ReplaceMode::None).found, 1);
   EXPECT_EQ(doc->text(sel), "<%\r#Subject at #Start\r%>");
   const Fragment block = doc->copy(sel);
   ASSERT_FALSE(block.empty());
@@ -293,9 +295,9 @@ TEST(WordDocumentTest, TypingPicturesAndInsertedFiles) {
   auto doc = Open("report.docx");
   ASSERT_TRUE(doc);
   Range& sel = doc->selection();
-  FindSpec spec;
-  spec.text = "#Folder";
-  ASSERT_EQ(doc->execute(sel, spec, ReplaceMode::None).found, 1);
+  FindOptions find;
+  find.text = "#Folder";
+  ASSERT_EQ(doc->execute(sel, find, ReplaceMode::None).found, 1);
   ASSERT_TRUE(doc->typeText("Inbox"));
   EXPECT_TRUE(doc->contentText().startsWith("Title Inbox\r"));
   ASSERT_TRUE(doc->typeBackspace());
@@ -319,9 +321,9 @@ TEST(WordDocumentTest, TypingPicturesAndInsertedFiles) {
     f.write(QByteArray::fromBase64(
         "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg=="));
   }
-  spec.text = "Closing";
+  find.text = "Closing";
   Range r = doc->content();
-  ASSERT_EQ(doc->execute(r, spec, ReplaceMode::None).found, 1);
+  ASSERT_EQ(doc->execute(r, find, ReplaceMode::None).found, 1);
   ASSERT_TRUE(doc->addPicture(png, r, 98.95, 108.85, &error)) << error.toStdString();
   EXPECT_TRUE(doc->contentText().contains("%>\r\x01 line\r")) << doc->contentText().toStdString();
   const QString out = dir.filePath("pic.docx");

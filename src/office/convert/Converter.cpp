@@ -113,8 +113,6 @@ struct Job {
 }  // namespace
 
 struct Converter::Impl {
-  // The import filter of the current run (empty: LibreOffice picks one).
-  QString inFilter;
   Options options;
   std::mutex mutex;
   QString profile;  // made on first run
@@ -142,8 +140,9 @@ struct Converter::Impl {
   // One soffice process over `jobs`. Each document LibreOffice handles gives
   // one line: "convert <in> -> <out> ..." once it is loaded, or "Error: ..."
   // when it cannot be loaded. They come in argument order.
-  RunReport runOnce(const QString& program, const QString& convertTo, const QString& outDir,
-                    const std::vector<Job*>& jobs, const QDeadlineTimer& deadline,
+  // inFilter names LibreOffice's import filter; empty lets it pick one.
+  RunReport runOnce(const QString& program, const QString& convertTo, const QString& inFilter,
+                    const QString& outDir, const std::vector<Job*>& jobs, const QDeadlineTimer& deadline,
                     const std::function<void()>& onEvent) {
     RunReport report;
     QStringList args{QStringLiteral("-env:UserInstallation=") + profileUrl(),
@@ -229,7 +228,7 @@ struct Converter::Impl {
   // on one document, that document gets the error and the rest are handed
   // to a fresh process.
   void convert(const QString& convertTo, const QString& outDir, std::vector<Job>& all, const QStringList& names,
-               const Progress& progress) {
+               const Progress& progress, const QString& inFilter = QString()) {
     const int total = int(all.size());
     if (total == 0) return;
     const QString program = programPath();
@@ -248,7 +247,7 @@ struct Converter::Impl {
     for (Job& job : all) pending.push_back(&job);
     int idleRounds = 0;
     while (!pending.empty()) {
-      const RunReport report = runOnce(program, convertTo, outDir, pending, deadline, [&] {
+      const RunReport report = runOnce(program, convertTo, inFilter, outDir, pending, deadline, [&] {
         if (progress) progress(std::min(++done, total), total);
       });
       for (Job* job : pending)
@@ -491,10 +490,6 @@ Result Converter::toOoxml(const QString& legacyFile) {
   return r;
 }
 
-}  // namespace ordolo::office::convert
-
-namespace ordolo::office::convert {
-
 Result Converter::toDocx(const QString& file, const QString& outputFile) {
   Result r;
   r.input = file;
@@ -517,9 +512,8 @@ Result Converter::toDocx(const QString& file, const QString& outputFile) {
   std::vector<Job> jobs{Job{link, out + QLatin1String("source.docx"), {}, {}}};
   // HTML opens as a web page unless Writer's own HTML import is asked for,
   // and a web page has no .docx export.
-  d_->inFilter = html ? QStringLiteral("HTML (StarWriter)") : QString();
-  d_->convert(QStringLiteral("docx:MS Word 2007 XML"), out, jobs, QStringList{file}, {});
-  d_->inFilter.clear();
+  d_->convert(QStringLiteral("docx:MS Word 2007 XML"), out, jobs, QStringList{file}, {},
+              html ? QStringLiteral("HTML (StarWriter)") : QString());
   if (jobs[0].output.isEmpty()) {
     r.error = jobs[0].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(file) : jobs[0].error;
     log(r.error);

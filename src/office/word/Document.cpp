@@ -343,7 +343,7 @@ Range& Document::selection() { return d->selection; }
 
 // ---------------------------------------------------------------- find
 
-FindResult Document::execute(Range& range, const FindSpec& spec, ReplaceMode mode) {
+FindResult Document::execute(Range& range, const FindOptions& find, ReplaceMode mode) {
   FindResult res;
   Story* s = range.story;
   if (!s) {
@@ -352,7 +352,7 @@ FindResult Document::execute(Range& range, const FindSpec& spec, ReplaceMode mod
     return res;
   }
   QString why;
-  const Pattern pat = Pattern::compile(spec.text, spec.matchWildcards, spec.matchCase, &why);
+  const Pattern pat = Pattern::compile(find.text, find.matchWildcards, find.matchCase, &why);
   if (!pat.valid()) {
     res.ok = false;
     res.error = why;
@@ -363,7 +363,7 @@ FindResult Document::execute(Range& range, const FindSpec& spec, ReplaceMode mod
   std::vector<std::pair<int, int>> spans;
   if (range.collapsed()) {
     spans.push_back({range.start, s->size()});
-    if (spec.wrap == Wrap::Continue && range.start > 0) spans.push_back({0, range.start});
+    if (find.wrap == Wrap::Continue && range.start > 0) spans.push_back({0, range.start});
   } else {
     spans.push_back({range.start, range.end});
   }
@@ -387,7 +387,7 @@ FindResult Document::execute(Range& range, const FindSpec& spec, ReplaceMode mod
         res.found = 1;
         return res;
       }
-      const QString chars = ExpandReplacement(spec.replacement, spec.matchWildcards, src, *m);
+      const QString chars = ExpandReplacement(find.replacement, find.matchWildcards, src, *m);
       int inserted = 0;
       if (!s->replace(m->start, m->end, chars, &inserted, &why)) {
         res.ok = false;

@@ -44,7 +44,7 @@ struct Range {
 enum class Wrap { Stop = 0, Continue = 1 };
 enum class ReplaceMode { None = 0, One = 1, All = 2 };
 
-struct FindSpec {
+struct FindOptions {
   QString text;
   QString replacement;
   bool forward = true;  // backward search is not offered
@@ -113,7 +113,7 @@ class Document {
   // position to the end of the story (then from the start when wrap is
   // Continue); an extended range searches inside it. Without replacement the
   // range becomes the match when one is found.
-  FindResult execute(Range& range, const FindSpec& spec, ReplaceMode mode);
+  FindResult execute(Range& range, const FindOptions& find, ReplaceMode mode);
 
   // Tables of the main story (top level), 1-based.
   int tableCount();

@@ -321,7 +321,6 @@ pugi::xml_node SplitParagraph(pugi::xml_node p, const Cursor& at) {
   for (pugi::xml_node n = at.parent; n && n != p; n = n.parent()) chain.push_back(n);
   std::reverse(chain.begin(), chain.end());
   pugi::xml_node dest = np;
-  pugi::xml_node level = p;
   for (size_t i = 0; i <= chain.size(); ++i) {
     const bool bottom = i == chain.size();
     pugi::xml_node from = bottom ? at.before : chain[i].next_sibling();
@@ -339,7 +338,6 @@ pugi::xml_node SplitParagraph(pugi::xml_node p, const Cursor& at) {
       x = next;
     }
     if (bottom) break;
-    level = chain[i];
     dest = newDest;
   }
   return np;
