@@ -3,6 +3,7 @@
 // the current table row, block or Excel block copy is.
 #pragma once
 
+#include <QDateTime>
 #include <QString>
 
 namespace ordolo::office::word {
@@ -14,11 +15,24 @@ class Workbook;
 
 namespace ordolo::tpl {
 
+class ExcelOutput;
+
+// The values of the run header placeholders "#<User>", "#<Caption>",
+// "#<Folder>", "#<SelStart>" and "#<SelEnd>", worked out once per run.
+struct RunHeader {
+  QString User;
+  QString Caption;
+  QString Folder;    // the folder's name
+  QString SelStart;  // short dates of the searched range; empty without one
+  QString SelEnd;
+};
+
 struct RunState {
   // true: the target is a Word document; false: an Excel workbook.
   bool UseWord = true;
   office::word::Document* word = nullptr;
   office::excel::Workbook* excel = nullptr;
+  ExcelOutput* excelOutput = nullptr;  // the block copies of an Excel target
 
   // Plain text of what is being filled, for the presence test: the text of
   // every searched story (ordinary template), the current table row (table
@@ -37,6 +51,17 @@ struct RunState {
   int OutputRow = 0;
   int BlockFirstRow = 0;
   int BlockLastRow = 0;
+
+  // Renderers' shared state across the items of one run.
+  QDateTime LastStartDate;  // start of the previous item; 1 January 3000 at run start
+  QString GroupKey;         // first 8 characters of the sort column; "z#@" at run start
+  QString PrevGroupKey;
+  bool Grouped = false;     // the list is sorted by a column, so groups apply
+  // 0 in report and label mode; otherwise 1 at run start and raised before
+  // each item, so the first item sees 2.
+  int ItemCounter = 0;
+  RunHeader Header;
+  QString TemplatePath;     // the template file being filled
 };
 
 }  // namespace ordolo::tpl

@@ -1,0 +1,48 @@
+// The placeholders every kind of item shares: subject, creation and change
+// times, importance, sensitivity, any property named in the template
+// ("#<AnyProperty>", user-defined fields included), the linked contacts, a
+// mail's eight recipient lists, the duration text, and the run header.
+// Everything goes through ReplacePlaceholder into the run's target.
+#pragma once
+
+#include "template/RunState.h"
+
+#include <QString>
+#include <QVariant>
+
+namespace ordolo::model {
+class Item;
+}
+
+namespace ordolo::tpl {
+
+// Subject, "#CreationTime", "#LastModificationTime", then every property of
+// the item (and, for an occurrence, of its series) whose name follows a "#"
+// in the target. Renderers call it last.
+void FillCommonPlaceholders(RunState& st, const model::Item& item);
+
+// Replaces "#<" + name + ">" by a property value: dates after 3000 as
+// nothing, midnight (or dateOnly) as the short date, else short date and time.
+void FormatPropertyValue(RunState& st, const QVariant& value, const QString& name, bool dateOnly);
+
+// "#" + prefix + "Sensitivity" from the fields of S31 (prefix "" or "DL").
+void FillSensitivity(RunState& st, const model::Item& item, const QString& prefix);
+
+// "#<" + prefix + "I>": "" normal, "!" high, "-" low; returns that text.
+QString FillImportance(RunState& st, const model::Item& item, const QString& prefix);
+
+// "90 minutes" as "1.5 hours" and so on, with the units of S38 and the
+// locale's decimal separator.
+QString DurationText(int minutes);
+
+// "#ContactWithEmails", "#ContactNames", "#Contacts" from the item's links.
+void FillLinkedContacts(RunState& st, const model::Item& item);
+
+// The eight recipient lists: "#<HRecipientsTo>" .. "#<Recipients>".
+void FillRecipients(RunState& st, const model::Item& item);
+
+// The run header: "#<User>", "#<Caption>", "#<Folder>", "#<SelStart>",
+// "#<SelEnd>" from st.Header.
+void FillRunHeader(RunState& st);
+
+}  // namespace ordolo::tpl
