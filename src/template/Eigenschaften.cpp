@@ -1,0 +1,308 @@
+#include "template/Eigenschaften.h"
+
+#include "lang/LanguageTable.h"
+#include "model/Model.h"
+#include "office/word/Document.h"
+#include "template/ExcelOutput.h"
+#include "template/ReplacePlaceholder.h"
+#include "util/DebugLog.h"
+#include "util/Funktionen.h"
+#include "util/VbFormat.h"
+
+#include <QStringList>
+
+#include <cmath>
+
+namespace ordolo::tpl {
+
+namespace {
+
+void Debug(const QString& line) {
+  if (util::DebugLog::isOn()) util::DebugLog::write(line);
+}
+
+// The ordinary call of the fillers: presence test and plain retry on.
+void Put(RunState& st, const QString& cAlt, const QString& cNeu, bool wildcards) {
+  bool lTest = true;
+  bool lRetry = true;
+  ReplacePlaceholder(st, cAlt, cNeu, wildcards, lTest, lRetry);
+}
+
+bool IsDate(const QVariant& v) {
+  const int t = v.userType();
+  return t == QMetaType::QDateTime || t == QMetaType::QDate;
+}
+
+QDateTime AsDateTime(const QVariant& v) {
+  return v.userType() == QMetaType::QDate ? QDateTime(v.toDate(), QTime(0, 0)) : v.toDateTime();
+}
+
+// A value as text, the way a variant turns into a string: numbers in the
+// user's locale, dates as the general date, lists joined.
+QString AsText(const QVariant& v) {
+  switch (v.userType()) {
+    case QMetaType::UnknownType:
+      return {};
+    case QMetaType::Bool:
+      return v.toBool() ? QStringLiteral("True") : QStringLiteral("False");
+    case QMetaType::Double:
+    case QMetaType::Float:
+      return util::NumberText(v.toDouble());
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+      return v.toString();
+    case QMetaType::QDateTime:
+    case QMetaType::QDate:
+      return util::Format(AsDateTime(v), QStringLiteral("General Date"));
+    case QMetaType::QStringList:
+      return v.toStringList().join(QLatin1String(", "));
+    default:
+      return v.toString();
+  }
+}
+
+QString ShortDateTime(const QDateTime& t) {
+  return util::Format(t, QStringLiteral("Short Date")) + QLatin1Char(' ') + util::Format(t, QStringLiteral("Short Time"));
+}
+
+// Line ends of a stored text become manual line breaks, so that the text
+// stays inside the placeholder's paragraph. Files written on Linux carry a
+// lone LF.
+QString WithLineBreaks(QString text) {
+  text.replace(QLatin1String("\r\n"), QLatin1String("^l"));
+  text.replace(QLatin1Char('\r'), QLatin1String("^l"));
+  text.replace(QLatin1Char('\n'), QLatin1String("^l"));
+  return text;
+}
+
+// The text the property walk looks for "#" + name in: what the current item
+// can still fill.
+QString ScanText(const RunState& st) {
+  if (st.UseWord) return st.word ? st.word->searchedText() : st.DocumentText;
+  return st.excelOutput ? st.excelOutput->ScanText(st) : st.DocumentText;
+}
+
+void FillProperty(RunState& st, const model::ItemProperty& p) {
+  const QString placeholder = QStringLiteral("#<") + p.Name + QLatin1Char('>');
+  switch (p.Type) {
+    case model::olOutlookInternal:
+    case model::olDateTime:
+      FormatPropertyValue(st, p.Value, p.Name, false);
+      break;
+    case model::olText:
+      Put(st, placeholder, WithLineBreaks(AsText(p.Value)), true);
+      break;
+    case model::olNumber:
+    case model::olDuration:
+    case model::olKeywords:
+    case model::olFormula:
+    case model::olCombination:
+      Put(st, placeholder, AsText(p.Value), true);
+      break;
+    case model::olYesNo:
+      Put(st, placeholder, lang::GetLangText(p.Value.toBool() ? QStringLiteral("S34") : QStringLiteral("S35")), true);
+      break;
+    case model::olPercent:
+      Put(st, placeholder, util::Format(p.Value.toDouble(), QStringLiteral("Percent")), true);
+      break;
+    case model::olCurrency:
+      Put(st, placeholder, util::Format(p.Value.toDouble(), QStringLiteral("Currency")), true);
+      break;
+    default:
+      Debug(QStringLiteral("ItemProperty .Type??: ") + p.Name + QLatin1Char(' ') + QString::number(p.Type));
+      break;
+  }
+}
+
+// Fills every property whose name follows a "#" in the scan text. Only those
+// are read and formatted: an item has hundreds of properties, a template a
+// handful of placeholders.
+void WalkProperties(RunState& st, const QList<model::ItemProperty>& props, const QString& scan) {
+  for (const model::ItemProperty& p : props) {
+    if (p.Name.isEmpty() || !scan.contains(QLatin1Char('#') + p.Name, Qt::CaseSensitive)) continue;
+    // Bodies have their own placeholders, brought in as text, RTF or HTML.
+    if (p.Name == QLatin1String("Body") || p.Name == QLatin1String("RTFBody")) {
+      Debug(QStringLiteral("ItemProperty skipped: ") + p.Name + QStringLiteral(" 0 body"));
+      continue;
+    }
+    if (!p.Value.isValid()) {
+      Debug(QStringLiteral("ItemProperty skipped: ") + p.Name + QStringLiteral(" 0 value could not be read"));
+      continue;
+    }
+    Debug(QStringLiteral("ItemProperty ") + p.Name + QStringLiteral(" = ") + AsText(p.Value));
+    FillProperty(st, p);
+  }
+}
+
+}  // namespace
+
+void FillCommonPlaceholders(RunState& st, const model::Item& item) {
+  const QVariant subject = item.get(QStringLiteral("Subject"));
+  if (subject.isValid()) Put(st, QStringLiteral("#<Subject>"), AsText(subject), true);
+  const QVariant created = item.get(QStringLiteral("CreationTime"));
+  if (IsDate(created)) Put(st, QStringLiteral("#CreationTime"), ShortDateTime(AsDateTime(created)), false);
+  const QVariant changed = item.get(QStringLiteral("LastModificationTime"));
+  if (IsDate(changed)) Put(st, QStringLiteral("#LastModificationTime"), ShortDateTime(AsDateTime(changed)), false);
+
+  const QList<model::ItemProperty> props = item.ItemProperties();
+  if (props.isEmpty()) return;
+
+  const QString scan = ScanText(st);
+  if (!scan.contains(QLatin1Char('#'))) return;
+  WalkProperties(st, props, scan);
+
+  // An occurrence of a recurring appointment: fields kept only on the series
+  // (user-defined ones especially) are filled from there.
+  const model::ObjectPtr parent = item.Parent();
+  if (parent && parent->Class() == model::olAppointment) {
+    if (auto series = std::dynamic_pointer_cast<model::Item>(parent)) WalkProperties(st, series->ItemProperties(), scan);
+  }
+  if (util::DebugLog::isOn()) Debug(QStringLiteral("ItemProperty unresolved: ") + scan);
+}
+
+void FormatPropertyValue(RunState& st, const QVariant& value, const QString& name, bool dateOnly) {
+  QString text;
+  if (!IsDate(value)) {
+    text = AsText(value);
+  } else {
+    const QDateTime t = AsDateTime(value);
+    if (t.date().year() > 3000) {
+      // the store's "no date"
+    } else if (dateOnly || t.time() == QTime(0, 0)) {
+      text = util::Format(t, QStringLiteral("Short Date"));
+    } else {
+      text = ShortDateTime(t);
+    }
+  }
+  Put(st, QStringLiteral("#<") + name + QLatin1Char('>'), text, true);
+}
+
+void FillSensitivity(RunState& st, const model::Item& item, const QString& prefix) {
+  const QVariant v = item.get(QStringLiteral("Sensitivity"));
+  bool ok = false;
+  const int sensitivity = v.toInt(&ok);
+  if (!v.isValid() || !ok) return;
+  // The language text lists public, private, personal, confidential; the
+  // numbers of private (2) and personal (1) run the other way.
+  int field = 0;
+  switch (sensitivity) {
+    case 0: field = 1; break;
+    case 2: field = 2; break;
+    case 1: field = 3; break;
+    case 3: field = 4; break;
+    default: return;
+  }
+  Put(st, QLatin1Char('#') + prefix + QStringLiteral("Sensitivity"),
+      util::GetField(lang::GetLangText(QStringLiteral("S31")), QStringLiteral("/"), field), false);
+}
+
+QString FillImportance(RunState& st, const model::Item& item, const QString& prefix) {
+  const QVariant v = item.get(QStringLiteral("Importance"));
+  QString text;
+  if (v.isValid()) {
+    switch (v.toInt()) {
+      case 2: text = QStringLiteral("!"); break;
+      case 0: text = QStringLiteral("-"); break;
+      default: break;
+    }
+  }
+  Put(st, QStringLiteral("#<") + prefix + QStringLiteral("I>"), text, true);
+  return text;
+}
+
+QString DurationText(int m) {
+  const QString units = lang::GetLangText(QStringLiteral("S38"));
+  const auto unit = [&](int n) { return QLatin1Char(' ') + util::GetField(units, QStringLiteral("/"), n); };
+  const auto number = [](double x) { return util::NumberText(x, util::userLocale()); };
+  const auto oneDecimal = [&](double x) { return number(std::round(x * 10.0) / 10.0); };
+
+  if (m == 0) return QStringLiteral("0") + unit(4);
+  if (m % 1440 == 0) return m == 1440 ? QStringLiteral("1") + unit(5) : number(m / 1440) + unit(6);
+  if ((m + 720) % 1440 == 0) return oneDecimal(m / 1440.0) + unit(6);
+  if ((m + 30) % 60 == 0 && m >= 90) return oneDecimal(m / 60.0) + unit(4);
+  if (m % 60 == 0 && m >= 120) return number(m / 60) + unit(4);
+  if (m == 1) return QStringLiteral("1") + unit(1);
+  if (m == 60) return QStringLiteral("1") + unit(3);
+  return number(m) + unit(2);
+}
+
+void FillLinkedContacts(RunState& st, const model::Item& item) {
+  QString names;
+  QString withAddresses;
+  for (const model::Link& link : item.Links()) {
+    if (!link.Item) continue;  // the contact is gone
+    const QString fullName = link.Item->text(QStringLiteral("FullName"));
+    const QString email = link.Item->text(QStringLiteral("Email1Address"));
+    names += fullName + QStringLiteral(", ");
+    if (email == fullName)
+      withAddresses += fullName + QStringLiteral(", ");
+    else
+      withAddresses += fullName + QStringLiteral(" <") + email + QStringLiteral(">, ");
+  }
+  names.chop(2);
+  withAddresses.chop(2);
+  Put(st, QStringLiteral("#ContactWithEmails"), withAddresses, false);
+  Put(st, QStringLiteral("#ContactNames"), names, false);
+  Put(st, QStringLiteral("#Contacts"), names, false);
+}
+
+void FillRecipients(RunState& st, const model::Item& item) {
+  enum { To, CC, BCC, All };
+  QString names[4];
+  QString full[4];
+  for (const model::Recipient& r : item.Recipients()) {
+    // An address the mail program quoted as a display name: 'anna@example.org'
+    QString name = r.Name;
+    if (name.startsWith(QLatin1Char('\'')) && name.contains(QLatin1Char('@'))) {
+      name.remove(0, 1);
+      if (name.endsWith(QLatin1Char('\''))) name.chop(1);
+    }
+    const QString nameEntry = name + QStringLiteral("; ");
+    const QString fullEntry = r.Name == QLatin1Char('\'') + r.Address + QLatin1Char('\'')
+                                  ? r.Address + QStringLiteral("; ")
+                                  : name + QStringLiteral(" <") + r.Address + QStringLiteral(">; ");
+    int list = -1;
+    switch (r.Type) {
+      case model::olTo: list = To; break;
+      case model::olCC: list = CC; break;
+      case model::olBCC: list = BCC; break;
+      default: break;
+    }
+    if (list >= 0) {
+      names[list] += nameEntry;
+      full[list] += fullEntry;
+    }
+    if (r.Type != 0) {
+      names[All] += nameEntry;
+      full[All] += fullEntry;
+    }
+  }
+  for (int i = 0; i < 4; ++i) {
+    names[i].chop(2);
+    full[i].chop(2);
+  }
+  Put(st, QStringLiteral("#<HRecipientsTo>"), full[To], true);
+  Put(st, QStringLiteral("#<HRecipientsCC>"), full[CC], true);
+  Put(st, QStringLiteral("#<HRecipientsBCC>"), full[BCC], true);
+  Put(st, QStringLiteral("#<HRecipients>"), full[All], true);
+  Put(st, QStringLiteral("#<RecipientsTo>"), names[To], true);
+  Put(st, QStringLiteral("#<RecipientsCC>"), names[CC], true);
+  Put(st, QStringLiteral("#<RecipientsBCC>"), names[BCC], true);
+  Put(st, QStringLiteral("#<Recipients>"), names[All], true);
+}
+
+void FillRunHeader(RunState& st) {
+  Put(st, QStringLiteral("#<User>"), st.Header.User, true);
+  Put(st, QStringLiteral("#<Caption>"), st.Header.Caption, true);
+  Put(st, QStringLiteral("#<Folder>"), st.Header.Folder, true);
+  Put(st, QStringLiteral("#<SelStart>"), st.Header.SelStart, true);
+  Put(st, QStringLiteral("#<SelEnd>"), st.Header.SelEnd, true);
+}
+
+}  // namespace ordolo::tpl
