@@ -70,6 +70,22 @@ enum class Msg {
   ErrPictureInsert,   // %1 the picture, %2 the reason
   ErrInsertFile,      // %1 the file, %2 the reason
   ErrNoPrintTarget,   // %1 the document
+  PrintConverting,    // %1 the number done, %2 in all
+  PrintPrinting,      // %1 the number, %2 in all
+  PrintSaving,        // %1 the number, %2 in all
+  PrintOpening,       // %1 the number, %2 in all
+  ErrCupsUnreachable, // %1 the server, %2 the reason
+  ErrNoDefaultQueue,
+  ErrQueueMissing,    // %1 the queue, %2 the server
+  ErrQueueRejecting,  // %1 the queue, %2 the reason
+  ErrPrintSubmit,     // %1 the job, %2 the queue, %3 the reason
+  ErrPrintJobFailed,  // %1 the job, %2 the queue, %3 the state and reason
+  ErrPrintJobTimeout, // %1 the job, %2 the queue, %3 seconds
+  ErrOutputFolder,    // %1 the folder
+  ErrOutputWrite,     // %1 the file, %2 the reason
+  ErrOutputConvert,   // %1 the document, %2 the converter's message
+  ErrOutputNoFile,    // %1 the document, %2 the file
+  ErrOutputOpen,      // %1 the file, %2 the error number
 };
 
 // The text in the current language of the process-wide table.
