@@ -86,6 +86,43 @@ enum class Msg {
   ErrOutputConvert,   // %1 the document, %2 the converter's message
   ErrOutputNoFile,    // %1 the document, %2 the file
   ErrOutputOpen,      // %1 the file, %2 the error number
+  ColNumber,
+  ColSortKey,
+  ColLocation,
+  ColMembers,
+  ColText,
+  ColComplete,
+  ColImportance,
+  ColAttachments,
+  ColFrom,
+  ColTo,
+  ColState,
+  ErrTemplateMissing, // %1 the file
+  ErrTemplateKind,    // %1 the file
+  ErrNothingToPrint,
+  ErrReportLines,
+  ErrLabelRow,
+  CliCmdPrint,
+  CliCmdTemplates,
+  CliOptTemplate,
+  CliOptItems,
+  CliOptSort,
+  CliOptStartRow,
+  CliOptCopies,
+  CliOptPrinter,
+  CliOptPdf,
+  CliOptSave,
+  CliOptShow,
+  CliOptColumns,
+  CliOptKind,
+  PrintProgress,      // %1 items done, %2 in all
+  PrintDone,          // %1 items, %2 documents
+  PrintPdfFallback,   // %1 the folder
+  ErrUnknownItem,     // %1 the id, %2 the folder
+  ErrUnknownColumn,   // %1 the column, %2 the columns there are
+  ErrNoTemplate,      // %1 the kind letter, %2 the folder
+  ErrBadNumber,       // %1 the option, %2 the text
+  ErrOutputChoice,
 };
 
 // The text in the current language of the process-wide table.
