@@ -2,7 +2,9 @@
 
 #include "lang/Messages.h"
 #include "model/Filter.h"
+#include "session/Start.h"
 #include "store/FileStore.h"
+#include "ui/Port.h"
 #include "util/Funktionen.h"
 
 #include <cstdio>
@@ -12,20 +14,6 @@ namespace {
 
 using lang::Msg;
 using lang::text;
-
-void out(const QString& s) { std::fputs((s + QLatin1Char('\n')).toUtf8().constData(), stdout); }
-void err(const QString& s) { std::fputs(("ordolo: " + s + QLatin1Char('\n')).toUtf8().constData(), stderr); }
-
-std::shared_ptr<store::FileStore> openStore(const StoreOptions& o) {
-  const QString root = o.store.isEmpty() ? qEnvironmentVariable("ORDOLO_STORE") : o.store;
-  if (root.isEmpty()) {
-    err(text(Msg::ErrNoStore));
-    return nullptr;
-  }
-  auto s = store::FileStore::open(root);
-  if (!s) err(text(Msg::ErrStore).arg(root));
-  return s;
-}
 
 void listFolders(const std::vector<model::FolderPtr>& folders) {
   for (const auto& f : folders) {
@@ -73,17 +61,80 @@ Range rangeFor(int itemClass, const QDate& from, const QDate& to) {
   }
 }
 
-QDate parseDay(const QString& text) {
-  const QDateTime d = model::ParseFilterDate(text);
-  return d.isValid() ? d.date() : QDate();
-}
-
 QString oneLine(QString s) {
   s.replace(QLatin1Char('\t'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
   return s;
 }
 
+// Notices of the intake go to the terminal; nothing here asks questions.
+struct ListPort : ui::Port {
+  ui::Answer message(const QString& text, ui::Buttons, ui::Icon) override {
+    err(text);
+    return ui::Answer::Ok;
+  }
+  void notice(const QString& text) override { err(text); }
+  void beep() override {}
+  QString browseFolder(const QString&, const QString&) override { return {}; }
+  void yield() override {}
+};
+
 }  // namespace
+
+void out(const QString& s) { std::fputs((s + QLatin1Char('\n')).toUtf8().constData(), stdout); }
+void err(const QString& s) { std::fputs(("ordolo: " + s + QLatin1Char('\n')).toUtf8().constData(), stderr); }
+
+std::shared_ptr<store::FileStore> openStore(const StoreOptions& o) {
+  const QString root = o.store.isEmpty() ? qEnvironmentVariable("ORDOLO_STORE") : o.store;
+  if (root.isEmpty()) {
+    err(text(Msg::ErrNoStore));
+    return nullptr;
+  }
+  auto s = store::FileStore::open(root);
+  if (!s) err(text(Msg::ErrStore).arg(root));
+  return s;
+}
+
+QDate parseDay(const QString& text) {
+  const QDateTime d = model::ParseFilterDate(text);
+  return d.isValid() ? d.date() : QDate();
+}
+
+model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::FolderPtr* folderOut, int* exitCode) {
+  if (o.folder.isEmpty()) {
+    err(text(Msg::ErrMissingArgument).arg(QStringLiteral("--folder")));
+    *exitCode = 2;
+    return nullptr;
+  }
+  auto folder = s.folderByPath(o.folder);
+  if (!folder) {
+    err(text(Msg::ErrNoFolder).arg(o.folder));
+    *exitCode = 1;
+    return nullptr;
+  }
+  *folderOut = folder;
+  model::ItemsPtr items = folder->GetItems();
+  if (o.from.isEmpty() && o.to.isEmpty()) return items;
+  QDate from = parseDay(o.from.isEmpty() ? o.to : o.from);
+  QDate to = parseDay(o.to.isEmpty() ? o.from : o.to);
+  if (!from.isValid() || !to.isValid()) {
+    err(text(Msg::ErrBadDate).arg(!from.isValid() ? (o.from.isEmpty() ? o.to : o.from) : o.to));
+    *exitCode = 2;
+    return nullptr;
+  }
+  const Range range = rangeFor(folder->DefaultItemClass(), from, to);
+  items->IncludeRecurrences = range.recurrences;
+  if (!range.filter.isEmpty()) {
+    QString why;
+    items = items->Restrict(range.filter, &why);
+    if (!items) {
+      err(text(Msg::ErrFilter).arg(why));
+      *exitCode = 1;
+      return nullptr;
+    }
+  }
+  items->Sort(range.sortKey);
+  return items;
+}
 
 int foldersCommand(const StoreOptions& o) {
   auto s = openStore(o);
@@ -95,34 +146,25 @@ int foldersCommand(const StoreOptions& o) {
 int listCommand(const StoreOptions& o) {
   auto s = openStore(o);
   if (!s) return 1;
-  if (o.folder.isEmpty()) {
-    err(text(Msg::ErrMissingArgument).arg(QStringLiteral("--folder")));
-    return 2;
-  }
-  auto folder = s->folderByPath(o.folder);
-  if (!folder) {
-    err(text(Msg::ErrNoFolder).arg(o.folder));
-    return 1;
-  }
-  model::ItemsPtr items = folder->GetItems();
-  if (!o.from.isEmpty() || !o.to.isEmpty()) {
-    QDate from = parseDay(o.from.isEmpty() ? o.to : o.from);
-    QDate to = parseDay(o.to.isEmpty() ? o.from : o.to);
-    if (!from.isValid() || !to.isValid()) {
-      err(text(Msg::ErrBadDate).arg(!from.isValid() ? (o.from.isEmpty() ? o.to : o.from) : o.to));
-      return 2;
+  model::FolderPtr folder;
+  int code = 0;
+  model::ItemsPtr items = folderItems(*s, o, &folder, &code);
+  if (!items) return code;
+  if (o.columns) {
+    // The item list as the print dialog shows it: headers, then one row per
+    // item (key, number, sub-items).
+    ListPort port;
+    session::Start start(port);
+    if (!start.StartPrint(model::Selection(items->all()), folder, s->CurrentUser())) return 1;
+    QStringList headers{QStringLiteral("Key")};
+    for (const session::Column& c : session::Columns(start.kind())) headers << c.header;
+    out(headers.join(QLatin1Char('\t')));
+    for (const session::ListRow& row : start.rows()) {
+      QStringList cells{row.key, row.text};
+      for (const QString& sub : row.subItems) cells << oneLine(sub);
+      out(cells.join(QLatin1Char('\t')));
     }
-    const Range range = rangeFor(folder->DefaultItemClass(), from, to);
-    items->IncludeRecurrences = range.recurrences;
-    if (!range.filter.isEmpty()) {
-      QString why;
-      items = items->Restrict(range.filter, &why);
-      if (!items) {
-        err(text(Msg::ErrFilter).arg(why));
-        return 1;
-      }
-    }
-    items->Sort(range.sortKey);
+    return 0;
   }
   for (const model::ItemPtr& item : *items) {
     const QDateTime t = timeOf(*item);

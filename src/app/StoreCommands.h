@@ -1,8 +1,18 @@
-// The store commands of the ordolo front end: folders and list.
+// The store commands of the ordolo front end: folders and list, and what
+// the print command shares with them (opening a store, the items of a folder
+// for a date range).
 #pragma once
 
 #include <QString>
 #include <QStringList>
+
+#include <memory>
+
+#include "model/Model.h"
+
+namespace ordolo::store {
+class FileStore;
+}
 
 namespace ordolo::app {
 
@@ -10,10 +20,24 @@ struct StoreOptions {
   QString store;   // --store, else ORDOLO_STORE
   QString folder;  // --folder
   QString from, to;
+  bool columns = false;  // list --columns
 };
 
 // Exit codes as main's: 0 done, 1 failed, 2 bad usage.
 int foldersCommand(const StoreOptions& options);
 int listCommand(const StoreOptions& options);
+
+void out(const QString& line);
+void err(const QString& line);
+
+// The store named by the options or ORDOLO_STORE; null (told) when none opens.
+std::shared_ptr<store::FileStore> openStore(const StoreOptions& options);
+// The folder's items: all of them in the folder's order, or with from/to
+// those of the range for the folder's kind, sorted by its key. Null with an
+// exit code in *exitCode when the folder or the dates are wrong.
+model::ItemsPtr folderItems(store::FileStore& store, const StoreOptions& options, model::FolderPtr* folder,
+                            int* exitCode);
+// A --from/--to text as a day; invalid when it is not a date.
+QDate parseDay(const QString& text);
 
 }  // namespace ordolo::app

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "addin/Connect.h"
+#include "app/PrintCommand.h"
 #include "app/StoreCommands.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
@@ -36,6 +37,8 @@ QString helpText() {
   h += line(QStringLiteral("lang set KEY TEXT"), text(Msg::CliCmdLangSet));
   h += line(QStringLiteral("folders --store DIR"), text(Msg::CliCmdFolders));
   h += line(QStringLiteral("list --store DIR --folder PATH"), text(Msg::CliCmdList));
+  h += line(QStringLiteral("print --store DIR --folder PATH"), text(Msg::CliCmdPrint));
+  h += line(QStringLiteral("templates [--kind LETTER]"), text(Msg::CliCmdTemplates));
   h += "\n" + text(Msg::CliOptions) + "\n";
   h += line(QStringLiteral("-h, --help"), text(Msg::CliCmdHelp));
   h += line(QStringLiteral("--version"), text(Msg::CliCmdVersion));
@@ -45,6 +48,18 @@ QString helpText() {
   h += line(QStringLiteral("--folder PATH"), text(Msg::CliOptFolder));
   h += line(QStringLiteral("--from DATE"), text(Msg::CliOptFrom));
   h += line(QStringLiteral("--to DATE"), text(Msg::CliOptTo));
+  h += line(QStringLiteral("--columns"), text(Msg::CliOptColumns));
+  h += line(QStringLiteral("--template FILE"), text(Msg::CliOptTemplate));
+  h += line(QStringLiteral("--items ID,..."), text(Msg::CliOptItems));
+  h += line(QStringLiteral("--sort COLUMN"), text(Msg::CliOptSort));
+  h += line(QStringLiteral("--start-row N"), text(Msg::CliOptStartRow));
+  h += line(QStringLiteral("--copies N"), text(Msg::CliOptCopies));
+  h += line(QStringLiteral("--printer QUEUE"), text(Msg::CliOptPrinter));
+  h += line(QStringLiteral("--pdf DIR"), text(Msg::CliOptPdf));
+  h += line(QStringLiteral("--save DIR"), text(Msg::CliOptSave));
+  h += line(QStringLiteral("--show"), text(Msg::CliOptShow));
+  h += line(QStringLiteral("--yes"), text(Msg::CliOptYes));
+  h += line(QStringLiteral("--kind LETTER"), text(Msg::CliOptKind));
   h += "\n" + text(Msg::CliEnvironment) + "\n";
   h += line(QStringLiteral("ORDOLO_HOME"), text(Msg::CliEnvHome));
   h += line(QStringLiteral("ORDOLO_DEBUG"), text(Msg::CliEnvDebug));
@@ -147,7 +162,20 @@ int main(int argc, char** argv) {
   const QCommandLineOption folder(QStringLiteral("folder"), text(Msg::CliOptFolder), QStringLiteral("PATH"));
   const QCommandLineOption from(QStringLiteral("from"), text(Msg::CliOptFrom), QStringLiteral("DATE"));
   const QCommandLineOption to(QStringLiteral("to"), text(Msg::CliOptTo), QStringLiteral("DATE"));
-  parser.addOptions({help, version, debug, locale, store, folder, from, to});
+  const QCommandLineOption columns(QStringLiteral("columns"), text(Msg::CliOptColumns));
+  const QCommandLineOption templ(QStringLiteral("template"), text(Msg::CliOptTemplate), QStringLiteral("FILE"));
+  const QCommandLineOption itemIds(QStringLiteral("items"), text(Msg::CliOptItems), QStringLiteral("ID,..."));
+  const QCommandLineOption sort(QStringLiteral("sort"), text(Msg::CliOptSort), QStringLiteral("COLUMN"));
+  const QCommandLineOption startRow(QStringLiteral("start-row"), text(Msg::CliOptStartRow), QStringLiteral("N"));
+  const QCommandLineOption copies(QStringLiteral("copies"), text(Msg::CliOptCopies), QStringLiteral("N"));
+  const QCommandLineOption printer(QStringLiteral("printer"), text(Msg::CliOptPrinter), QStringLiteral("QUEUE"));
+  const QCommandLineOption pdf(QStringLiteral("pdf"), text(Msg::CliOptPdf), QStringLiteral("DIR"));
+  const QCommandLineOption save(QStringLiteral("save"), text(Msg::CliOptSave), QStringLiteral("DIR"));
+  const QCommandLineOption show(QStringLiteral("show"), text(Msg::CliOptShow));
+  const QCommandLineOption yes(QStringLiteral("yes"), text(Msg::CliOptYes));
+  const QCommandLineOption kind(QStringLiteral("kind"), text(Msg::CliOptKind), QStringLiteral("LETTER"));
+  parser.addOptions({help, version, debug, locale, store, folder, from, to, columns, templ, itemIds, sort, startRow,
+                     copies, printer, pdf, save, show, yes, kind});
   parser.addPositionalArgument(QStringLiteral("command"), QString());
   if (!parser.parse(arguments)) {
     const QStringList unknown = parser.unknownOptionNames();
@@ -174,9 +202,26 @@ int main(int argc, char** argv) {
   }
   if (args[0] == QLatin1String("lang")) return langCommand(args, connect.state());
   const ordolo::app::StoreOptions storeOptions{parser.value(store), parser.value(folder), parser.value(from),
-                                               parser.value(to)};
+                                               parser.value(to), parser.isSet(columns)};
   if (args[0] == QLatin1String("folders")) return ordolo::app::foldersCommand(storeOptions);
   if (args[0] == QLatin1String("list")) return ordolo::app::listCommand(storeOptions);
+  if (args[0] == QLatin1String("templates")) return ordolo::app::templatesCommand(parser.value(kind));
+  if (args[0] == QLatin1String("print")) {
+    ordolo::app::PrintOptions p;
+    p.store = storeOptions;
+    p.templateName = parser.value(templ);
+    if (parser.isSet(itemIds)) p.items = parser.value(itemIds).split(QLatin1Char(','), Qt::SkipEmptyParts);
+    p.sort = parser.value(sort);
+    if (parser.isSet(startRow)) p.startRow = parser.value(startRow);
+    if (parser.isSet(copies)) p.copies = parser.value(copies);
+    p.printerSet = parser.isSet(printer);
+    p.printer = parser.value(printer);
+    p.pdf = parser.value(pdf);
+    p.save = parser.value(save);
+    p.show = parser.isSet(show);
+    p.yes = parser.isSet(yes);
+    return ordolo::app::printCommand(p);
+  }
   err(text(Msg::ErrUnknownCommand).arg(args[0]));
   return kUsage;
 }

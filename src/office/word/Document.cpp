@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <atomic>
+
 #include <cstring>
 #include <functional>
 #include <map>
@@ -131,7 +133,6 @@ struct Document::Impl {
   int nextPictureId = 0;
   Document::Importer importer;
   Document::PrintHook printHook;
-  int printed = 0;
   Part* styles = nullptr;
   bool stylesRead = false;
 
@@ -1115,13 +1116,14 @@ bool Document::printOut(QString* error) {
     if (error) *error = lang::text(lang::Msg::ErrNoPrintTarget).arg(d->source);
     return false;
   }
-  // Each print-out is a file of its own: the print system may still be
-  // reading the previous one.
+  // Each print-out is a file of its own, across all documents of the
+  // process: the print system may still be reading an earlier one.
+  static std::atomic<int> printed{0};
   const QFileInfo fi(d->source);
   const QString suffix = d->macroEnabled ? QStringLiteral("docm") : QStringLiteral("docx");
   const QString path = QStringLiteral("%1%2-%3.%4")
                            .arg(util::TempFolder(), fi.completeBaseName())
-                           .arg(++d->printed)
+                           .arg(++printed)
                            .arg(suffix);
   if (!saveAs(path, error)) return false;
   return d->printHook(path, error);

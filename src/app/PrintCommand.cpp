@@ -1,0 +1,205 @@
+#include "app/PrintCommand.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <unistd.h>
+
+#include "app/TerminalPort.h"
+#include "lang/Messages.h"
+#include "office/convert/Converter.h"
+#include "print/Cups.h"
+#include "print/Outputs.h"
+#include "session/PrintRun.h"
+#include "session/Start.h"
+#include "session/Templates.h"
+#include "store/FileStore.h"
+#include "util/VbFormat.h"
+
+namespace ordolo::app {
+
+namespace {
+
+using lang::Msg;
+using lang::text;
+
+bool parseNumber(const QString& option, const QString& value, int* number) {
+  bool ok = false;
+  *number = value.toInt(&ok);
+  if (!ok) err(text(Msg::ErrBadNumber).arg(option, value));
+  return ok;
+}
+
+// A column by number ("5") or by its header ("Subject", any case).
+int findColumn(int kind, const QString& wanted) {
+  const std::vector<session::Column> columns = session::Columns(kind);
+  bool isNumber = false;
+  const int n = wanted.toInt(&isNumber);
+  if (isNumber && n > 0 && n < int(columns.size()) && !columns[n].hidden) return n;
+  QStringList names;
+  for (int i = 1; i < int(columns.size()); ++i) {
+    if (columns[i].hidden) continue;
+    if (columns[i].header.compare(wanted, Qt::CaseInsensitive) == 0) return i;
+    names << QStringLiteral("%1 %2").arg(i).arg(columns[i].header);
+  }
+  err(text(Msg::ErrUnknownColumn).arg(wanted, names.join(QStringLiteral(", "))));
+  return -1;
+}
+
+// Where a shown document lives on: beside the converted templates, so
+// that it outlasts the process.
+QString showFolder() {
+  QDir cache(office::convert::Converter::defaultCacheFolder());
+  cache.cdUp();
+  return cache.filePath(QStringLiteral("shown"));
+}
+
+std::unique_ptr<print::Output> chooseOutput(const PrintOptions& o, TerminalPort& port) {
+  const int chosen = int(o.printerSet) + int(!o.pdf.isEmpty()) + int(!o.save.isEmpty()) + int(o.show);
+  if (chosen > 1) {
+    err(text(Msg::ErrOutputChoice));
+    return nullptr;
+  }
+  if (o.printerSet) return print::makeOutput(print::Target::Queue, o.printer, &port);
+  if (!o.pdf.isEmpty()) return print::makeOutput(print::Target::PdfFolder, QFileInfo(o.pdf).absoluteFilePath(), &port);
+  if (!o.save.isEmpty()) return print::makeOutput(print::Target::SaveFolder, QFileInfo(o.save).absoluteFilePath(), &port);
+  if (o.show) return print::makeOutput(print::Target::Show, showFolder(), &port);
+  // Nothing named: the default printer, else PDFs in a folder of the
+  // current directory.
+  print::Cups cups;
+  if (cups.reachable() && !cups.defaultQueue().isEmpty()) return print::makeOutput(print::Target::Queue, QString(), &port);
+  const QString folder = QDir::current().absoluteFilePath(QStringLiteral("ordolo-pdf"));
+  err(text(Msg::PrintPdfFallback).arg(folder));
+  return print::makeOutput(print::Target::PdfFolder, folder, &port);
+}
+
+}  // namespace
+
+int printCommand(const PrintOptions& o) {
+  auto store = openStore(o.store);
+  if (!store) return 1;
+  model::FolderPtr folder;
+  int code = 0;
+  model::ItemsPtr items = folderItems(*store, o.store, &folder, &code);
+  if (!items) return code;
+
+  // The selection: the named items in the order named, else the folder's.
+  std::vector<model::ItemPtr> chosen;
+  if (!o.items.isEmpty()) {
+    for (const QString& id : o.items) {
+      model::ItemPtr found;
+      for (const model::ItemPtr& item : *items)
+        if (item->EntryID() == id.trimmed()) found = item;
+      if (!found) {
+        err(text(Msg::ErrUnknownItem).arg(id, o.store.folder));
+        return 1;
+      }
+      chosen.push_back(found);
+    }
+  } else {
+    chosen = items->all();
+  }
+
+  int startRow = 1, copies = 1;
+  if (!parseNumber(QStringLiteral("--start-row"), o.startRow, &startRow) ||
+      !parseNumber(QStringLiteral("--copies"), o.copies, &copies))
+    return 2;
+
+  TerminalPort port(o.yes);
+  session::Start start(port);
+  if (!start.StartPrint(model::Selection(chosen), folder, store->CurrentUser())) return 1;
+  if (!start.canPrint()) {
+    err(text(Msg::ErrNothingToPrint));
+    return 1;
+  }
+  int sortColumn = 0;
+  if (!o.sort.isEmpty()) {
+    sortColumn = findColumn(start.kind(), o.sort);
+    if (sortColumn < 0) return 2;
+    start.sortBy(sortColumn);
+  }
+
+  // The template: as named, else the kind's stored choice or first one.
+  const QString letter = session::KindLetter(start.kind());
+  QString templatePath;
+  if (!o.templateName.isEmpty()) {
+    const QFileInfo named(o.templateName);
+    templatePath = named.exists() || o.templateName.contains(QLatin1Char('/'))
+                       ? named.absoluteFilePath()
+                       : session::TemplateFolder() + o.templateName;
+    if (QFileInfo(templatePath).isFile()) session::StoreTemplateChoice(letter, QFileInfo(templatePath).fileName());
+  } else {
+    const QString name = session::ChooseTemplate(letter);
+    if (name.isEmpty()) {
+      err(text(Msg::ErrNoTemplate).arg(letter, session::TemplateFolder()));
+      return 1;
+    }
+    templatePath = session::TemplateFolder() + name;
+  }
+  if (!QFileInfo(templatePath).isFile()) {
+    err(text(Msg::ErrTemplateMissing).arg(templatePath));
+    return 1;
+  }
+
+  std::unique_ptr<print::Output> output = chooseOutput(o, port);
+  if (!output) return 2;
+  QString why;
+  if (!output->prepare(&why)) {
+    err(why);
+    return 1;
+  }
+
+  session::RunOptions run;
+  run.templatePath = templatePath;
+  run.mode = o.show ? session::RunMode::Show : session::RunMode::Print;
+  run.startRow = startRow;
+  run.copies = copies;
+  run.sortColumn = sortColumn;
+  run.session = store.get();
+  run.header.User = store->CurrentUser();
+  model::Application app(store);
+  app.ActiveExplorer().setCurrentFolder(folder);
+  run.header.Caption = app.ActiveExplorer().Caption();
+  run.header.Folder = start.caption().left(start.caption().indexOf(QLatin1String(" (")));
+  if (!o.store.from.isEmpty() || !o.store.to.isEmpty()) {
+    const QDate from = parseDay(o.store.from.isEmpty() ? o.store.to : o.store.from);
+    const QDate to = parseDay(o.store.to.isEmpty() ? o.store.from : o.store.to);
+    run.header.SelStart = util::Format(from, QStringLiteral("Short Date"));
+    run.header.SelEnd = util::Format(to, QStringLiteral("Short Date"));
+  }
+
+  office::convert::Converter converter;
+  session::PrintRun printRun(port, *output, &converter);
+  const bool terminal = isatty(STDERR_FILENO);
+  int selected = 0;
+  for (const auto& row : start.rows()) selected += row.selected;
+  if (selected > 3) {
+    printRun.setProgress([terminal](int done, int total) {
+      const QString line = text(Msg::PrintProgress).arg(done).arg(total);
+      if (terminal)
+        std::fputs(("\r" + line + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
+      else if (done == total || done % 50 == 0)
+        std::fputs((line + QLatin1Char('\n')).toUtf8().constData(), stderr);
+      std::fflush(stderr);
+    });
+    output->setProgress([](const QString& what, int, int) { std::fputs((what + QLatin1Char('\n')).toUtf8().constData(), stderr); });
+  }
+  const session::RunResult result = printRun.run(start.items(), start.rows(), run);
+  for (const QString& e : result.errors) err(e);
+  for (const QString& d : output->delivered()) out(d);
+  out(text(Msg::PrintDone).arg(result.items).arg(result.documents));
+  return result.errors.isEmpty() ? 0 : 1;
+}
+
+int templatesCommand(const QString& kindLetter) {
+  const QString folder = session::TemplateFolder();
+  const QStringList letters = kindLetter.isEmpty() ? QStringList{"A", "C", "D", "J", "M", "N", "T"}
+                                                   : QStringList{kindLetter.toUpper()};
+  for (const QString& letter : letters)
+    for (const QString& name : session::ListTemplates(letter, folder))
+      out(kindLetter.isEmpty() ? letter + QLatin1Char('\t') + name : name);
+  return 0;
+}
+
+}  // namespace ordolo::app

@@ -1,0 +1,23 @@
+// The print and templates commands of the ordolo front end.
+#pragma once
+
+#include "app/StoreCommands.h"
+
+namespace ordolo::app {
+
+struct PrintOptions {
+  StoreOptions store;
+  QString templateName;  // --template: a name in the template folder or a path
+  QStringList items;     // --items: entry ids
+  QString sort;          // --sort: a column number or header
+  QString startRow = QStringLiteral("1");
+  QString copies = QStringLiteral("1");
+  QString printer, pdf, save;
+  bool printerSet = false, show = false, yes = false;
+};
+
+int printCommand(const PrintOptions& options);
+// Lists the template folder's templates of a kind (all kinds without one).
+int templatesCommand(const QString& kindLetter);
+
+}  // namespace ordolo::app

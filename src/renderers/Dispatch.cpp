@@ -1,0 +1,51 @@
+#include "renderers/Dispatch.h"
+
+#include "template/Eigenschaften.h"
+#include "template/ReplacePlaceholder.h"
+
+namespace ordolo::renderers {
+
+Renderer RendererFor(int itemClass, bool calendarWordTemplate) {
+  const int c = calendarWordTemplate ? 999 : itemClass;
+  if (c > model::olNote) {
+    if (c == model::olTask) return Renderer::Task;
+    if (c == model::olDistributionList) return Renderer::DistList;
+    if (c == 999) return Renderer::CalendarGrid;
+    return Renderer::Mail;
+  }
+  if (c == model::olNote) return Renderer::Note;
+  if (c == model::olAppointment) return Renderer::Appointment;
+  if (c == model::olContact) return Renderer::Contact;
+  if (c == model::olJournal) return Renderer::Journal;
+  return Renderer::Mail;
+}
+
+namespace {
+
+void Replace(tpl::RunState& st, const QString& placeholder, const QString& value, bool wildcards) {
+  bool test = true, retry = true;
+  tpl::ReplacePlaceholder(st, placeholder, value, wildcards, test, retry);
+}
+
+}  // namespace
+
+void Render(Renderer renderer, RenderContext& ctx) {
+  tpl::RunState& st = ctx.st;
+  const model::Item& item = *ctx.item;
+  const QString prefix = renderer == Renderer::DistList ? QStringLiteral("DL") : QString();
+  const QString importance = tpl::FillImportance(st, item, prefix);
+  Replace(st, prefix.isEmpty() ? QStringLiteral("#Importance") : QStringLiteral("#<DLImportance>"), importance,
+          !prefix.isEmpty());
+  tpl::FillSensitivity(st, item, prefix);
+  switch (renderer) {
+    case Renderer::Mail: tpl::FillRecipients(st, item); break;
+    case Renderer::Appointment:
+    case Renderer::Task:
+    case Renderer::Note:
+    case Renderer::Journal: tpl::FillLinkedContacts(st, item); break;
+    default: break;
+  }
+  tpl::FillCommonPlaceholders(st, item);
+}
+
+}  // namespace ordolo::renderers

@@ -1,0 +1,487 @@
+#include "session/PrintRun.h"
+
+#include <QFileInfo>
+
+#include "lang/LanguageTable.h"
+#include "lang/Messages.h"
+#include "office/convert/Converter.h"
+#include "office/word/Document.h"
+#include "print/Output.h"
+#include "renderers/Dispatch.h"
+#include "template/Eigenschaften.h"
+#include "template/ExcelOutput.h"
+#include "template/ReplacePlaceholder.h"
+#include "ui/Port.h"
+#include "util/DebugLog.h"
+#include "util/Folders.h"
+
+namespace ordolo::session {
+
+namespace word = office::word;
+using lang::Msg;
+
+namespace {
+
+const QString kBlockFind = QStringLiteral("[^60]%*%[^62]");
+const QString kLeftovers = QStringLiteral("#<([A-Z])*([A-Z,1-9,a-z])>");
+const QString kBookmark = QStringLiteral("ORDOLO");
+
+void Debug(const QString& line) {
+  if (util::DebugLog::isOn()) util::DebugLog::write(line);
+}
+
+bool IsLegacy(const QString& path) {
+  const QString suffix = QFileInfo(path).suffix().toLower();
+  return suffix == QLatin1String("dot") || suffix == QLatin1String("doc") || suffix == QLatin1String("xlt") ||
+         suffix == QLatin1String("xls");
+}
+
+bool IsOoxml(const QString& path) {
+  static const QStringList kSuffixes = {"docx", "docm", "dotx", "dotm", "xlsx", "xlsm", "xltx", "xltm"};
+  return kSuffixes.contains(QFileInfo(path).suffix().toLower());
+}
+
+}  // namespace
+
+struct PrintRun::Doc {
+  std::unique_ptr<word::Document> word;
+  std::unique_ptr<tpl::ExcelOutput> excel;
+  word::Fragment block;      // the unfilled report or label block
+  word::RowBlock rows;       // the unfilled table rows
+  int rowsPerItem = 0;
+  int labelRows = 0, labelColumns = 0;
+  int labelCell = 0;         // the next free label cell, counted row by row from 0
+  int items = 0;             // items in this document
+};
+
+PrintRun::PrintRun(ui::Port& port, print::Output& output, office::convert::Converter* converter)
+    : port_(port), output_(output), converter_(converter) {}
+
+PrintRun::~PrintRun() = default;
+
+QString PrintRun::resolveTemplate(RunResult& result) {
+  const QString path = options_.templatePath;
+  if (!QFileInfo(path).isFile()) {
+    result.errors << lang::text(Msg::ErrTemplateMissing).arg(path);
+    return {};
+  }
+  if (IsLegacy(path)) {
+    if (!converter_) {
+      result.errors << lang::text(Msg::ErrOfficeMissing);
+      return {};
+    }
+    const office::convert::Result converted = converter_->toOoxml(path);
+    if (!converted.ok()) {
+      result.errors << converted.error;
+      return {};
+    }
+    return converted.output;
+  }
+  if (!IsOoxml(path)) {
+    result.errors << lang::text(Msg::ErrTemplateKind).arg(path);
+    return {};
+  }
+  return path;
+}
+
+RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vector<ListRow>& rows,
+                        const RunOptions& options) {
+  RunResult result;
+  options_ = options;
+  stop_ = false;
+  busy_ = true;
+  doc_.reset();
+  pending_ = 0;
+  docNumber_ = 0;
+
+  // The run state as every run starts it.
+  const QString fileName = QFileInfo(options.templatePath).fileName();
+  st_ = tpl::RunState{};
+  st_.UseWord = !fileName.right(5).contains(QLatin1String(".xl"), Qt::CaseInsensitive);
+  st_.TableMode = st_.UseWord && fileName.contains(QLatin1String("Table"));
+  report_ = st_.UseWord && fileName.contains(QLatin1String("Report"));
+  label_ = st_.UseWord && fileName.contains(QLatin1String("Label"));
+  calendar_ = st_.UseWord && fileName.contains(QLatin1String("Calendar"));
+  st_.LastStartDate = QDateTime(QDate(3000, 1, 1), QTime(0, 0));
+  st_.GroupKey = st_.PrevGroupKey = QStringLiteral("z#@");
+  st_.Grouped = options.sortColumn > 0;
+  st_.ItemCounter = report_ || label_ ? 0 : 1;
+  st_.Header = options.header;
+  st_.TemplatePath = options.templatePath;
+  baseName_ = QFileInfo(options.templatePath).completeBaseName();
+
+  std::vector<size_t> chosen;
+  for (size_t i = 0; i < items.size() && i < rows.size(); ++i)
+    if (rows[i].selected && items[i]) chosen.push_back(i);
+  if (chosen.empty()) {
+    result.errors << lang::text(Msg::ErrNothingToPrint);
+    busy_ = false;
+    return result;
+  }
+
+  templateFile_ = resolveTemplate(result);
+  if (templateFile_.isEmpty()) {
+    result.stopped = true;
+    busy_ = false;
+    return result;
+  }
+
+  const std::vector<Column> columns = Columns(rows.empty() ? 0 : items[chosen.front()]->Class());
+  int sortKeyColumn = options.sortColumn;
+  if (sortKeyColumn > 0 && sortKeyColumn < int(columns.size()) && columns[sortKeyColumn].sortBy > 0)
+    sortKeyColumn = columns[sortKeyColumn].sortBy;
+
+  const int total = int(chosen.size());
+  const bool show = options.mode == RunMode::Show;
+  for (int n = 0; n < total; ++n) {
+    if (stop_) {
+      result.stopped = true;
+      break;
+    }
+    const int number = n + 1;
+    if (show && number >= 11 && (number - 1) % 10 == 0) {
+      // Show what is ready before asking whether to go on.
+      deliver(result);
+      port_.beep();
+      const QString question = lang::withNumber(
+          lang::GetLangText(QStringLiteral("S65")) + QLatin1String("\n\n") + lang::GetLangText(QStringLiteral("S66")),
+          number - 1);
+      if (port_.message(question, ui::Buttons::YesNo, ui::Icon::Information) == ui::Answer::No) {
+        result.stopped = true;
+        break;
+      }
+      port_.yield();
+    }
+
+    const size_t index = chosen[n];
+    const model::ItemPtr& item = items[index];
+    st_.PrevGroupKey = st_.GroupKey;
+    if (st_.Grouped) st_.GroupKey = rows[index].subItems.value(sortKeyColumn - 1).left(8);
+
+    // The target for this item: a fresh document, or the next row, block or
+    // label cell of the open one.
+    int labelsLeft = label_ ? std::max(1, options.copies) : 1;
+    bool failed = false;
+    while (labelsLeft > 0 && !failed) {
+      if (!doc_) {
+        if (!openDocument(result)) {
+          failed = true;
+          break;
+        }
+      } else if (st_.UseWord && st_.TableMode) {
+        nextTableRows();
+      } else if (st_.UseWord && report_) {
+        placeReportBlock();
+      }
+      int placed = 1;
+      if (label_) {
+        if (!placeLabels(labelsLeft, result, &placed)) {
+          failed = true;
+          break;
+        }
+      }
+      labelsLeft -= placed;
+
+      if (!st_.BlockMode && !st_.TableMode) {
+        if (st_.UseWord) {
+          st_.DocumentText = doc_->word->searchedText();
+        } else {
+          doc_->excel->BeginItem(st_);
+        }
+      }
+      if (st_.ItemCounter > 0) ++st_.ItemCounter;
+
+      tpl::FillRunHeader(st_);
+      renderers::RenderContext ctx{st_, item, options.session};
+      renderers::Render(renderers::RendererFor(item->Class(), calendar_), ctx);
+      ++doc_->items;
+
+      if (st_.UseWord) {
+        if (st_.BlockMode || st_.TableMode)
+          removeLeftovers(true);
+        else if (!finishDocument(result))
+          failed = true;
+      }
+    }
+    if (failed) {
+      result.stopped = true;
+      break;
+    }
+    ++result.items;
+    if (progress_) progress_(n + 1, total);
+    port_.yield();
+  }
+
+  // What was filled before a stop is printed too.
+  if (doc_ && doc_->items > 0) finishDocument(result);
+  doc_.reset();
+  deliver(result);
+  busy_ = false;
+  stop_ = false;
+  return result;
+}
+
+bool PrintRun::openDocument(RunResult& result) {
+  QString error;
+  doc_ = std::make_unique<Doc>();
+  if (!st_.UseWord) {
+    doc_->excel = std::make_unique<tpl::ExcelOutput>();
+    if (!doc_->excel->Open(st_, templateFile_, &error)) {
+      result.errors << error;
+      doc_.reset();
+      return false;
+    }
+    st_.excelOutput = doc_->excel.get();
+    st_.word = nullptr;
+    return true;
+  }
+  doc_->word = word::Document::create(templateFile_, &error);
+  if (!doc_->word) {
+    result.errors << error;
+    doc_.reset();
+    return false;
+  }
+  word::Document* doc = doc_->word.get();
+  st_.word = doc;
+  st_.excel = nullptr;
+  st_.excelOutput = nullptr;
+  st_.BlockMode = false;
+  st_.BlockStart = 0;
+  if (converter_) {
+    office::convert::Converter* conv = converter_;
+    doc->setImporter([conv](const QString& file, QString* err) -> QString {
+      const QString out = util::TempFolder() + QFileInfo(file).completeBaseName() + QLatin1String("-import.docx");
+      const office::convert::Result r = conv->toDocx(file, out);
+      if (!r.ok() && err) *err = r.error;
+      return r.ok() ? r.output : QString();
+    });
+  }
+
+  if (report_ || label_) {
+    if (!prepareBlock(result)) return false;
+  } else if (st_.TableMode) {
+    if (!prepareTable()) st_.TableMode = false;
+  }
+  // In table and block templates the run header outside the repeated part
+  // (titles, page headers and footers) is filled once per document.
+  if (st_.TableMode || st_.BlockMode) {
+    tpl::RunState whole = st_;
+    whole.TableMode = whole.BlockMode = false;
+    whole.DocumentText = doc->searchedText();
+    tpl::FillRunHeader(whole);
+  }
+  return true;
+}
+
+void PrintRun::blockError(const QString& message, RunResult& result) {
+  port_.message(message, ui::Buttons::Ok, ui::Icon::Critical);
+  result.errors << message;
+  stop_ = true;
+  doc_.reset();
+}
+
+bool PrintRun::prepareBlock(RunResult& result) {
+  word::Document* doc = doc_->word.get();
+  word::Range sel = doc->content();
+  sel.end = sel.start;
+  word::FindOptions find;
+  find.text = kBlockFind;
+  find.matchWildcards = true;
+  const word::FindResult found = doc->execute(sel, find, word::ReplaceMode::None);
+  // "<%%>" holds nothing to repeat; anything shorter is no block at all.
+  if (!found.ok || found.found == 0 || sel.end - sel.start <= 4) {
+    blockError(lang::text(Msg::ErrReportLines), result);
+    return false;
+  }
+  if (label_) {
+    const int rows = doc->tableCount() > 0 ? doc->rowCount(1) : 0;
+    if (options_.startRow < 1 || options_.startRow > 9 || options_.startRow > rows) {
+      blockError(lang::text(Msg::ErrLabelRow), result);
+      return false;
+    }
+    doc_->labelRows = rows;
+    doc_->labelColumns = doc->columnCount(1);
+    // Every later sheet starts at its first row.
+    doc_->labelCell = (options_.startRow - 1) * doc_->labelColumns;
+    options_.startRow = 1;
+  }
+
+  // The markers are not printed: the block is what lies between them, and a
+  // "%>" at the end of a line takes the line's end along, so that every copy
+  // starts on a line of its own.
+  word::Range& cursor = doc->selection();
+  cursor = word::Range{sel.story, sel.end - 2, sel.end};
+  doc->typeBackspace();
+  cursor = word::Range{sel.story, sel.start, sel.start + 2};
+  doc->typeBackspace();
+  word::Range block{sel.story, sel.start, sel.end - 4};
+  if (report_ && doc->text(word::Range{sel.story, block.end, block.end + 2}).startsWith(QLatin1Char('\r')) &&
+      !doc->text(word::Range{sel.story, block.end, block.end + 2}).endsWith(QChar(7)))
+    block.end += 1;
+  doc_->block = doc->copy(block);
+
+  st_.BlockMode = true;
+  st_.BlockStart = block.start;
+  if (label_) {
+    // The labels are pasted cell by cell; the block's own place starts empty.
+    cursor = block;
+    doc->typeBackspace();
+  } else {
+    doc->addBookmark(kBookmark, block);
+    st_.DocumentText = doc->text(block);
+  }
+  return true;
+}
+
+void PrintRun::placeReportBlock() {
+  word::Document* doc = doc_->word.get();
+  auto mark = doc->bookmark(kBookmark);
+  if (!mark) return;
+  word::Range at{mark->story, mark->end, mark->end};
+  st_.BlockStart = at.start;
+  doc->paste(at, doc_->block);
+  const word::Range copy{at.story, st_.BlockStart, at.start};
+  doc->addBookmark(kBookmark, copy);
+  st_.DocumentText = doc->text(copy);
+}
+
+bool PrintRun::placeLabels(int count, RunResult& result, int* placed) {
+  word::Document* doc = doc_->word.get();
+  const int cells = doc_->labelRows * doc_->labelColumns;
+  if (doc_->labelCell >= cells) {
+    // The sheet is full: print it and go on with a fresh one.
+    if (!finishDocument(result)) return false;
+    if (!openDocument(result)) return false;
+    doc = doc_->word.get();
+  }
+  int n = 0;
+  int firstStart = -1;
+  while (n < count && doc_->labelCell < cells) {
+    const int row = doc_->labelCell / doc_->labelColumns + 1;
+    const int column = doc_->labelCell % doc_->labelColumns + 1;
+    ++doc_->labelCell;
+    auto cell = doc->cellRange(1, row, column);
+    if (!cell) continue;
+    word::Range at{cell->story, cell->start, cell->start};
+    if (firstStart < 0) firstStart = at.start;
+    doc->paste(at, doc_->block);
+    ++n;
+  }
+  st_.BlockStart = std::max(firstStart, 0);
+  const word::Range all = doc->content();
+  st_.DocumentText = doc->text(word::Range{all.story, st_.BlockStart, all.end});
+  *placed = std::max(n, 1);
+  return true;
+}
+
+bool PrintRun::prepareTable() {
+  word::Document* doc = doc_->word.get();
+  st_.TableIndex = 1;
+  if (doc->tableCount() < 1) {
+    Debug(QStringLiteral("Table template without a table: filled as a document"));
+    return false;
+  }
+  const int rows = doc->rowCount(1);
+  int first = 0, last = 0;
+  for (int r = 1; r <= rows; ++r) {
+    auto range = doc->rowRange(1, r);
+    if (range && doc->text(*range).contains(QLatin1Char('#'))) {
+      if (!first) first = r;
+      last = r;
+    }
+  }
+  if (!first) first = last = rows;
+  doc_->rows = doc->copyRows(1, first, last);
+  doc_->rowsPerItem = last - first + 1;
+  st_.BlockStart = first;
+  if (auto range = doc->rowRange(1, first)) st_.DocumentText = doc->text(*range);
+  return true;
+}
+
+void PrintRun::nextTableRows() {
+  word::Document* doc = doc_->word.get();
+  doc->appendRows(1, doc_->rows);
+  st_.BlockStart = doc->rowCount(1) - doc_->rowsPerItem + 1;
+  QString text;
+  for (int r = st_.BlockStart; r <= doc->rowCount(1); ++r)
+    if (auto range = doc->rowRange(1, r)) text += doc->text(*range);
+  st_.DocumentText = text;
+}
+
+void PrintRun::removeLeftovers(bool fromBlock) {
+  word::Document* doc = doc_->word.get();
+  word::FindOptions find;
+  find.text = kLeftovers;
+  find.matchWildcards = true;
+  if (fromBlock) {
+    // Only the current row or block can still hold this item's leftovers.
+    word::Range r = doc->content();
+    if (st_.TableMode) {
+      if (auto row = doc->rowRange(st_.TableIndex, st_.BlockStart)) r.start = row->start;
+    } else {
+      r.start = std::clamp(st_.BlockStart, 0, r.end);
+    }
+    r.end = r.start;
+    doc->execute(r, find, word::ReplaceMode::All);
+    return;
+  }
+  find.wrap = word::Wrap::Continue;
+  for (word::Story* s : doc->storyRanges()) {
+    const int t = int(word::Document::typeOf(s));
+    if (t != 1 && (t < 5 || t > 11)) continue;
+    word::Range r = doc->storyRange(s);
+    doc->execute(r, find, word::ReplaceMode::All);
+  }
+}
+
+bool PrintRun::finishDocument(RunResult& result) {
+  if (!doc_) return true;
+  ++docNumber_;
+  const QString name = QStringLiteral("%1-%2").arg(baseName_).arg(docNumber_, 3, 10, QLatin1Char('0'));
+  bool ok = true;
+  if (st_.UseWord) {
+    removeLeftovers(false);
+    word::Document* doc = doc_->word.get();
+    doc->setPrintHook([this, &name](const QString& saved, QString*) {
+      output_.add({saved, name, true});
+      return true;
+    });
+    QString error;
+    if (!doc->printOut(&error)) {
+      result.errors << error;
+      ok = false;
+    }
+  } else {
+    doc_->excel->Finish(st_);
+    const QString saved = util::TempFolder() + name + QLatin1String(".xlsx");
+    QString error;
+    if (doc_->excel->SaveAs(saved, &error)) {
+      output_.add({saved, name, true});
+    } else {
+      result.errors << error;
+      ok = false;
+    }
+  }
+  doc_.reset();
+  st_.word = nullptr;
+  st_.excel = nullptr;
+  st_.excelOutput = nullptr;
+  if (!ok) return false;
+  ++result.documents;
+  ++pending_;
+  if (pending_ >= std::max(1, options_.mode == RunMode::Show ? std::min(options_.batch, 10) : options_.batch))
+    return deliver(result);
+  return true;
+}
+
+bool PrintRun::deliver(RunResult& result) {
+  if (pending_ == 0) return true;
+  pending_ = 0;
+  const int before = output_.errors().size();
+  const bool ok = output_.flush();
+  const QStringList errors = output_.errors();
+  for (int i = before; i < errors.size(); ++i) result.errors << errors[i];
+  return ok;
+}
+
+}  // namespace ordolo::session

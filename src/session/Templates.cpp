@@ -1,0 +1,68 @@
+#include "session/Templates.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include "model/Model.h"
+#include "util/Folders.h"
+#include "util/Ini.h"
+
+namespace ordolo::session {
+
+QString TemplateFolder() {
+  const QString set = util::ReadIni(QStringLiteral("Register"), QStringLiteral("Template"), QString(),
+                                    util::TemplatePathFile());
+  if (!set.isEmpty()) return util::WithSlash(set);
+  return util::DataFolder();
+}
+
+QString KindLetter(int itemClass) {
+  switch (itemClass) {
+    case model::olAppointment: return QStringLiteral("A");
+    case model::olContact: return QStringLiteral("C");
+    case model::olDistributionList: return QStringLiteral("D");
+    case model::olJournal: return QStringLiteral("J");
+    case model::olNote: return QStringLiteral("N");
+    case model::olTask: return QStringLiteral("T");
+    default: return QStringLiteral("M");
+  }
+}
+
+bool PassesExtensionTest(const QString& fileName) {
+  if (fileName.size() < 4) return false;
+  return QStringLiteral(".xls/.xlt/.dot/dotx/xltx/xlsx").contains(fileName.right(4), Qt::CaseInsensitive);
+}
+
+bool IsExcelTemplate(const QString& fileName) {
+  return fileName.right(5).contains(QLatin1String(".xl"), Qt::CaseInsensitive);
+}
+
+QStringList ListTemplates(const QString& kindLetter, const QString& folder) {
+  QStringList found;
+  const QDir dir(folder);
+  // Name order, as the directory listing of the original folder gave it.
+  for (const QString& name : dir.entryList({kindLetter + QLatin1Char('*')}, QDir::Files, QDir::Name | QDir::IgnoreCase))
+    if (PassesExtensionTest(name)) found << name;
+  return found;
+}
+
+QString StoredTemplate(const QString& kindLetter) {
+  return util::ReadIni(QStringLiteral("Option"), kindLetter + QLatin1String("Template"), QString(),
+                       util::UserConfigFile());
+}
+
+bool StoreTemplateChoice(const QString& kindLetter, const QString& fileName) {
+  return util::WriteIni(QStringLiteral("Option"), kindLetter + QLatin1String("Template"),
+                        QFileInfo(fileName).fileName(), util::UserConfigFile());
+}
+
+QString ChooseTemplate(const QString& kindLetter, const QString& folder) {
+  const QStringList listed = ListTemplates(kindLetter, folder);
+  const QString stored = StoredTemplate(kindLetter);
+  if (!stored.isEmpty() && listed.contains(stored)) return stored;
+  if (listed.isEmpty()) return {};
+  StoreTemplateChoice(kindLetter, listed.first());
+  return listed.first();
+}
+
+}  // namespace ordolo::session
