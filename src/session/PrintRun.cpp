@@ -257,19 +257,17 @@ bool PrintRun::openDocument(RunResult& result) {
     });
   }
 
-  if (report_ || label_) {
-    if (!prepareBlock(result)) return false;
-  } else if (st_.TableMode) {
-    if (!prepareTable()) st_.TableMode = false;
-  }
   // In table and block templates the run header outside the repeated part
-  // (titles, page headers and footers) is filled once per document.
-  if (st_.TableMode || st_.BlockMode) {
+  // (titles, page headers and footers) is filled once per document, before
+  // any position in the document is taken.
+  if (st_.TableMode || report_ || label_) {
     tpl::RunState whole = st_;
     whole.TableMode = whole.BlockMode = false;
     whole.DocumentText = doc->searchedText();
     tpl::FillRunHeader(whole);
   }
+  if (report_ || label_) return prepareBlock(result);
+  if (st_.TableMode && !prepareTable()) st_.TableMode = false;
   return true;
 }
 
@@ -278,6 +276,7 @@ void PrintRun::blockError(const QString& message, RunResult& result) {
   result.errors << message;
   stop_ = true;
   doc_.reset();
+  st_.word = nullptr;
 }
 
 bool PrintRun::prepareBlock(RunResult& result) {
@@ -315,8 +314,11 @@ bool PrintRun::prepareBlock(RunResult& result) {
   cursor = word::Range{sel.story, sel.start, sel.start + 2};
   doc->typeBackspace();
   word::Range block{sel.story, sel.start, sel.end - 4};
-  if (report_ && doc->text(word::Range{sel.story, block.end, block.end + 2}).startsWith(QLatin1Char('\r')) &&
-      !doc->text(word::Range{sel.story, block.end, block.end + 2}).endsWith(QChar(7)))
+  // A marker alone on its line leaves that line empty, outside the block.
+  if (doc->text(block).startsWith(QLatin1Char('\r'))) block.start += 1;
+  const QString after = doc->text(word::Range{sel.story, block.end, block.end + 2});
+  if (report_ && !doc->text(block).endsWith(QLatin1Char('\r')) && after.startsWith(QLatin1Char('\r')) &&
+      !after.endsWith(QChar(7)))
     block.end += 1;
   doc_->block = doc->copy(block);
 

@@ -45,6 +45,7 @@ class FakeItem : public model::Item {
   model::AttachmentList Attachments() const override { return attachments; }
   model::RecipientList Recipients() const override { return recipients; }
   model::LinkList Links() const override { return links; }
+  bool Saved() const override { return saved; }
 
   QList<model::ItemProperty> properties;
   model::ObjectPtr parent;
@@ -52,6 +53,7 @@ class FakeItem : public model::Item {
   model::AttachmentList attachments;
   model::RecipientList recipients;
   model::LinkList links;
+  bool saved = true;
 
  private:
   int cls_;

@@ -1,0 +1,225 @@
+// The print run over real templates and real store items: which documents
+// come out, what they hold, and the run's questions and errors. Documents
+// are saved as filled (no conversion), so the checks read the .docx files.
+#include <gtest/gtest.h>
+
+#include <QRegularExpression>
+
+#include "lang/LanguageTable.h"
+#include "office/word/Document.h"
+#include "print/Outputs.h"
+#include "session/PrintRun.h"
+#include "session/Start.h"
+#include "store/StoreFixture.h"
+#include "support/FakeItem.h"
+#include "support/ScriptedPort.h"
+#include "util/VbFormat.h"
+
+using namespace ordolo;
+using namespace ordolo::test;
+namespace word = ordolo::office::word;
+
+namespace {
+
+class Run : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    lang::table().LoadLanguageTable(QStringLiteral(ORDOLO_SOURCE_SHARE "/language/English.txt"));
+    util::setUserLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+  }
+
+  // A test template under the name the run reads its layout from.
+  QString templ(const char* source, const QString& name) {
+    const QString path = dir.filePath(name);
+    QFile::remove(path);
+    QFile::copy(QStringLiteral(ORDOLO_TEST_DATA "/word/") + source, path);
+    return path;
+  }
+
+  session::RunResult print(const std::vector<model::ItemPtr>& chosen, const QString& templatePath,
+                           session::RunOptions options = {}) {
+    session::Start start(port);
+    EXPECT_TRUE(start.StartPrint(model::Selection(chosen), store->folderByPath("Inbox"), "Test User"));
+    if (options.sortColumn > 0) start.sortBy(options.sortColumn);
+    print::FolderOutput output(out.path(), false);
+    QString why;
+    EXPECT_TRUE(output.prepare(&why)) << why.toStdString();
+    session::PrintRun run(port, output);
+    run.setProgress([&](int, int) { keys << run.state().PrevGroupKey + "|" + run.state().GroupKey; });
+    options.templatePath = templatePath;
+    options.header.User = "Test User";
+    options.header.Folder = "Inbox";
+    return run.run(start.items(), start.rows(), options);
+  }
+
+  QStringList written() const { return QDir(out.path()).entryList(QDir::Files, QDir::Name); }
+  std::unique_ptr<word::Document> open(const QString& name) {
+    QString why;
+    auto doc = word::Document::create(out.filePath(name), &why);
+    EXPECT_TRUE(doc) << why.toStdString();
+    return doc;
+  }
+  QString cell(word::Document& doc, int row, int column) {
+    auto r = doc.cellRange(1, row, column);
+    return r ? doc.text(*r).remove(QRegularExpression("[\\r\\a]")) : QStringLiteral("<none>");
+  }
+
+  std::vector<model::ItemPtr> contacts(int n) {
+    std::vector<model::ItemPtr> list;
+    const auto all = items("Contacts");
+    for (const auto& item : *all)
+      if (item->Class() == model::olContact && int(list.size()) < n) list.push_back(item);
+    return list;
+  }
+
+  QTemporaryDir dir, out;
+  ScriptedPort port;
+  QStringList keys;
+};
+
+const QRegularExpression kLeftover("#[A-Z]");
+
+TEST_F(Run, EachItemFillsItsOwnDocument) {
+  const auto mails = items("Inbox")->all();
+  const auto result = print(mails, templ("memo.docx", "MMemo.docx"));
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  EXPECT_EQ(result.items, int(mails.size()));
+  ASSERT_EQ(written(), (QStringList{"MMemo-001.docx", "MMemo-002.docx", "MMemo-003.docx", "MMemo-004.docx"}));
+  for (int i = 0; i < 4; ++i) {
+    auto doc = open(written()[i]);
+    const QString text = doc->searchedText();
+    EXPECT_TRUE(text.contains("Subject: " + mails[i]->text("Subject") + " end")) << text.toStdString();
+    EXPECT_TRUE(text.contains("Head Test User")) << text.toStdString();
+    EXPECT_FALSE(text.contains(kLeftover)) << text.toStdString();
+    EXPECT_TRUE(text.contains("Case: #subject"));  // not a placeholder: kept
+  }
+}
+
+TEST_F(Run, AReportRepeatsItsBlockForEveryItemInOneDocument) {
+  const auto mails = items("Inbox")->all();
+  const auto result = print({mails[0], mails[1], mails[2]}, templ("report.docx", "MReport.docx"));
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  ASSERT_EQ(written(), QStringList{"MReport-001.docx"});
+  const QString text = open("MReport-001.docx")->contentText();
+  const QString expected = "Title Inbox\r\r" + mails[0]->text("Subject") + " at \r" + mails[1]->text("Subject") +
+                           " at \r" + mails[2]->text("Subject") + " at \r\rClosing line\r";
+  EXPECT_EQ(text, expected);
+}
+
+TEST_F(Run, BlockErrorsStopTheRunAndPrintNothing) {
+  const auto mails = items("Inbox")->all();
+  auto result = print(mails, templ("memo.docx", "MReport.docx"));
+  EXPECT_EQ(port.messages, QStringList{"Report Lines not found: <% ... %>"});
+  EXPECT_TRUE(result.stopped);
+  EXPECT_EQ(result.items, 0);
+
+  for (int row : {0, 10, 4}) {
+    port.messages.clear();
+    session::RunOptions options;
+    options.startRow = row;
+    result = print(contacts(2), templ("label.docx", "CLabel.docx"), options);
+    EXPECT_EQ(port.messages, QStringList{"Label Row does not exist!"}) << row;
+    EXPECT_EQ(result.documents, 0);
+  }
+  EXPECT_TRUE(written().isEmpty());
+}
+
+TEST_F(Run, LabelsStartAtTheChosenRowAndFillFreshSheets) {
+  const auto people = contacts(3);
+  ASSERT_EQ(people.size(), 3u);
+  session::RunOptions options;
+  options.startRow = 2;
+  options.copies = 2;  // six labels; the 2 x 3 sheet has four from row 2
+  const auto result = print(people, templ("label.docx", "CLabel.docx"), options);
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  ASSERT_EQ(written(), (QStringList{"CLabel-001.docx", "CLabel-002.docx"}));
+  auto name = [&](int i) { return people[i]->text("FullName") + people[i]->text("Email1Address"); };
+  auto first = open("CLabel-001.docx");
+  EXPECT_EQ(cell(*first, 1, 1), "");
+  EXPECT_EQ(cell(*first, 1, 2), "");
+  EXPECT_EQ(cell(*first, 2, 1), name(0));
+  EXPECT_EQ(cell(*first, 2, 2), name(0));
+  EXPECT_EQ(cell(*first, 3, 1), name(1));
+  EXPECT_EQ(cell(*first, 3, 2), name(1));
+  auto second = open("CLabel-002.docx");
+  EXPECT_EQ(cell(*second, 1, 1), name(2));
+  EXPECT_EQ(cell(*second, 1, 2), name(2));
+  EXPECT_EQ(cell(*second, 2, 1), "");
+  EXPECT_FALSE(second->searchedText().contains("<%"));
+  EXPECT_TRUE(second->searchedText().contains("Labels of Test User"));
+}
+
+TEST_F(Run, ATableTemplateGetsARowPerItem) {
+  std::vector<model::ItemPtr> appointments;
+  const auto calendar = items("Calendar");
+  for (const auto& item : *calendar)
+    if (appointments.size() < 3) appointments.push_back(item);
+  const auto result = print(appointments, templ("memo.docx", "ATable.docx"));
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  ASSERT_EQ(written(), QStringList{"ATable-001.docx"});
+  auto doc = open("ATable-001.docx");
+  ASSERT_EQ(doc->rowCount(1), 4);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(cell(*doc, i + 2, 1), appointments[i]->text("Subject"));
+    EXPECT_EQ(cell(*doc, i + 2, 3), appointments[i]->text("Location"));
+  }
+}
+
+TEST_F(Run, ShowingManyItemsAsksBeforeEveryTenMore) {
+  std::vector<model::ItemPtr> many;
+  for (int i = 1; i <= 25; ++i) many.push_back(FakeItem::make(model::olMail)->set("Subject", QString("Item %1").arg(i)).shared_from_this());
+  session::RunOptions options;
+  options.mode = session::RunMode::Show;
+  auto result = print(many, templ("memo.docx", "MMemo.docx"), options);
+  EXPECT_EQ(result.items, 25);
+  EXPECT_EQ(port.messages, (QStringList{"More than 10 Items to SHOW!\n\nDo you really want to continue?",
+                                        "More than 20 Items to SHOW!\n\nDo you really want to continue?"}));
+
+  port.messages.clear();
+  port.answers = {ui::Answer::Yes, ui::Answer::No};
+  result = print(many, templ("memo.docx", "MMemo.docx"), options);
+  EXPECT_EQ(result.items, 20);
+  EXPECT_TRUE(result.stopped);
+}
+
+TEST_F(Run, ASortedListGroupsByTheFirstEightCharactersOfItsSortKey) {
+  std::vector<model::ItemPtr> mails;
+  for (int day : {6, 4, 4})
+    mails.push_back(FakeItem::make(model::olMail)
+                        ->set("ReceivedTime", QDateTime(QDate(2026, 3, day), QTime(9, day)), model::olDateTime)
+                        .shared_from_this());
+  session::RunOptions options;
+  options.sortColumn = 5;  // the date, sorted by its 14-digit key
+  print(mails, templ("memo.docx", "MMemo.docx"), options);
+  EXPECT_EQ(keys, (QStringList{"z#@|20260304", "20260304|20260304", "20260304|20260306"}));
+}
+
+TEST_F(Run, AnExcelTemplateFillsOneWorkbook) {
+  const QString path = dir.filePath("Mlist.xltx");
+  QFile::copy(QStringLiteral(ORDOLO_TEST_DATA "/excel/list.xltx"), path);
+  const auto result = print(items("Inbox")->all(), path);
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  EXPECT_EQ(result.items, 4);
+  EXPECT_EQ(written(), QStringList{"Mlist-001.xlsx"});
+}
+
+TEST_F(Run, BadTemplatesAreNamedAndNothingIsWritten) {
+  const auto mails = items("Inbox")->all();
+  auto result = print(mails, dir.filePath("MGone.dotx"));
+  ASSERT_EQ(result.errors.size(), 1);
+  EXPECT_TRUE(result.errors[0].contains("MGone.dotx"));
+
+  writeFile(dir.filePath("MLetter.odt"), "not ours");
+  result = print(mails, dir.filePath("MLetter.odt"));
+  ASSERT_EQ(result.errors.size(), 1);
+  EXPECT_TRUE(result.errors[0].contains("MLetter.odt"));
+
+  writeFile(dir.filePath("MBroken.docx"), "not a zip");
+  result = print(mails, dir.filePath("MBroken.docx"));
+  ASSERT_FALSE(result.errors.isEmpty());
+  EXPECT_TRUE(result.errors[0].contains("MBroken.docx"));
+  EXPECT_TRUE(written().isEmpty());
+}
+
+}  // namespace
