@@ -1,0 +1,330 @@
+#include "print/Outputs.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QTemporaryDir>
+#include <QTemporaryFile>
+#include <QThread>
+
+#include <algorithm>
+
+#include "lang/Messages.h"
+#include "util/DebugLog.h"
+#include "util/Desktop.h"
+#include "util/Folders.h"
+
+namespace ordolo::print {
+
+using lang::Msg;
+using office::convert::Converter;
+using office::convert::Result;
+
+namespace {
+
+QString msg(Msg id) { return lang::text(id); }
+
+void report(const Progress& progress, Msg what, int done, int total) {
+  if (progress) progress(msg(what).arg(done).arg(total), done, total);
+}
+
+// The PDFs of the jobs that need converting, made by one LibreOffice run
+// into `staging`; one entry per job, empty for a job sent as it is.
+std::vector<Result> convertAll(Converter& converter, const std::vector<Job>& jobs, const QString& staging,
+                               const Progress& progress) {
+  std::vector<Result> results(jobs.size());
+  QStringList inputs;
+  std::vector<size_t> index;
+  for (size_t i = 0; i < jobs.size(); ++i) {
+    if (!jobs[i].convert) continue;
+    inputs << jobs[i].file;
+    index.push_back(i);
+  }
+  if (inputs.isEmpty()) return results;
+  const int total = int(inputs.size());
+  report(progress, Msg::PrintConverting, 0, total);
+  std::vector<Result> converted = converter.toPdf(inputs, staging, [&](int done, int all) {
+    report(progress, Msg::PrintConverting, done, all);
+  });
+  for (size_t k = 0; k < index.size() && k < converted.size(); ++k) results[index[k]] = converted[k];
+  return results;
+}
+
+// A job's name as a file name: no folder separators, not "." or "..", not
+// longer than a file system takes; empty: the file's own base name.
+QString fileStem(const Job& job) {
+  QString stem = job.name.trimmed();
+  if (stem.isEmpty()) stem = QFileInfo(job.file).completeBaseName();
+  stem.replace(QLatin1Char('/'), QLatin1Char('_')).replace(QChar(0), QLatin1Char('_'));
+  if (stem.isEmpty() || stem == QLatin1String(".") || stem == QLatin1String("..")) stem = QStringLiteral("_");
+  // 255 bytes a name: leave room for " (nn)", the suffix and UTF-8.
+  while (stem.toUtf8().size() > 200) stem.chop(1);
+  return stem;
+}
+
+// Copies `source` to `target` under a temporary name in the target's folder
+// and renames it into place, replacing a file of that name; on failure
+// nothing is left. Empty, or the reason.
+QString copyInto(const QString& source, const QString& target) {
+  QFile in(source);
+  if (!in.open(QIODevice::ReadOnly)) return in.errorString();
+  QSaveFile out(target);
+  if (!out.open(QIODevice::WriteOnly)) return out.errorString();
+  char buffer[64 * 1024];
+  for (;;) {
+    const qint64 n = in.read(buffer, sizeof buffer);
+    if (n < 0) {
+      out.cancelWriting();
+      return in.errorString();
+    }
+    if (n == 0) break;
+    if (out.write(buffer, n) != n) {
+      out.cancelWriting();
+      return out.errorString();
+    }
+  }
+  if (!out.commit()) return out.errorString();
+  return {};
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+
+QueueOutput::QueueOutput(QString queue, QueueOptions options)
+    : queue_(std::move(queue)), options_(std::move(options)) {}
+
+QueueOutput::~QueueOutput() = default;
+
+Cups& QueueOutput::cups() {
+  if (!cups_) cups_ = std::make_unique<Cups>(options_.server);
+  return *cups_;
+}
+
+QString QueueOutput::queue() {
+  if (queue_.isEmpty()) queue_ = cups().defaultQueue();
+  return queue_;
+}
+
+bool QueueOutput::prepare(QString* error) {
+  auto fail = [&](const QString& why) {
+    util::DebugLog::write(why);
+    if (error) *error = why;
+    return false;
+  };
+  QString why;
+  if (!cups().reachable(&why)) return fail(msg(Msg::ErrCupsUnreachable).arg(cups().server(), why));
+  const QString name = queue();
+  if (name.isEmpty()) return fail(msg(Msg::ErrNoDefaultQueue));
+  const QueueStatus status = cups().queue(name);
+  if (!status.exists) return fail(msg(Msg::ErrQueueMissing).arg(name, cups().server()));
+  if (!status.accepting) return fail(msg(Msg::ErrQueueRejecting).arg(name, status.reason));
+  if (Converter::findProgram().isEmpty()) return fail(msg(Msg::ErrOfficeMissing));
+  return true;
+}
+
+void QueueOutput::add(const Job& job) { pending_.push_back(job); }
+
+bool QueueOutput::flush() {
+  std::vector<Job> jobs;
+  jobs.swap(pending_);
+  if (jobs.empty()) return true;
+  const int errorsBefore = int(errors_.size());
+  const QString name = queue();
+
+  // CUPS reads the file while it is submitted, so the staging folder may
+  // go as soon as the last job is sent.
+  QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
+  std::vector<Result> converted;
+  if (std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; })) {
+    if (!converter_) converter_ = std::make_unique<Converter>(options_.convert);
+    converted = convertAll(*converter_, jobs, staging.path(), progress_);
+  } else {
+    converted.resize(jobs.size());
+  }
+
+  const int total = int(jobs.size());
+  for (int i = 0; i < total; ++i) {
+    const Job& job = jobs[size_t(i)];
+    report(progress_, Msg::PrintPrinting, i + 1, total);
+    QString file = job.file;
+    if (job.convert) {
+      const Result& r = converted[size_t(i)];
+      if (!r.ok()) {
+        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, r.error);
+        continue;
+      }
+      file = r.output;
+    } else if (!QFileInfo(job.file).isFile()) {
+      errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
+      continue;
+    }
+    if (name.isEmpty()) {
+      errors_ << msg(Msg::ErrNoDefaultQueue);
+      continue;
+    }
+    QString why;
+    const int id = cups().submit(name, file, job.name, &why, options_.jobOptions);
+    if (id <= 0) {
+      errors_ << msg(Msg::ErrPrintSubmit).arg(job.name, name, why);
+      continue;
+    }
+    if (waitForJob(id, job)) delivered_ << QStringLiteral("%1-%2 %3").arg(name).arg(id).arg(job.name);
+  }
+  for (int i = errorsBefore; i < errors_.size(); ++i) util::DebugLog::write(errors_[i]);
+  return errors_.size() == errorsBefore;
+}
+
+// Waits until CUPS has printed the job, so that the next one cannot
+// overtake it; false (with an error) when it failed or took too long.
+bool QueueOutput::waitForJob(int id, const Job& job) {
+  QElapsedTimer clock;
+  clock.start();
+  for (;;) {
+    const CupsJob j = cups().job(id);
+    switch (j.state) {
+      case JobState::Completed:
+        return true;
+      case JobState::Gone:
+        // Ended and already dropped from the history (PreserveJobHistory No).
+        util::DebugLog::write(QStringLiteral("CUPS: job %1 no longer known; taken as printed").arg(id));
+        return true;
+      case JobState::Canceled:
+      case JobState::Aborted:
+      case JobState::Stopped: {
+        const QString state = j.reason.isEmpty() ? toString(j.state) : toString(j.state) + QLatin1String(": ") + j.reason;
+        errors_ << msg(Msg::ErrPrintJobFailed).arg(job.name, queue_, state);
+        return false;
+      }
+      default:
+        break;
+    }
+    const qint64 left = options_.waitMs - clock.elapsed();
+    if (left <= 0) {
+      errors_ << msg(Msg::ErrPrintJobTimeout).arg(job.name, queue_, QString::number(options_.waitMs / 1000.0));
+      return false;
+    }
+    QThread::msleep(ulong(std::clamp<qint64>(options_.pollMs, 1, left)));
+  }
+}
+
+// ---------------------------------------------------------------------------
+
+FolderOutput::FolderOutput(QString folder, bool pdf, office::convert::Options convert)
+    : folder_(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())), pdf_(pdf), convertOptions_(std::move(convert)) {}
+
+FolderOutput::~FolderOutput() = default;
+
+bool FolderOutput::prepare(QString* error) {
+  auto fail = [&](const QString& why) {
+    util::DebugLog::write(why);
+    if (error) *error = why;
+    return false;
+  };
+  // Writing a file is the only sure test (permissions, read-only mounts, ACLs).
+  bool writable = QDir().mkpath(folder_);
+  if (writable) {
+    QTemporaryFile probe(folder_ + QLatin1String("/.ordolo-XXXXXX"));
+    writable = probe.open();
+  }
+  if (!writable) return fail(msg(Msg::ErrOutputFolder).arg(folder_));
+  if (pdf_ && Converter::findProgram().isEmpty()) return fail(msg(Msg::ErrOfficeMissing));
+  return true;
+}
+
+void FolderOutput::add(const Job& job) { pending_.push_back(job); }
+
+bool FolderOutput::flush() {
+  const int errorsBefore = int(errors_.size());
+  write();
+  return errors_.size() == errorsBefore;
+}
+
+QString FolderOutput::targetName(const Job& job, const QString& suffix) {
+  const QString stem = fileStem(job);
+  const QString dot = suffix.isEmpty() ? QString() : QLatin1Char('.') + suffix;
+  QString name = stem + dot;
+  for (int k = 2; used_.count(name); ++k) name = QStringLiteral("%1 (%2)").arg(stem).arg(k) + dot;
+  used_.insert(name);
+  return folder_ + QLatin1Char('/') + name;
+}
+
+QStringList FolderOutput::write() {
+  std::vector<Job> jobs;
+  jobs.swap(pending_);
+  QStringList written;
+  if (jobs.empty()) return written;
+  const int errorsBefore = int(errors_.size());
+
+  if (!QDir().mkpath(folder_)) {
+    for (const Job& job : jobs) errors_ << msg(Msg::ErrOutputWrite).arg(job.name, msg(Msg::ErrOutputFolder).arg(folder_));
+    return written;
+  }
+
+  QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
+  std::vector<Result> converted(jobs.size());
+  if (pdf_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; })) {
+    if (!converter_) converter_ = std::make_unique<Converter>(convertOptions_);
+    converted = convertAll(*converter_, jobs, staging.path(), progress_);
+  }
+
+  const int total = int(jobs.size());
+  for (int i = 0; i < total; ++i) {
+    const Job& job = jobs[size_t(i)];
+    report(progress_, Msg::PrintSaving, i + 1, total);
+    QString source = job.file;
+    if (pdf_ && job.convert) {
+      const Result& r = converted[size_t(i)];
+      if (!r.ok()) {
+        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, r.error);
+        continue;
+      }
+      source = r.output;
+    } else if (!QFileInfo(source).isFile()) {
+      errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
+      continue;
+    }
+    const QString target = targetName(job, QFileInfo(source).suffix());
+    const QString why = copyInto(source, target);
+    if (!why.isEmpty()) {
+      errors_ << msg(Msg::ErrOutputWrite).arg(target, why);
+      continue;
+    }
+    util::DebugLog::write(QStringLiteral("Output: %1 written as %2").arg(job.file, target));
+    delivered_ << target;
+    written << target;
+  }
+  for (int i = errorsBefore; i < errors_.size(); ++i) util::DebugLog::write(errors_[i]);
+  return written;
+}
+
+// ---------------------------------------------------------------------------
+
+ShowOutput::ShowOutput(QString folder, ui::Port* port) : FolderOutput(std::move(folder), false), port_(port) {}
+
+bool ShowOutput::flush() {
+  const int errorsBefore = int(errors_.size());
+  const QStringList files = write();
+  for (int i = 0; i < files.size(); ++i) {
+    report(progress_, Msg::PrintOpening, i + 1, int(files.size()));
+    const int result = util::OpenDocument(files[i], port_);
+    if (result != util::kOpenStarted) errors_ << msg(Msg::ErrOutputOpen).arg(files[i]).arg(result);
+  }
+  return errors_.size() == errorsBefore;
+}
+
+// ---------------------------------------------------------------------------
+
+std::unique_ptr<Output> makeOutput(Target target, const QString& where, ui::Port* port) {
+  switch (target) {
+    case Target::Queue: return std::make_unique<QueueOutput>(where);
+    case Target::PdfFolder: return std::make_unique<FolderOutput>(where, true);
+    case Target::SaveFolder: return std::make_unique<FolderOutput>(where, false);
+    case Target::Show: return std::make_unique<ShowOutput>(where, port);
+  }
+  return nullptr;
+}
+
+}  // namespace ordolo::print
