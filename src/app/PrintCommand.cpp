@@ -77,6 +77,10 @@ std::unique_ptr<print::Output> chooseOutput(const PrintOptions& o, TerminalPort&
 }  // namespace
 
 int printCommand(const PrintOptions& o) {
+  if (o.store.folder.isEmpty()) {
+    err(text(Msg::ErrMissingArgument).arg(QStringLiteral("print --folder")));
+    return 2;
+  }
   auto store = openStore(o.store);
   if (!store) return 1;
   model::FolderPtr folder;
