@@ -58,7 +58,7 @@ TEST_F(CommonFill, PropertyLoopFormatsDatesTextsAndSkipsWhatItMust) {
       .set("DueDate", At(2024, 3, 15), model::olDateTime)
       .set("ReminderTime", At(2024, 3, 15, 0, 0, 1), model::olDateTime)
       .set("AllDayEvent", true, model::olYesNo)
-      .set("Notes", "Agenda\r\nBudget\nQuestions")
+      .set("Notes", "Agenda\r\nBudget ^p 5^2\nQuestions")
       .set("Location", QVariant())  // cannot be read
       .set("Body", "brought in by the body placeholders")
       .set("Organizer", "Anna Berger");
@@ -69,7 +69,8 @@ TEST_F(CommonFill, PropertyLoopFormatsDatesTextsAndSkipsWhatItMust) {
   // 4501 is no date; midnight is a day; one second past midnight has a time.
   has("Reply [] due [" + Day(At(2024, 3, 15)) + "] remind [" + DayTime(At(2024, 3, 15, 0, 0, 1)) + "]\r");
   has("All day [Yes] recurring [#IsRecurring]\r");
-  has("Notes [Agenda\vBudget\vQuestions]\r");  // line breaks inside the one paragraph
+  // Line breaks inside the one paragraph; the item's carets are not codes.
+  has("Notes [Agenda\vBudget ^p 5^2\vQuestions]\r");
   has("location [#Location]\rBody [#Body]\r");
   EXPECT_EQ(doc->storyText(doc->story(office::word::StoryType::PrimaryHeader)), "Head #User for Anna Berger\r");
 }
