@@ -1,0 +1,102 @@
+// The print command as a user runs it: the sample store through a shipped
+// template into PDFs (real LibreOffice), and what it says when something is
+// wrong.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QTemporaryDir>
+
+#include "support/TestEnv.h"
+
+namespace {
+
+struct Result {
+  int code;
+  QString out;
+  QString err;
+};
+
+const QString kStore = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
+const QString kTemplates = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/templates/");
+
+class PrintCli : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(ordolo({"lang", "load", "english"}).code, 0); }
+
+  Result ordolo(const QStringList& args, const QMap<QString, QString>& extra = {}) {
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("ORDOLO_HOME", home.path());
+    env.insert("LANG", "en_US.UTF-8");
+    env.insert("TZ", "Europe/Berlin");
+    env.remove("LC_ALL");
+    env.remove("ORDOLO_DEBUG");
+    for (auto it = extra.begin(); it != extra.end(); ++it) env.insert(it.key(), it.value());
+    p.setProcessEnvironment(env);
+    p.start(QStringLiteral(ORDOLO_BINARY), args);
+    EXPECT_TRUE(p.waitForFinished(120000));
+    return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()).trimmed(),
+            QString::fromUtf8(p.readAllStandardError()).trimmed()};
+  }
+
+  QString pdfText(const QString& pdf) {
+    QProcess p;
+    p.start("pdftotext", {"-layout", pdf, "-"});
+    p.waitForFinished(30000);
+    return QString::fromUtf8(p.readAllStandardOutput());
+  }
+
+  QTemporaryDir home, out;
+};
+
+TEST_F(PrintCli, TheInboxPrintsToOnePdfPerMailWithTheShippedMemo) {
+  const Result r = ordolo({"print", "--store", kStore, "--folder", "Inbox", "--template", kTemplates + "MMemo.dotx",
+                           "--pdf", out.path()});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  const QStringList pdfs = QDir(out.path()).entryList({"*.pdf"}, QDir::Files, QDir::Name);
+  EXPECT_EQ(pdfs.size(), 13);
+  EXPECT_TRUE(r.out.contains("13 items, 13 documents")) << r.out.toStdString();
+  // The first mail of the folder: subject, sender, recipient and arrival.
+  const QString text = pdfText(out.filePath(pdfs.value(0)));
+  EXPECT_TRUE(text.contains("Protokoll Abstimmung Project Falcon")) << text.toStdString();
+  EXPECT_TRUE(text.contains("Jonas Keller")) << text.toStdString();
+  EXPECT_TRUE(text.contains("Anna Berger")) << text.toStdString();
+  EXPECT_TRUE(text.contains("3/2/2026")) << text.toStdString();
+  EXPECT_FALSE(text.contains(QRegularExpression("#[A-Z]"))) << text.toStdString();
+}
+
+TEST_F(PrintCli, WithoutATemplateTheKindsFirstShippedOneIsUsedAndRemembered) {
+  const Result listed = ordolo({"templates", "--kind", "M"});
+  ASSERT_EQ(listed.code, 0);
+  const QStringList names = listed.out.split('\n');
+  ASSERT_FALSE(names.isEmpty());
+  const Result r = ordolo({"print", "--store", kStore, "--folder", "Inbox", "--save", out.path()});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  EXPECT_TRUE(QString::fromUtf8(ordolo::test::readFile(home.filePath("config/Ordolo.ini")))
+                  .contains("MTemplate=" + names.first()));
+}
+
+TEST_F(PrintCli, BadInputIsNamedAndLeavesNothingBehind) {
+  const QString memo = kTemplates + "MMemo.dotx";
+  const QString pdf = out.filePath("pdf");
+  auto check = [&](const QStringList& args, const QString& named, const QMap<QString, QString>& env = {}) {
+    const Result r = ordolo(QStringList{"print", "--store", kStore} + args, env);
+    EXPECT_NE(r.code, 0) << args.join(' ').toStdString();
+    EXPECT_TRUE(r.err.contains(named)) << r.err.toStdString();
+    EXPECT_TRUE(QDir(pdf).entryList(QDir::Files).isEmpty()) << args.join(' ').toStdString();
+  };
+  check({"--folder", "Inbox", "--template", home.filePath("MGone.dotx"), "--pdf", pdf}, "MGone.dotx");
+  ordolo::test::writeFile(home.filePath("MLetter.odt"), "an OpenDocument file");
+  check({"--folder", "Inbox", "--template", home.filePath("MLetter.odt"), "--pdf", pdf}, "MLetter.odt");
+  check({"--folder", "Nowhere", "--template", memo, "--pdf", pdf}, "Nowhere");
+  check({"--folder", "Inbox", "--items", "no-such-id", "--template", memo, "--pdf", pdf}, "no-such-id");
+  check({"--folder", "Deleted Items", "--template", memo, "--pdf", pdf}, "Nothing selected");
+  check({"--folder", "Inbox", "--template", memo, "--pdf", pdf}, "LibreOffice",
+        {{"ORDOLO_SOFFICE", "/nowhere/soffice"}});
+  check({"--folder", "Inbox", "--template", memo, "--printer", "nosuchqueue"}, home.filePath("no-cups.sock"),
+        {{"CUPS_SERVER", home.filePath("no-cups.sock")}});
+}
+
+}  // namespace
