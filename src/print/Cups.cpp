@@ -94,6 +94,10 @@ struct Cups::Impl {
 };
 
 Cups::Cups(const QString& server) : d_(std::make_unique<Impl>()) {
+  // A server that asks for a password gets none: libcups's default would
+  // prompt on the terminal, which blocks a GUI or an unattended run.
+  cupsSetPasswordCB2([](const char*, http_t*, const char*, const char*, void*) -> const char* { return nullptr; },
+                     nullptr);
   d_->server = server.isEmpty() ? defaultServer() : server;
   // The forms libcups accepts: "/path/socket", "host", "host:port", each
   // optionally followed by "/version=1.1" (not for a socket).
@@ -167,9 +171,14 @@ QueueStatus Cups::queue(const QString& name) {
     ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", 4, nullptr, kAttrs);
     ipp_t* response = d_->send(request, resource);
     if (!response) return status;
-    if (ippGetStatusCode(response) > IPP_STATUS_OK_CONFLICTING) {
+    const ipp_status_t code = ippGetStatusCode(response);
+    if (code > IPP_STATUS_OK_CONFLICTING) {
+      // Not found: perhaps a class; anything else (forbidden, ...) is an
+      // answer about the queue that the caller should see.
+      if (code != IPP_STATUS_ERROR_NOT_FOUND) status.reason = QString::fromUtf8(cupsLastErrorString());
       ippDelete(response);
-      continue;
+      if (code == IPP_STATUS_ERROR_NOT_FOUND) continue;
+      return status;
     }
     status.exists = true;
     ipp_attribute_t* accepting = ippFindAttribute(response, "printer-is-accepting-jobs", IPP_TAG_BOOLEAN);

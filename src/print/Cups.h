@@ -39,7 +39,8 @@ struct QueueStatus {
   bool accepting = false;  // takes new jobs
   bool stopped = false;    // paused: takes jobs but prints none until resumed
   // Why it does not accept or print: the queue's state message, else its
-  // state reasons; empty when nothing is wrong.
+  // state reasons; or why the server would not say (exists false). Empty
+  // when nothing is wrong.
   QString reason;
 };
 

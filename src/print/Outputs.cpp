@@ -119,6 +119,7 @@ bool QueueOutput::prepare(QString* error) {
   const QString name = queue();
   if (name.isEmpty()) return fail(msg(Msg::ErrNoDefaultQueue));
   const QueueStatus status = cups().queue(name);
+  if (!status.exists && !status.reason.isEmpty()) return fail(msg(Msg::ErrQueueRejecting).arg(name, status.reason));
   if (!status.exists) return fail(msg(Msg::ErrQueueMissing).arg(name, cups().server()));
   if (!status.accepting) return fail(msg(Msg::ErrQueueRejecting).arg(name, status.reason));
   if (Converter::findProgram().isEmpty()) return fail(msg(Msg::ErrOfficeMissing));
