@@ -21,11 +21,14 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cstring>
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -103,6 +106,20 @@ class CupsServer {
   static bool write(const QString& path, const QByteArray& text) {
     QFile f(path);
     return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(text) == text.size();
+  }
+
+  // True once cupsd accepts connections on its socket (the file appears at
+  // bind(), a moment before it listens).
+  bool listening() const {
+    const QByteArray path = QFile::encodeName(socket());
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    if (size_t(path.size()) >= sizeof addr.sun_path) return false;
+    memcpy(addr.sun_path, path.constData(), size_t(path.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    const bool ok = fd >= 0 && ::connect(fd, reinterpret_cast<const sockaddr*>(&addr), sizeof addr) == 0;
+    if (fd >= 0) ::close(fd);
+    return ok;
   }
 
   void start() {
@@ -194,10 +211,10 @@ class CupsServer {
                  errorLog();
         return;
       }
-      if (QFileInfo::exists(socket())) break;
+      if (listening()) break;
       QThread::msleep(20);
     }
-    if (!QFileInfo::exists(socket())) {
+    if (!listening()) {
       error_ = QStringLiteral("cupsd did not open its socket within 10 s:\n") + errorLog();
       stop();
       return;
