@@ -92,6 +92,9 @@ QString WithLineBreaks(const RunState& st, QString text) {
 // The text the property walk looks for "#" + name in: what the current item
 // can still fill.
 QString ScanText(const RunState& st) {
+  // A table row or report block is all the current item can fill; the text
+  // of the whole document would grow with every item.
+  if (st.UseWord && (st.TableMode || st.BlockMode)) return st.DocumentText;
   if (st.UseWord) return st.word ? st.word->searchedText() : st.DocumentText;
   return st.excelOutput ? st.excelOutput->ScanText(st) : st.DocumentText;
 }

@@ -1,0 +1,243 @@
+// How much does a print run cost per item, without the conversion to PDF,
+// and how much of a run to PDF is LibreOffice's?
+//
+//   bench_print_run --scenario=memos [--items=1000] [--template=FILE]
+//       a Maildir of N mails, each into its own one-page memo (the shipped
+//       MMemo.dotx); the filled documents are saved and then dropped. Prints
+//       items/s, ms per item, peak memory, and where the time goes: opening
+//       the template, filling, saving (measured by repeating the open and the
+//       open + save alone for as many documents).
+//   bench_print_run --scenario=table [--items=5000]
+//       N appointments into one table document (a row per item).
+//   bench_print_run --scenario=pdf [--items=100]
+//       N mails into memos and on to PDF files through LibreOffice: seconds
+//       in all and the share spent converting.
+// One scenario per process, so that the peak memory is that scenario's own.
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLocale>
+#include <QTemporaryDir>
+
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+#include "lang/LanguageTable.h"
+#include "office/word/Document.h"
+#include "print/Output.h"
+#include "print/Outputs.h"
+#include "session/PrintRun.h"
+#include "session/Start.h"
+#include "store/FileStore.h"
+#include "ui/Port.h"
+#include "util/VbFormat.h"
+
+using namespace ordolo;
+
+namespace {
+
+int gItems = 0;
+QString gTemplate;
+
+[[noreturn]] void fail(const QString& why) {
+  std::fprintf(stderr, "bench_print_run: %s\n", qPrintable(why));
+  std::exit(2);
+}
+
+double peakMB() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return double(usage.ru_maxrss) / 1024.0;
+}
+
+void writeBytes(const QString& path, const QByteArray& bytes) {
+  QDir().mkpath(QFileInfo(path).absolutePath());
+  QFile f(path);
+  if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) || f.write(bytes) != bytes.size())
+    fail(QStringLiteral("cannot write %1").arg(path));
+}
+
+// A store with an Inbox of n mails and a Calendar of n appointments.
+void writeStore(const QString& root, int n) {
+  writeBytes(root + "/store.ini", "[Store]\nUser=Bench User\nAddress=bench@example.org\n");
+  QDir().mkpath(root + "/Inbox/new");
+  QDir().mkpath(root + "/Inbox/tmp");
+  const QDateTime base(QDate(2026, 3, 2), QTime(8, 0), Qt::UTC);
+  for (int i = 0; i < n; ++i) {
+    const QDateTime t = base.addSecs(qint64(i) * 1800);
+    QByteArray m = "From: Sender " + QByteArray::number(i % 37) + " <sender" + QByteArray::number(i % 37) +
+                   "@example.org>\nTo: Bench User <bench@example.org>\nCc: Team <team@example.org>\n";
+    m += "Subject: Bench mail " + QByteArray::number(i) + "\n";
+    m += "Date: " + QLocale::c().toString(t, QStringLiteral("ddd, dd MMM yyyy hh:mm:ss")).toLatin1() + " +0000\n";
+    m += "Message-ID: <bench-" + QByteArray::number(i) + "@example.org>\n";
+    m += "Content-Type: text/plain; charset=utf-8\n\nHello,\nthis is mail " + QByteArray::number(i) + ".\n";
+    writeBytes(QStringLiteral("%1/Inbox/cur/%2.M%3P1.bench:2,S").arg(root).arg(t.toSecsSinceEpoch()).arg(i), m);
+  }
+  QByteArray ics = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ordolo//Bench//EN\r\n";
+  for (int i = 0; i < n; ++i) {
+    const QDateTime start = QDateTime(QDate(2026, 1, 1).addDays(i % 365), QTime(8 + i % 9, (i % 4) * 15), Qt::UTC);
+    ics += "BEGIN:VEVENT\r\nUID:bench-" + QByteArray::number(i) + "@example.org\r\nDTSTAMP:20260101T000000Z\r\n";
+    ics += "DTSTART:" + start.toString("yyyyMMddTHHmmssZ").toLatin1() + "\r\n";
+    ics += "DTEND:" + start.addSecs(3600).toString("yyyyMMddTHHmmssZ").toLatin1() + "\r\n";
+    ics += "SUMMARY:Bench appointment " + QByteArray::number(i) + "\r\nLOCATION:Room " + QByteArray::number(i % 40) +
+           "\r\nEND:VEVENT\r\n";
+  }
+  ics += "END:VCALENDAR\r\n";
+  writeBytes(root + "/Calendar/calendar.ics", ics);
+}
+
+// Takes the filled documents and drops them: what is measured is the run.
+class DropOutput : public print::Output {
+ public:
+  bool prepare(QString*) override { return true; }
+  void add(const print::Job& job) override { files_ << job.file; }
+  bool flush() override {
+    for (const QString& f : files_) QFile::remove(f);
+    delivered_ += files_.size();
+    files_.clear();
+    return true;
+  }
+  QStringList errors() const override { return {}; }
+  QStringList delivered() const override { return {QString::number(delivered_)}; }
+
+ private:
+  QStringList files_;
+  int delivered_ = 0;
+};
+
+struct QuietPort : ui::Port {
+  ui::Answer message(const QString& text, ui::Buttons, ui::Icon) override {
+    std::fprintf(stderr, "%s\n", qPrintable(text));
+    return ui::Answer::Yes;
+  }
+  void notice(const QString&) override {}
+  void beep() override {}
+  QString browseFolder(const QString&, const QString&) override { return {}; }
+  void yield() override {}
+};
+
+struct Prepared {
+  QTemporaryDir dir;
+  std::shared_ptr<store::FileStore> store;
+  QuietPort port;
+  std::unique_ptr<session::Start> start;
+};
+
+void prepare(Prepared& p, const QString& folder) {
+  writeStore(p.dir.path() + "/store", gItems);
+  QString why;
+  p.store = store::FileStore::open(p.dir.path() + "/store", &why);
+  if (!p.store) fail(why);
+  auto f = p.store->folderByPath(folder);
+  if (!f) fail("no folder " + folder);
+  p.start = std::make_unique<session::Start>(p.port);
+  p.start->StartPrint(model::Selection(f->GetItems()->all()), f, p.store->CurrentUser());
+  if (int(p.start->items().size()) != gItems) fail(QStringLiteral("%1 items listed").arg(p.start->items().size()));
+}
+
+session::RunResult runOnce(Prepared& p, print::Output& output, const QString& templatePath, double* seconds) {
+  session::RunOptions options;
+  options.templatePath = templatePath;
+  options.header.User = p.store->CurrentUser();
+  options.session = p.store.get();
+  session::PrintRun run(p.port, output);
+  QElapsedTimer t;
+  t.start();
+  const session::RunResult r = run.run(p.start->items(), p.start->rows(), options);
+  *seconds = t.nsecsElapsed() / 1e9;
+  for (const QString& e : r.errors) std::fprintf(stderr, "run: %s\n", qPrintable(e));
+  return r;
+}
+
+int runMemos() {
+  Prepared p;
+  prepare(p, "Inbox");
+  DropOutput drop;
+  double run = 0;
+  const auto r = runOnce(p, drop, gTemplate, &run);
+  const double peak = peakMB();
+
+  // The same number of documents opened, and opened and saved, alone.
+  QTemporaryDir out;
+  QElapsedTimer t;
+  t.start();
+  for (int i = 0; i < gItems; ++i) office::word::Document::create(gTemplate, nullptr);
+  const double open = t.nsecsElapsed() / 1e9;
+  t.restart();
+  for (int i = 0; i < gItems; ++i) {
+    auto doc = office::word::Document::create(gTemplate, nullptr);
+    doc->saveAs(out.filePath(QStringLiteral("d%1.docx").arg(i % 10)), nullptr);
+  }
+  const double openSave = t.nsecsElapsed() / 1e9;
+  std::printf("memos: %d mails into %d documents with %s\n", r.items, r.documents, qPrintable(QFileInfo(gTemplate).fileName()));
+  std::printf("  run %.3f s, %.0f items/s, %.3f ms per item, peak %.1f MB\n", run, r.items / run, 1000 * run / r.items, peak);
+  std::printf("  where the time goes: open template %.3f ms, fill %.3f ms, save %.3f ms per item\n",
+              1000 * open / gItems, 1000 * (run - openSave) / gItems, 1000 * (openSave - open) / gItems);
+  return r.items == gItems ? 0 : 1;
+}
+
+int runTable() {
+  Prepared p;
+  prepare(p, "Calendar");
+  QTemporaryDir tmp;
+  const QString table = tmp.filePath("ATable.docx");
+  QFile::copy(gTemplate, table);
+  DropOutput drop;
+  double run = 0;
+  const auto r = runOnce(p, drop, table, &run);
+  std::printf("table: %d appointments into %d document(s) with one row each\n", r.items, r.documents);
+  std::printf("  run %.3f s, %.0f items/s, %.3f ms per item, peak %.1f MB\n", run, r.items / run, 1000 * run / r.items,
+              peakMB());
+  return r.items == gItems && r.documents == 1 ? 0 : 1;
+}
+
+int runPdf() {
+  Prepared p;
+  prepare(p, "Inbox");
+  DropOutput drop;
+  double fillOnly = 0;
+  runOnce(p, drop, gTemplate, &fillOnly);
+  QTemporaryDir out;
+  print::FolderOutput pdf(out.path(), true);
+  QString why;
+  if (!pdf.prepare(&why)) fail(why);
+  double all = 0;
+  const auto r = runOnce(p, pdf, gTemplate, &all);
+  const int files = QDir(out.path()).entryList({"*.pdf"}, QDir::Files).size();
+  std::printf("pdf: %d mails into %d PDF files\n", r.items, files);
+  std::printf("  %.2f s in all, %.2f s in LibreOffice and moving files (%.0f%%), %.2f s filling and saving\n", all,
+              all - fillOnly, 100 * (all - fillOnly) / all, fillOnly);
+  return files == gItems ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  util::PinLocalTimeZone();
+  QCoreApplication app(argc, argv);
+  util::setUserLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+  lang::table().LoadLanguageTable(QStringLiteral(ORDOLO_SOURCE_DIR "/share/ordolo/language/English.txt"));
+  QString scenario;
+  for (int i = 1; i < argc; ++i) {
+    const QString a = QString::fromLocal8Bit(argv[i]);
+    if (a.startsWith("--scenario=")) scenario = a.mid(11);
+    else if (a.startsWith("--items=")) gItems = std::max(1, a.mid(8).toInt());
+    else if (a.startsWith("--template=")) gTemplate = QFileInfo(a.mid(11)).absoluteFilePath();
+    else fail("unknown argument " + a + " (see the top of bench/bench_print_run.cpp)");
+  }
+  if (scenario == "memos" || scenario == "pdf") {
+    if (gTemplate.isEmpty()) gTemplate = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/templates/MMemo.dotx");
+    if (!gItems) gItems = scenario == "pdf" ? 100 : 1000;
+    return scenario == "pdf" ? runPdf() : runMemos();
+  }
+  if (scenario == "table") {
+    if (gTemplate.isEmpty()) gTemplate = QStringLiteral(ORDOLO_SOURCE_DIR "/tests/data/word/memo.docx");
+    if (!gItems) gItems = 5000;
+    return runTable();
+  }
+  fail("--scenario=memos|table|pdf expected");
+}
