@@ -182,12 +182,18 @@ int printCommand(const PrintOptions& o) {
     printRun.setProgress([terminal](int done, int total) {
       const QString line = text(Msg::PrintProgress).arg(done).arg(total);
       if (terminal)
-        std::fputs(("\r" + line + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
+        std::fputs(("\r\033[K" + line + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
       else if (done == total || done % 50 == 0)
         std::fputs((line + QLatin1Char('\n')).toUtf8().constData(), stderr);
       std::fflush(stderr);
     });
-    output->setProgress([](const QString& what, int, int) { std::fputs((what + QLatin1Char('\n')).toUtf8().constData(), stderr); });
+    output->setProgress([terminal](const QString& what, int done, int total) {
+      if (terminal)
+        std::fputs(("\r\033[K" + what + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
+      else if (done == total)
+        std::fputs((what + QLatin1Char('\n')).toUtf8().constData(), stderr);
+      std::fflush(stderr);
+    });
   }
   const session::RunResult result = printRun.run(start.items(), start.rows(), run);
   for (const QString& e : result.errors) err(e);

@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QMap>
+#include <QRegularExpression>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
 
+#include "support/CupsServer.h"
 #include "support/TestEnv.h"
 
 namespace {
@@ -97,6 +100,25 @@ TEST_F(PrintCli, BadInputIsNamedAndLeavesNothingBehind) {
         {{"ORDOLO_SOFFICE", "/nowhere/soffice"}});
   check({"--folder", "Inbox", "--template", memo, "--printer", "nosuchqueue"}, home.filePath("no-cups.sock"),
         {{"CUPS_SERVER", home.filePath("no-cups.sock")}});
+}
+
+TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
+  ordolo::test::CupsServer cups;
+  ASSERT_TRUE(cups.ok()) << cups.error().toStdString();
+  ASSERT_TRUE(cups.addQueue("capq"));
+  const QStringList listed = ordolo({"list", "--store", kStore, "--folder", "Inbox"}).out.split('\n');
+  ASSERT_GE(listed.size(), 2);
+  const QString ids = listed[0].section('\t', 0, 0) + "," + listed[1].section('\t', 0, 0);
+  const Result r = ordolo({"print", "--store", kStore, "--folder", "Inbox", "--items", ids, "--template",
+                           kTemplates + "MMemo.dotx", "--printer", "capq"});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString() << cups.errorLog().toStdString();
+  // The run waited for each job: both are printed when the command ends.
+  const QStringList jobs = cups.captured();
+  ASSERT_EQ(jobs.size(), 2) << cups.errorLog().toStdString();
+  EXPECT_TRUE(QFileInfo(jobs[0]).fileName().endsWith("-MMemo-001"));
+  EXPECT_TRUE(QFileInfo(jobs[1]).fileName().endsWith("-MMemo-002"));
+  EXPECT_TRUE(pdfText(jobs[1]).contains(listed[1].section('\t', 2, 2))) << pdfText(jobs[1]).toStdString();
+  EXPECT_TRUE(r.out.contains(QRegularExpression("capq-\\d+ MMemo-001\ncapq-\\d+ MMemo-002"))) << r.out.toStdString();
 }
 
 }  // namespace
