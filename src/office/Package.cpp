@@ -3,7 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryFile>
+#include <QSaveFile>
 
 #include <zip.h>
 
@@ -113,14 +113,23 @@ bool Package::saveAs(const QString& target, QString* error) const {
     if (error) *error = QStringLiteral("%1: %2").arg(target, why);
     return false;
   };
-  // Written beside the target, then renamed over it: never half a file.
-  QTemporaryFile tmp(QFileInfo(target).absolutePath() + QStringLiteral("/.ordolo-XXXXXX.zip"));
-  if (!tmp.open()) return fail(tmp.errorString());
-  const QString tmpPath = tmp.fileName();
-  tmp.close();
-  int code = 0;
-  zip_t* out = zip_open(QFile::encodeName(tmpPath).constData(), ZIP_CREATE | ZIP_TRUNCATE, &code);
-  if (!out) return fail(zipError(code));
+  // The zip is built in memory and written once through a file that is
+  // renamed over the target: never half a file, and one file made per save
+  // instead of libzip's own temporary beside ours.
+  zip_error_t zerr;
+  zip_error_init(&zerr);
+  zip_source_t* memory = zip_source_buffer_create(nullptr, 0, 0, &zerr);
+  if (!memory) return fail(QString::fromUtf8(zip_error_strerror(&zerr)));
+  zip_source_keep(memory);
+  zip_t* out = zip_open_from_source(memory, ZIP_TRUNCATE, &zerr);
+  if (out) zip_error_fini(&zerr);
+  if (!out) {
+    const QString why = QString::fromUtf8(zip_error_strerror(&zerr));
+    zip_error_fini(&zerr);
+    zip_source_free(memory);  // both references: ours and the one open did not take
+    zip_source_free(memory);
+    return fail(why);
+  }
   auto add = [&](const QString& name, zip_source_t* source) {
     if (!source) return false;
     if (zip_file_add(out, name.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE) < 0) {
@@ -145,23 +154,32 @@ bool Package::saveAs(const QString& target, QString* error) const {
       break;
     }
   }
-  if (!ok) {
+  if (!ok || zip_close(out) != 0) {
     const QString why = QString::fromUtf8(zip_strerror(out));
     zip_discard(out);
-    QFile::remove(tmpPath);
+    zip_source_free(memory);
     return fail(why);
   }
-  if (zip_close(out) != 0) {
-    const QString why = QString::fromUtf8(zip_strerror(out));
-    zip_discard(out);
-    QFile::remove(tmpPath);
-    return fail(why);
+
+  QByteArray bytes;
+  bool read = zip_source_open(memory) == 0;
+  if (read) {
+    zip_source_seek(memory, 0, SEEK_END);
+    const zip_int64_t size = zip_source_tell(memory);
+    zip_source_seek(memory, 0, SEEK_SET);
+    read = size >= 0;
+    if (read) {
+      bytes.resize(int(size));
+      read = zip_source_read(memory, bytes.data(), zip_uint64_t(size)) == size;
+    }
+    zip_source_close(memory);
   }
-  QFile::remove(target);
-  if (!QFile::rename(tmpPath, target)) {
-    QFile::remove(tmpPath);
-    return fail(QStringLiteral("cannot replace the file"));
-  }
+  zip_source_free(memory);
+  if (!read) return fail(QStringLiteral("cannot read the written package back"));
+
+  QSaveFile file(target);
+  if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
+    return fail(file.errorString());
   return true;
 }
 
