@@ -10,6 +10,7 @@
 # Usage: examples/templates/make-templates.sh   (needs soffice and unzip)
 set -euo pipefail
 cd "$(dirname "$0")"
+command -v soffice >/dev/null || { echo "soffice not found: install libreoffice-writer-nogui and libreoffice-calc-nogui" >&2; exit 1; }
 here=$(pwd)
 
 work=$(mktemp -d)
