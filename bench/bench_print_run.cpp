@@ -34,6 +34,7 @@
 #include "session/Start.h"
 #include "store/FileStore.h"
 #include "ui/Port.h"
+#include "util/Folders.h"
 #include "util/VbFormat.h"
 
 using namespace ordolo;
@@ -229,15 +230,18 @@ int main(int argc, char** argv) {
     else if (a.startsWith("--template=")) gTemplate = QFileInfo(a.mid(11)).absoluteFilePath();
     else fail("unknown argument " + a + " (see the top of bench/bench_print_run.cpp)");
   }
+  int code = 2;
   if (scenario == "memos" || scenario == "pdf") {
     if (gTemplate.isEmpty()) gTemplate = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/templates/MMemo.dotx");
     if (!gItems) gItems = scenario == "pdf" ? 100 : 1000;
-    return scenario == "pdf" ? runPdf() : runMemos();
-  }
-  if (scenario == "table") {
+    code = scenario == "pdf" ? runPdf() : runMemos();
+  } else if (scenario == "table") {
     if (gTemplate.isEmpty()) gTemplate = QStringLiteral(ORDOLO_SOURCE_DIR "/tests/data/word/memo.docx");
     if (!gItems) gItems = 5000;
-    return runTable();
+    code = runTable();
+  } else {
+    fail("--scenario=memos|table|pdf expected");
   }
-  fail("--scenario=memos|table|pdf expected");
+  util::RemoveTempFolder();  // the printed-out documents
+  return code;
 }

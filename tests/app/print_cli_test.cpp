@@ -44,13 +44,6 @@ class PrintCli : public ::testing::Test {
             QString::fromUtf8(p.readAllStandardError()).trimmed()};
   }
 
-  QString pdfText(const QString& pdf) {
-    QProcess p;
-    p.start("pdftotext", {"-layout", pdf, "-"});
-    p.waitForFinished(30000);
-    return QString::fromUtf8(p.readAllStandardOutput());
-  }
-
   QTemporaryDir home, out;
 };
 
@@ -62,7 +55,7 @@ TEST_F(PrintCli, TheInboxPrintsToOnePdfPerMailWithTheShippedMemo) {
   EXPECT_EQ(pdfs.size(), 13);
   EXPECT_TRUE(r.out.contains("13 items, 13 documents")) << r.out.toStdString();
   // The first mail of the folder: subject, sender, recipient and arrival.
-  const QString text = pdfText(out.filePath(pdfs.value(0)));
+  const QString text = ordolo::test::pdfText(out.filePath(pdfs.value(0)));
   EXPECT_TRUE(text.contains("Protokoll Abstimmung Project Falcon")) << text.toStdString();
   EXPECT_TRUE(text.contains("Jonas Keller")) << text.toStdString();
   EXPECT_TRUE(text.contains("Anna Berger")) << text.toStdString();
@@ -117,7 +110,7 @@ TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
   ASSERT_EQ(jobs.size(), 2) << cups.errorLog().toStdString();
   EXPECT_TRUE(QFileInfo(jobs[0]).fileName().endsWith("-MMemo-001"));
   EXPECT_TRUE(QFileInfo(jobs[1]).fileName().endsWith("-MMemo-002"));
-  EXPECT_TRUE(pdfText(jobs[1]).contains(listed[1].section('\t', 2, 2))) << pdfText(jobs[1]).toStdString();
+  EXPECT_TRUE(ordolo::test::pdfText(jobs[1]).contains(listed[1].section('\t', 2, 2))) << ordolo::test::pdfText(jobs[1]).toStdString();
   EXPECT_TRUE(r.out.contains(QRegularExpression("capq-\\d+ MMemo-001\ncapq-\\d+ MMemo-002"))) << r.out.toStdString();
 }
 

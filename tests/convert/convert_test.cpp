@@ -19,6 +19,7 @@
 #include "lang/Messages.h"
 #include "office/Package.h"
 #include "office/convert/Converter.h"
+#include "support/TempCleanup.h"
 #include "support/TestEnv.h"
 #include "util/Folders.h"
 
@@ -28,23 +29,11 @@ using office::convert::Options;
 using office::convert::Result;
 using lang::Msg;
 using test::readFile;
+using test::pdfText;
 using test::writeFile;
 
 namespace {
 
-// The converters' profiles and staging folders live in the process's
-// temporary folder.
-class RemoveTempFolderAtEnd : public ::testing::Environment {
-  void TearDown() override { util::RemoveTempFolder(); }
-};
-const auto* const kTempCleanup = ::testing::AddGlobalTestEnvironment(new RemoveTempFolderAtEnd);
-
-QString pdfText(const QString& pdf) {
-  QProcess p;
-  p.start("pdftotext", {pdf, "-"});
-  p.waitForFinished(30000);
-  return QString::fromUtf8(p.readAllStandardOutput());
-}
 
 QString partText(const QString& package, const QString& part) {
   QString error;

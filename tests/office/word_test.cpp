@@ -3,6 +3,7 @@
 // footers, a text box, a footnote, tables and report blocks.
 #include "office/Package.h"
 #include "office/word/Document.h"
+#include "support/TempCleanup.h"
 #include "template/ReplacePlaceholder.h"
 
 #include <QDir>

@@ -13,6 +13,7 @@
 #include "print/Cups.h"
 #include "print/Outputs.h"
 #include "support/CupsServer.h"
+#include "support/TempCleanup.h"
 #include "support/TestEnv.h"
 #include "util/Folders.h"
 
@@ -27,22 +28,12 @@ using print::QueueOutput;
 using print::ShowOutput;
 using test::CupsServer;
 using test::readFile;
+using test::pdfText;
 using test::ScopedEnv;
 using test::writeFile;
 
 namespace {
 
-class RemoveTempFolderAtEnd : public ::testing::Environment {
-  void TearDown() override { util::RemoveTempFolder(); }
-};
-const auto* const kTempCleanup = ::testing::AddGlobalTestEnvironment(new RemoveTempFolderAtEnd);
-
-QString pdfText(const QString& pdf) {
-  QProcess p;
-  p.start(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
-  p.waitForFinished(30000);
-  return QString::fromUtf8(p.readAllStandardOutput());
-}
 
 // A one-page PDF showing `text`, written by hand so that no conversion is
 // needed to have one.

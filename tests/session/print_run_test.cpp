@@ -13,6 +13,7 @@
 #include "store/StoreFixture.h"
 #include "support/FakeItem.h"
 #include "support/ScriptedPort.h"
+#include "support/TempCleanup.h"
 #include "util/VbFormat.h"
 
 using namespace ordolo;

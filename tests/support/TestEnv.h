@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -39,6 +40,15 @@ inline QString writeFile(const QString& path, const QByteArray& bytes) {
   f.open(QIODevice::WriteOnly | QIODevice::Truncate);
   f.write(bytes);
   return path;
+}
+
+// The text of a PDF as pdftotext reads it (with -layout: in its columns).
+inline QString pdfText(const QString& pdf, bool layout = false) {
+  QProcess p;
+  p.start(QStringLiteral("pdftotext"), layout ? QStringList{QStringLiteral("-layout"), pdf, QStringLiteral("-")}
+                                              : QStringList{pdf, QStringLiteral("-")});
+  p.waitForFinished(30000);
+  return QString::fromUtf8(p.readAllStandardOutput());
 }
 
 inline QByteArray readFile(const QString& path) {
