@@ -15,6 +15,7 @@ here=$(pwd)
 
 work=$(mktemp -d)
 lo_pid=
+# shellcheck disable=SC2317  # run by the trap
 cleanup() {
   # Only the LibreOffice this script started, with the processes it started.
   if [[ -n $lo_pid ]] && kill -0 "$lo_pid" 2>/dev/null; then
