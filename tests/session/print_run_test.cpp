@@ -6,6 +6,7 @@
 #include <QRegularExpression>
 
 #include "lang/LanguageTable.h"
+#include "office/Package.h"
 #include "office/word/Document.h"
 #include "print/Outputs.h"
 #include "session/PrintRun.h"
@@ -81,6 +82,12 @@ class Run : public StoreTest {
 
 const QRegularExpression kLeftover("#[A-Z]");
 
+QByteArray zipPart(const QString& file, const char* part) {
+  QString why;
+  auto pkg = office::Package::open(file, &why);
+  return pkg ? pkg->read(QString::fromLatin1(part), &why).value_or(QByteArray()) : QByteArray();
+}
+
 TEST_F(Run, EachItemFillsItsOwnDocument) {
   const auto mails = items("Inbox")->all();
   const auto result = print(mails, templ("memo.docx", "MMemo.docx"));
@@ -106,6 +113,9 @@ TEST_F(Run, AReportRepeatsItsBlockForEveryItemInOneDocument) {
   const QString expected = "Title Inbox\r\r" + mails[0]->text("Subject") + " at \r" + mails[1]->text("Subject") +
                            " at \r" + mails[2]->text("Subject") + " at \r\rClosing line\r";
   EXPECT_EQ(text, expected);
+  // Every copy keeps the block's paragraph style.
+  const QByteArray xml = zipPart(out.filePath("MReport-001.docx"), "word/document.xml");
+  EXPECT_EQ(xml.count("<w:pStyle w:val=\"Entry\"/>"), 3) << xml.toStdString();
 }
 
 TEST_F(Run, BlockErrorsStopTheRunAndPrintNothing) {

@@ -834,6 +834,20 @@ bool Document::paste(Range& at, const Fragment& f) {
     if (Is(nodes[0], "w:p")) {
       for (pugi::xml_node c = nodes[0].first_child(); c; c = c.next_sibling())
         if (!Is(c, "w:pPr")) ap.append_copy(c);
+      // The first half now ends in the copied paragraph's mark, and a
+      // paragraph is formatted by its mark (a section break stays).
+      pugi::xml_node oldPr = ap.child("w:pPr");
+      pugi::xml_node sect = oldPr.child("w:sectPr");
+      pugi::xml_document keep;
+      if (sect) keep.append_copy(sect);
+      if (oldPr) ap.remove_child(oldPr);
+      pugi::xml_node newPr = nodes[0].child("w:pPr");
+      if (newPr) newPr = ap.prepend_copy(newPr);
+      if (sect) {
+        if (!newPr) newPr = ap.prepend_child("w:pPr");
+        newPr.remove_child("w:sectPr");
+        newPr.append_copy(keep.first_child());
+      }
       k = 1;
     }
     const size_t wholeEnd = f.endsInParagraph ? nodes.size() : nodes.size() - 1;
