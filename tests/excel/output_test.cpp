@@ -125,6 +125,18 @@ TEST_F(ExcelRun, MatchingRulesOfTheExcelPath) {
   bool lTest = false, lRetry = true;
   ReplacePlaceholderExcel(st, QStringLiteral("#StartDate"), QStringLiteral("Mon^lTue\r\nWed"), true, lTest, lRetry);
   EXPECT_EQ(at(5, 2), QStringLiteral("Mon\nTue\nWed"));
+  // Its row is made three lines high, each as high as the template row.
+  QTemporaryDir dir;
+  QString why;
+  ASSERT_TRUE(output.SaveAs(dir.filePath("lines.xlsx"), &why)) << why.toStdString();
+  auto pkg = ordolo::office::Package::open(dir.filePath("lines.xlsx"), &why);
+  ASSERT_TRUE(pkg);
+  const QByteArray xml = pkg->read(QStringLiteral("xl/worksheets/sheet2.xml"), &why).value_or(QByteArray());
+  const int row = xml.indexOf("<row r=\"5\"");
+  ASSERT_GE(row, 0);
+  const QByteArray tag = xml.mid(row, xml.indexOf('>', row) - row);
+  EXPECT_TRUE(tag.contains("ht=\"68.10\"")) << tag.toStdString();
+  EXPECT_TRUE(tag.contains("customHeight=\"1\"")) << tag.toStdString();
 }
 
 TEST_F(ExcelRun, ValueBeyondTheCellLimitGoesThroughTheFallback) {

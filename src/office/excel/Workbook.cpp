@@ -584,6 +584,18 @@ void Worksheet::SetWrapText(int row, int column) {
   const int style = c.attribute("s").as_int(0);
   const int wrapped = book_->wrapStyle(style);
   if (wrapped != style) setAttr(c, "s", QString::number(wrapped));
+  // The row grows to show every line: its height (the template row's, else
+  // the sheet's default) times the lines of its tallest cell. Spreadsheet
+  // programs keep a stored height when they open the file.
+  pugi::xml_node rowNode = c.parent();
+  const int lines = int(Value(row, column).text.count(QLatin1Char('\n'))) + 1;
+  auto known = rowBase_.find(rowNode.internal_object());
+  double base = known != rowBase_.end() ? known->second : rowNode.attribute("ht").as_double(0);
+  if (base <= 0) base = doc_.child("worksheet").child("sheetFormatPr").attribute("defaultRowHeight").as_double(15);
+  rowBase_[rowNode.internal_object()] = base;
+  const double height = std::max(rowNode.attribute("ht").as_double(0), base * lines);
+  setAttr(rowNode, "ht", QString::number(height, 'f', 2));
+  setAttr(rowNode, "customHeight", QStringLiteral("1"));
   changed_ = true;
 }
 

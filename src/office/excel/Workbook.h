@@ -177,6 +177,8 @@ class Worksheet {
   QString part_;
   int index_ = 0;  // 0-based position among the workbook's sheets
   pugi::xml_document doc_;
+  // Row heights before a multi-line value made the row taller.
+  std::unordered_map<const void*, double> rowBase_;
   pugi::xml_node sheetData_;
   std::map<int, pugi::xml_node> rows_;  // row number -> <row>
   bool changed_ = false;
