@@ -36,9 +36,9 @@ QString helpText() {
   h += line(QStringLiteral("lang list"), text(Msg::CliCmdLangList));
   h += line(QStringLiteral("lang set KEY TEXT"), text(Msg::CliCmdLangSet));
   h += line(QStringLiteral("folders --store DIR"), text(Msg::CliCmdFolders));
-  h += line(QStringLiteral("list --store DIR --folder PATH"), text(Msg::CliCmdList));
-  h += line(QStringLiteral("print --store DIR --folder PATH"), text(Msg::CliCmdPrint));
-  h += line(QStringLiteral("templates [--kind LETTER]"), text(Msg::CliCmdTemplates));
+  h += line(QStringLiteral("list --folder PATH"), text(Msg::CliCmdList));
+  h += line(QStringLiteral("print --folder PATH"), text(Msg::CliCmdPrint));
+  h += line(QStringLiteral("templates [--kind L]"), text(Msg::CliCmdTemplates));
   h += "\n" + text(Msg::CliOptions) + "\n";
   h += line(QStringLiteral("-h, --help"), text(Msg::CliCmdHelp));
   h += line(QStringLiteral("--version"), text(Msg::CliCmdVersion));
