@@ -261,7 +261,7 @@ const MsgDef kMessages[] = {
     {Msg::CliOptKind, "CliOptKind", "templates: die Art (A, C, D, J, M, N, T).", "templates : le type (A, C, D, J, M, N, T).",
      "templates: the kind (A, C, D, J, M, N, T)."},
     {Msg::PrintProgress, "PrintProgress", "%1 von %2 Einträgen", "%1 sur %2 éléments", "%1 of %2 items"},
-    {Msg::PrintDone, "PrintDone", "%1 Einträge, %2 Dokumente", "%1 éléments, %2 documents", "%1 items, %2 documents"},
+    {Msg::PrintDone, "PrintDone", "Einträge: %1, Dokumente: %2", "Éléments : %1, documents : %2", "Items: %1, documents: %2"},
     {Msg::PrintPdfFallback, "PrintPdfFallback", "Kein Drucker eingerichtet: die PDFs kommen nach %1",
      "Aucune imprimante configurée : les PDF vont dans %1", "No printer set up: the PDFs go to %1"},
     {Msg::ErrUnknownItem, "ErrUnknownItem", "Kein Eintrag mit der ID %1 in %2", "Aucun élément d'identifiant %1 dans %2",

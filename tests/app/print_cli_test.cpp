@@ -53,7 +53,7 @@ TEST_F(PrintCli, TheInboxPrintsToOnePdfPerMailWithTheShippedMemo) {
   ASSERT_EQ(r.code, 0) << r.err.toStdString();
   const QStringList pdfs = QDir(out.path()).entryList({"*.pdf"}, QDir::Files, QDir::Name);
   EXPECT_EQ(pdfs.size(), 13);
-  EXPECT_TRUE(r.out.contains("13 items, 13 documents")) << r.out.toStdString();
+  EXPECT_TRUE(r.out.contains("Items: 13, documents: 13")) << r.out.toStdString();
   // The first mail of the folder: subject, sender, recipient and arrival.
   const QString text = ordolo::test::pdfText(out.filePath(pdfs.value(0)));
   EXPECT_TRUE(text.contains("Protokoll Abstimmung Project Falcon")) << text.toStdString();
