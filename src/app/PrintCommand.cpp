@@ -166,9 +166,8 @@ int printCommand(const PrintOptions& o) {
   app.ActiveExplorer().setCurrentFolder(folder);
   run.header.Caption = app.ActiveExplorer().Caption();
   run.header.Folder = start.caption().left(start.caption().indexOf(QLatin1String(" (")));
-  if (!o.store.from.isEmpty() || !o.store.to.isEmpty()) {
-    const QDate from = parseDay(o.store.from.isEmpty() ? o.store.to : o.store.from);
-    const QDate to = parseDay(o.store.to.isEmpty() ? o.store.from : o.store.to);
+  QDate from, to;
+  if ((!o.store.from.isEmpty() || !o.store.to.isEmpty()) && dayRange(o.store, &from, &to)) {
     run.header.SelStart = util::Format(from, QStringLiteral("Short Date"));
     run.header.SelEnd = util::Format(to, QStringLiteral("Short Date"));
   }

@@ -1,10 +1,11 @@
 #include "app/StoreCommands.h"
 
+#include "app/TerminalPort.h"
+
 #include "lang/Messages.h"
 #include "model/Filter.h"
 #include "session/Start.h"
 #include "store/FileStore.h"
-#include "ui/Port.h"
 #include "util/Funktionen.h"
 
 #include <cstdio>
@@ -66,18 +67,6 @@ QString oneLine(QString s) {
   return s;
 }
 
-// Notices of the intake go to the terminal; nothing here asks questions.
-struct ListPort : ui::Port {
-  ui::Answer message(const QString& text, ui::Buttons, ui::Icon) override {
-    err(text);
-    return ui::Answer::Ok;
-  }
-  void notice(const QString& text) override { err(text); }
-  void beep() override {}
-  QString browseFolder(const QString&, const QString&) override { return {}; }
-  void yield() override {}
-};
-
 }  // namespace
 
 void out(const QString& s) { std::fputs((s + QLatin1Char('\n')).toUtf8().constData(), stdout); }
@@ -94,9 +83,21 @@ std::shared_ptr<store::FileStore> openStore(const StoreOptions& o) {
   return s;
 }
 
-QDate parseDay(const QString& text) {
+// A --from/--to text as a day; invalid when it is not a date.
+static QDate parseDay(const QString& text) {
   const QDateTime d = model::ParseFilterDate(text);
   return d.isValid() ? d.date() : QDate();
+}
+
+bool dayRange(const StoreOptions& o, QDate* from, QDate* to) {
+  // One of the two alone stands for that single day.
+  const QString first = o.from.isEmpty() ? o.to : o.from;
+  const QString last = o.to.isEmpty() ? o.from : o.to;
+  *from = parseDay(first);
+  *to = parseDay(last);
+  if (from->isValid() && to->isValid()) return true;
+  err(text(Msg::ErrBadDate).arg(!from->isValid() ? first : last));
+  return false;
 }
 
 model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::FolderPtr* folderOut, int* exitCode) {
@@ -114,10 +115,8 @@ model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::F
   *folderOut = folder;
   model::ItemsPtr items = folder->GetItems();
   if (o.from.isEmpty() && o.to.isEmpty()) return items;
-  QDate from = parseDay(o.from.isEmpty() ? o.to : o.from);
-  QDate to = parseDay(o.to.isEmpty() ? o.from : o.to);
-  if (!from.isValid() || !to.isValid()) {
-    err(text(Msg::ErrBadDate).arg(!from.isValid() ? (o.from.isEmpty() ? o.to : o.from) : o.to));
+  QDate from, to;
+  if (!dayRange(o, &from, &to)) {
     *exitCode = 2;
     return nullptr;
   }
@@ -153,7 +152,7 @@ int listCommand(const StoreOptions& o) {
   if (o.columns) {
     // The item list as the print dialog shows it: headers, then one row per
     // item (key, number, sub-items).
-    ListPort port;
+    TerminalPort port(false);
     session::Start start(port);
     if (!start.StartPrint(model::Selection(items->all()), folder, s->CurrentUser())) return 1;
     QStringList headers{QStringLiteral("Key")};

@@ -37,7 +37,8 @@ std::shared_ptr<store::FileStore> openStore(const StoreOptions& options);
 // exit code in *exitCode when the folder or the dates are wrong.
 model::ItemsPtr folderItems(store::FileStore& store, const StoreOptions& options, model::FolderPtr* folder,
                             int* exitCode);
-// A --from/--to text as a day; invalid when it is not a date.
-QDate parseDay(const QString& text);
+// The days of --from/--to (one alone is that day); false, told, when one is
+// not a date.
+bool dayRange(const StoreOptions& options, QDate* from, QDate* to);
 
 }  // namespace ordolo::app

@@ -1,4 +1,5 @@
 #include "session/PrintRun.h"
+#include "session/Templates.h"
 
 #include <QFileInfo>
 
@@ -97,7 +98,7 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
   // The run state as every run starts it.
   const QString fileName = QFileInfo(options.templatePath).fileName();
   st_ = tpl::RunState{};
-  st_.UseWord = !fileName.right(5).contains(QLatin1String(".xl"), Qt::CaseInsensitive);
+  st_.UseWord = !IsExcelTemplate(fileName);
   st_.TableMode = st_.UseWord && fileName.contains(QLatin1String("Table"));
   report_ = st_.UseWord && fileName.contains(QLatin1String("Report"));
   label_ = st_.UseWord && fileName.contains(QLatin1String("Label"));
@@ -427,13 +428,9 @@ void PrintRun::removeLeftovers(bool fromBlock) {
     doc->execute(r, find, word::ReplaceMode::All);
     return;
   }
-  find.wrap = word::Wrap::Continue;
-  for (word::Story* s : doc->storyRanges()) {
-    const int t = int(word::Document::typeOf(s));
-    if (t != 1 && (t < 5 || t > 11)) continue;
-    word::Range r = doc->storyRange(s);
-    doc->execute(r, find, word::ReplaceMode::All);
-  }
+  // Without the presence test the replacement visits every searched story.
+  bool test = false, retry = false;
+  tpl::ReplacePlaceholder(st_, kLeftovers, QString(), true, test, retry);
 }
 
 bool PrintRun::finishDocument(RunResult& result) {

@@ -16,10 +16,6 @@ namespace {
 
 using lang::Msg;
 
-QString ShortDateTime(const QDateTime& t) {
-  return util::Format(t, QStringLiteral("Short Date")) + QLatin1Char(' ') + util::Format(t, QStringLiteral("Short Time"));
-}
-
 QString ShortDate(const QDateTime& t) { return util::Format(t, QStringLiteral("Short Date")); }
 
 // A date column's text: nothing for the "no date" value.
@@ -189,7 +185,7 @@ void Start::noteRow(const model::ItemPtr& item) {
   const qint64 color = item->number(QStringLiteral("Color"));
   const QString colorName =
       color >= 0 && color < 5 ? util::GetField(lang::GetLangText(QStringLiteral("S40")), QStringLiteral("/"), kField[color]) : QString();
-  addRow(item, {model::IsNoDate(created) ? QString() : ShortDateTime(created), Stamp(created), body, colorName});
+  addRow(item, {model::IsNoDate(created) ? QString() : util::ShortDateTime(created), Stamp(created), body, colorName});
 }
 
 void Start::journalRow(const model::ItemPtr& item) {
@@ -248,7 +244,7 @@ void Start::mailRow(const model::ItemPtr& item) {
     default: break;
   }
   addRow(item, {marker, attachments > 0 ? QString::number(attachments) : QString(), item->text(QStringLiteral("SenderName")), to,
-                model::IsNoDate(when) || !when.isValid() ? QString() : ShortDateTime(when), Stamp(when),
+                model::IsNoDate(when) || !when.isValid() ? QString() : util::ShortDateTime(when), Stamp(when),
                 item->text(QStringLiteral("Subject")), state});
 }
 

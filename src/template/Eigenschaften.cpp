@@ -67,10 +67,6 @@ QString AsText(const QVariant& v) {
   }
 }
 
-QString ShortDateTime(const QDateTime& t) {
-  return util::Format(t, QStringLiteral("Short Date")) + QLatin1Char(' ') + util::Format(t, QStringLiteral("Short Time"));
-}
-
 // A stored text as the replacement reads it: in Word a "^" starts a code,
 // so the item's own carets are doubled ("5^2" stays "5^2").
 QString Literal(const RunState& st, QString text) {
@@ -157,9 +153,9 @@ void FillCommonPlaceholders(RunState& st, const model::Item& item) {
   const QVariant subject = item.get(QStringLiteral("Subject"));
   if (subject.isValid()) Put(st, QStringLiteral("#<Subject>"), Literal(st, AsText(subject)), true);
   const QVariant created = item.get(QStringLiteral("CreationTime"));
-  if (IsDate(created)) Put(st, QStringLiteral("#CreationTime"), ShortDateTime(AsDateTime(created)), false);
+  if (IsDate(created)) Put(st, QStringLiteral("#CreationTime"), util::ShortDateTime(AsDateTime(created)), false);
   const QVariant changed = item.get(QStringLiteral("LastModificationTime"));
-  if (IsDate(changed)) Put(st, QStringLiteral("#LastModificationTime"), ShortDateTime(AsDateTime(changed)), false);
+  if (IsDate(changed)) Put(st, QStringLiteral("#LastModificationTime"), util::ShortDateTime(AsDateTime(changed)), false);
 
   const QList<model::ItemProperty> props = item.ItemProperties();
   if (props.isEmpty()) return;
@@ -188,7 +184,7 @@ void FormatPropertyValue(RunState& st, const QVariant& value, const QString& nam
     } else if (dateOnly || t.time() == QTime(0, 0)) {
       text = util::Format(t, QStringLiteral("Short Date"));
     } else {
-      text = ShortDateTime(t);
+      text = util::ShortDateTime(t);
     }
   }
   Put(st, QStringLiteral("#<") + name + QLatin1Char('>'), text, true);

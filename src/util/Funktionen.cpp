@@ -23,6 +23,10 @@ QDateTime CombineDateTime(const QDateTime& datePart, const QDateTime& timePart) 
   return QDateTime(datePart.date(), QTime(t.hour(), t.minute(), t.second()), datePart.timeSpec());
 }
 
+QString ShortDateTime(const QDateTime& value) {
+  return Format(value, QStringLiteral("Short Date")) + QLatin1Char(' ') + Format(value, QStringLiteral("Short Time"));
+}
+
 QString DateStamp14(const QDateTime& value) { return Format(value, QStringLiteral("yyyyMMddhhnnss")); }
 
 double DateSerial(const QDateTime& value) {

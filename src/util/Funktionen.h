@@ -19,6 +19,9 @@ inline QString AmPmTime(const QDateTime& value) { return FormatTime12(value); }
 // The calendar day of `datePart` with the time of day of `timePart`.
 QDateTime CombineDateTime(const QDateTime& datePart, const QDateTime& timePart);
 
+// The short date, a blank and the short time, in the user's locale.
+QString ShortDateTime(const QDateTime& value);
+
 // "yyyyMMddhhnnss": fourteen digits that sort like the date (24-hour clock).
 QString DateStamp14(const QDateTime& value);
 

@@ -1,38 +1,22 @@
 // Runs the built ordolo program the way a user or a script would.
 #include <gtest/gtest.h>
 
-#include <QProcess>
-#include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include "app/RunOrdolo.h"
 #include "support/TestEnv.h"
 
 namespace {
 
-struct Result {
-  int code;
-  QString out;
-  QString err;
-};
+using Result = ordolo::test::CliResult;
 
 class Cli : public ::testing::Test {
  protected:
   QTemporaryDir home;
 
   Result ordolo(const QStringList& args, const QString& lang = "C.UTF-8") {
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("ORDOLO_HOME", home.path());
-    env.remove("ORDOLO_DEBUG");
-    env.insert("LANG", lang);
-    env.insert("TZ", "Europe/Berlin");
-    env.remove("LC_ALL");
-    p.setProcessEnvironment(env);
-    p.start(QStringLiteral(ORDOLO_BINARY), args);
-    EXPECT_TRUE(p.waitForFinished(30000));
-    return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()).trimmed(),
-            QString::fromUtf8(p.readAllStandardError()).trimmed()};
+    return ordolo::test::RunOrdolo(home.path(), args, lang);
   }
 };
 

@@ -4,22 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QMap>
 #include <QRegularExpression>
-#include <QProcess>
-#include <QProcessEnvironment>
 #include <QTemporaryDir>
 
+#include "app/RunOrdolo.h"
 #include "support/CupsServer.h"
 #include "support/TestEnv.h"
 
 namespace {
 
-struct Result {
-  int code;
-  QString out;
-  QString err;
-};
+using Result = ordolo::test::CliResult;
 
 const QString kStore = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
 const QString kTemplates = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/templates/");
@@ -29,19 +23,7 @@ class PrintCli : public ::testing::Test {
   void SetUp() override { ASSERT_EQ(ordolo({"lang", "load", "english"}).code, 0); }
 
   Result ordolo(const QStringList& args, const QMap<QString, QString>& extra = {}) {
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("ORDOLO_HOME", home.path());
-    env.insert("LANG", "en_US.UTF-8");
-    env.insert("TZ", "Europe/Berlin");
-    env.remove("LC_ALL");
-    env.remove("ORDOLO_DEBUG");
-    for (auto it = extra.begin(); it != extra.end(); ++it) env.insert(it.key(), it.value());
-    p.setProcessEnvironment(env);
-    p.start(QStringLiteral(ORDOLO_BINARY), args);
-    EXPECT_TRUE(p.waitForFinished(120000));
-    return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()).trimmed(),
-            QString::fromUtf8(p.readAllStandardError()).trimmed()};
+    return ordolo::test::RunOrdolo(home.path(), args, "en_US.UTF-8", extra);
   }
 
   QTemporaryDir home, out;

@@ -1,0 +1,37 @@
+// Runs the built ordolo program as a user or a script would: its own home
+// folder, Berlin time, a chosen locale, optional further variables.
+#pragma once
+
+#include <QMap>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+namespace ordolo::test {
+
+struct CliResult {
+  int code;
+  QString out;
+  QString err;
+};
+
+inline CliResult RunOrdolo(const QString& home, const QStringList& args, const QString& lang,
+                           const QMap<QString, QString>& extra = {}) {
+  QProcess p;
+  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+  env.insert("ORDOLO_HOME", home);
+  env.remove("ORDOLO_DEBUG");
+  env.insert("LANG", lang);
+  env.insert("TZ", "Europe/Berlin");
+  env.remove("LC_ALL");
+  for (auto it = extra.begin(); it != extra.end(); ++it) env.insert(it.key(), it.value());
+  p.setProcessEnvironment(env);
+  p.start(QStringLiteral(ORDOLO_BINARY), args);
+  EXPECT_TRUE(p.waitForFinished(120000));
+  return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()).trimmed(),
+          QString::fromUtf8(p.readAllStandardError()).trimmed()};
+}
+
+}  // namespace ordolo::test
