@@ -112,7 +112,7 @@ void Start::AddItem(int& kind, model::ItemPtr item, bool warnUnsaved) {
   }
   switch (kind) {
     case model::olAppointment:
-      if (item->Class() == kind) appointmentRow(kind, item);
+      if (item->Class() == kind) appointmentRow(item);
       break;
     case model::olContact:
       if (item->Class() == kind) contactRow(item);
@@ -141,7 +141,7 @@ void Start::addRow(const model::ItemPtr& item, QStringList subItems) {
   rows_.push_back({number + RowLetter(kind_), number, std::move(subItems), true});
 }
 
-void Start::appointmentRow(int&, model::ItemPtr& item) {
+void Start::appointmentRow(model::ItemPtr& item) {
   // An occurrence that was moved or changed is listed as its exception item.
   if (item->flag(QStringLiteral("IsRecurring")) && item->number(QStringLiteral("RecurrenceState")) == model::olApptOccurrence) {
     if (auto pattern = item->GetRecurrencePattern()) {

@@ -79,7 +79,7 @@ class Start {
 
  private:
   void addRow(const model::ItemPtr& item, QStringList subItems);
-  void appointmentRow(int& kind, model::ItemPtr& item);
+  void appointmentRow(model::ItemPtr& item);
   void contactRow(const model::ItemPtr& item);
   void distListRow(const model::ItemPtr& item);
   void noteRow(const model::ItemPtr& item);
