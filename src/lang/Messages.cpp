@@ -275,6 +275,26 @@ const MsgDef kMessages[] = {
     {Msg::ErrOutputChoice, "ErrOutputChoice", "Nur eine Ausgabe wählen: --printer, --pdf, --save oder --show.",
      "Choisir une seule sortie : --printer, --pdf, --save ou --show.",
      "Choose one output only: --printer, --pdf, --save or --show."},
+    {Msg::AttPrintError, "AttPrintError", "Fehler %1 beim Drucken des Anhangs\n%2",
+     "Erreur %1 lors de l'impression de la pièce jointe\n%2", "Error %1 printing attachment\n%2"},
+    {Msg::AttNoPrintVerb, "AttNoPrintVerb",
+     "Das zugeordnete Programm für\n%1\nkann nicht DRUCKEN. \"Öffnen mit\" ändern..",
+     "Le programme associé à\n%1\nne sait pas IMPRIMER. Modifier \"Ouvrir avec\"..",
+     "Associated program for\n%1\ndoes not support PRINT. Change \"Open with\".."},
+    {Msg::AttNoPrintPdf, "AttNoPrintPdf",
+     "Das zugeordnete Programm für\n%1\nkann nicht DRUCKEN. Auf Acrobat Reader 8 aktualisieren...\n"
+     "und zum automatischen Schließen von Acrobat \"Acrobat Wrapper 1.0.0.4\" laden",
+     "Le programme associé à\n%1\nne sait pas IMPRIMER. Mettre à jour vers Acrobat Reader 8...\n"
+     "et pour fermer Acrobat automatiquement télécharger \"Acrobat Wrapper 1.0.0.4\"",
+     "Associated program for\n%1\ndoes not support PRINT. Update to Acrobat Reader 8...\n"
+     "and for autoclosing Acrobat download \"Acrobat Wrapper 1.0.0.4\""},
+    {Msg::AttInvalidFile, "AttInvalidFile", "Dateiname des Anhangs ungültig: %1",
+     "Nom de fichier de pièce jointe non valide : %1", "Filename attachment not valid: %1"},
+    {Msg::AttPrinting, "AttPrinting", "Anhang %1", "Pièce jointe %1", "Attachment %1"},
+    {Msg::CliOptAttachments, "CliOptAttachments",
+     "print: druckt auch die Anhänge (Einstellungen im Abschnitt [Attachments] der Benutzeroptionen).",
+     "print : imprime aussi les pièces jointes (réglages dans la section [Attachments] des options).",
+     "print: prints the attachments too (settings in section [Attachments] of the user options)."},
 };
 
 const MsgDef& def(Msg id) {

@@ -123,6 +123,12 @@ enum class Msg {
   ErrNoTemplate,      // %1 the kind letter, %2 the folder
   ErrBadNumber,       // %1 the option, %2 the text
   ErrOutputChoice,
+  AttPrintError,      // %1 the error number, %2 the file
+  AttNoPrintVerb,     // %1 the file
+  AttNoPrintPdf,      // %1 the file
+  AttInvalidFile,     // %1 the file
+  AttPrinting,        // %1 the file
+  CliOptAttachments,
 };
 
 // The text in the current language of the process-wide table.
