@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include "app/TerminalPort.h"
+#include "attachments/AttachmentQueue.h"
+#include "attachments/PrintSystems.h"
 #include "lang/Messages.h"
 #include "office/convert/Converter.h"
 #include "print/Cups.h"
@@ -53,6 +55,15 @@ QString showFolder() {
   QDir cache(office::convert::Converter::defaultCacheFolder());
   cache.cdUp();
   return cache.filePath(QStringLiteral("shown"));
+}
+
+// Attachments go where the documents go: to the same queue, or into the
+// same folder. Shown documents have none printed.
+std::unique_ptr<attachments::PrintSystem> attachmentSystem(const PrintOptions& o, print::Output& output) {
+  if (!o.attachments || o.show) return nullptr;
+  if (auto* queue = dynamic_cast<print::QueueOutput*>(&output))
+    return std::make_unique<attachments::CupsPrintSystem>(queue->queue());
+  return std::make_unique<attachments::OutputPrintSystem>(output);
 }
 
 std::unique_ptr<print::Output> chooseOutput(const PrintOptions& o, TerminalPort& port) {
@@ -112,6 +123,15 @@ int printCommand(const PrintOptions& o) {
 
   TerminalPort port(o.yes);
   session::Start start(port);
+  std::unique_ptr<print::Output> output = chooseOutput(o, port);
+  if (!output) return 2;
+  std::unique_ptr<attachments::PrintSystem> attachmentPrinter = attachmentSystem(o, *output);
+  std::unique_ptr<attachments::AttachmentQueue> attachmentQueue;
+  if (attachmentPrinter) {
+    attachmentQueue = std::make_unique<attachments::AttachmentQueue>(*attachmentPrinter, port,
+                                                                      attachments::Options::load());
+    start.setAttachmentQueue(attachmentQueue.get());
+  }
   if (!start.StartPrint(model::Selection(chosen), folder, store->CurrentUser())) return 1;
   if (!start.canPrint()) {
     err(text(Msg::ErrNothingToPrint));
@@ -146,8 +166,6 @@ int printCommand(const PrintOptions& o) {
     return 1;
   }
 
-  std::unique_ptr<print::Output> output = chooseOutput(o, port);
-  if (!output) return 2;
   QString why;
   if (!output->prepare(&why)) {
     err(why);
@@ -161,6 +179,7 @@ int printCommand(const PrintOptions& o) {
   run.copies = copies;
   run.sortColumn = sortColumn;
   run.session = store.get();
+  run.attachments = attachmentQueue.get();
   run.header.User = store->CurrentUser();
   model::Application app(store);
   app.ActiveExplorer().setCurrentFolder(folder);
@@ -191,6 +210,13 @@ int printCommand(const PrintOptions& o) {
         std::fputs(("\r\033[K" + what + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
       else if (done == total)
         std::fputs((what + QLatin1Char('\n')).toUtf8().constData(), stderr);
+      std::fflush(stderr);
+    });
+  }
+  if (attachmentQueue) {
+    attachmentQueue->setProgress([terminal](const QString& file, int, int) {
+      const QString line = text(Msg::AttPrinting).arg(QFileInfo(file).fileName());
+      std::fputs(((terminal ? QStringLiteral("\r\033[K") : QString()) + line + QLatin1Char('\n')).toUtf8().constData(), stderr);
       std::fflush(stderr);
     });
   }

@@ -14,6 +14,7 @@ struct PrintOptions {
   QString copies = QStringLiteral("1");
   QString printer, pdf, save;
   bool printerSet = false, show = false, yes = false;
+  bool attachments = false;  // --attachments: print the items' attachments too
 };
 
 int printCommand(const PrintOptions& options);

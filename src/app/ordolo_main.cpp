@@ -58,6 +58,7 @@ QString helpText() {
   h += line(QStringLiteral("--pdf DIR"), text(Msg::CliOptPdf));
   h += line(QStringLiteral("--save DIR"), text(Msg::CliOptSave));
   h += line(QStringLiteral("--show"), text(Msg::CliOptShow));
+  h += line(QStringLiteral("--attachments"), text(Msg::CliOptAttachments));
   h += line(QStringLiteral("--yes"), text(Msg::CliOptYes));
   h += line(QStringLiteral("--kind LETTER"), text(Msg::CliOptKind));
   h += "\n" + text(Msg::CliEnvironment) + "\n";
@@ -173,9 +174,10 @@ int main(int argc, char** argv) {
   const QCommandLineOption save(QStringLiteral("save"), text(Msg::CliOptSave), QStringLiteral("DIR"));
   const QCommandLineOption show(QStringLiteral("show"), text(Msg::CliOptShow));
   const QCommandLineOption yes(QStringLiteral("yes"), text(Msg::CliOptYes));
+  const QCommandLineOption withAttachments(QStringLiteral("attachments"), text(Msg::CliOptAttachments));
   const QCommandLineOption kind(QStringLiteral("kind"), text(Msg::CliOptKind), QStringLiteral("LETTER"));
   parser.addOptions({help, version, debug, locale, store, folder, from, to, columns, templ, itemIds, sort, startRow,
-                     copies, printer, pdf, save, show, yes, kind});
+                     copies, printer, pdf, save, show, yes, kind, withAttachments});
   parser.addPositionalArgument(QStringLiteral("command"), QString());
   if (!parser.parse(arguments)) {
     const QStringList unknown = parser.unknownOptionNames();
@@ -220,6 +222,7 @@ int main(int argc, char** argv) {
     p.save = parser.value(save);
     p.show = parser.isSet(show);
     p.yes = parser.isSet(yes);
+    p.attachments = parser.isSet(withAttachments);
     return ordolo::app::printCommand(p);
   }
   err(text(Msg::ErrUnknownCommand).arg(args[0]));

@@ -1,5 +1,7 @@
 #include "renderers/Dispatch.h"
 
+#include "renderers/Mail.h"
+#include "template/AttachmentsAndBody.h"
 #include "template/Eigenschaften.h"
 #include "template/ReplacePlaceholder.h"
 
@@ -30,6 +32,10 @@ void Replace(tpl::RunState& st, const QString& placeholder, const QString& value
 }  // namespace
 
 void Render(Renderer renderer, RenderContext& ctx) {
+  if (renderer == Renderer::Mail) {
+    RenderMail(ctx);
+    return;
+  }
   tpl::RunState& st = ctx.st;
   const model::Item& item = *ctx.item;
   const QString prefix = renderer == Renderer::DistList ? QStringLiteral("DL") : QString();
@@ -38,14 +44,15 @@ void Render(Renderer renderer, RenderContext& ctx) {
           !prefix.isEmpty());
   tpl::FillSensitivity(st, item, prefix);
   switch (renderer) {
-    case Renderer::Mail: tpl::FillRecipients(st, item); break;
     case Renderer::Appointment:
     case Renderer::Task:
     case Renderer::Note:
     case Renderer::Journal: tpl::FillLinkedContacts(st, item); break;
     default: break;
   }
+  tpl::FillAttachments(st, item, prefix, item.date(QStringLiteral("CreationTime")));
   tpl::FillCommonPlaceholders(st, item);
+  tpl::FillBody(st, item, prefix);
 }
 
 }  // namespace ordolo::renderers

@@ -1,7 +1,7 @@
 // Which renderer fills an item, by the item's class, and the call into it.
-// Kinds whose own renderer is not built yet get the shared placeholders
-// (importance, sensitivity, linked contacts, recipients of a mail, and every
-// property named in the template).
+// Mail has its own renderer; kinds whose own renderer is not built yet get
+// the shared placeholders (importance, sensitivity, linked contacts,
+// attachments, every property named in the template, the body).
 #pragma once
 
 #include <QString>

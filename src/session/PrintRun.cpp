@@ -3,6 +3,7 @@
 
 #include <QFileInfo>
 
+#include "attachments/AttachmentQueue.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
 #include "office/convert/Converter.h"
@@ -109,6 +110,8 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
   st_.ItemCounter = report_ || label_ ? 0 : 1;
   st_.Header = options.header;
   st_.TemplatePath = options.templatePath;
+  // Shown documents stay open: their attachments are not printed.
+  st_.Attachments = options.mode == RunMode::Print ? options.attachments : nullptr;
   baseName_ = QFileInfo(options.templatePath).completeBaseName();
 
   std::vector<size_t> chosen;
@@ -435,6 +438,14 @@ void PrintRun::removeLeftovers(bool fromBlock) {
 
 bool PrintRun::finishDocument(RunResult& result) {
   if (!doc_) return true;
+  // A document's attachments come right after it, or with "First" right
+  // before it: what waits in the output goes first.
+  const bool attachments = st_.Attachments && !st_.Attachments->empty();
+  const bool attachmentsFirst = attachments && st_.Attachments->options().first;
+  if (attachmentsFirst) {
+    deliver(result);
+    printAttachments(result);
+  }
   ++docNumber_;
   const QString name = QStringLiteral("%1-%2").arg(baseName_).arg(docNumber_, 3, 10, QLatin1Char('0'));
   bool ok = true;
@@ -465,12 +476,30 @@ bool PrintRun::finishDocument(RunResult& result) {
   st_.word = nullptr;
   st_.excel = nullptr;
   st_.excelOutput = nullptr;
-  if (!ok) return false;
+  if (!ok) {
+    // Attachments of a document that failed are not printed alone.
+    if (st_.Attachments) st_.Attachments->reset();
+    return false;
+  }
   ++result.documents;
   ++pending_;
+  if (attachments && !attachmentsFirst) {
+    const bool delivered = deliver(result);
+    printAttachments(result);
+    return delivered;
+  }
   if (pending_ >= std::max(1, options_.mode == RunMode::Show ? std::min(options_.batch, 10) : options_.batch))
     return deliver(result);
   return true;
+}
+
+void PrintRun::printAttachments(RunResult& result) {
+  attachments::AttachmentQueue& queue = *st_.Attachments;
+  result.attachments += queue.files().size();
+  const int before = queue.errors().size();
+  queue.PrintAttachmentQueue(QString(), true);
+  const QStringList errors = queue.errors();
+  for (int i = before; i < errors.size(); ++i) result.errors << errors[i];
 }
 
 bool PrintRun::deliver(RunResult& result) {

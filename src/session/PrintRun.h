@@ -28,6 +28,9 @@
 namespace ordolo::ui {
 class Port;
 }
+namespace ordolo::attachments {
+class AttachmentQueue;
+}
 namespace ordolo::print {
 class Output;
 }
@@ -50,6 +53,9 @@ struct RunOptions {
   // Finished documents handed to the output before it delivers them (one
   // LibreOffice start for the lot); show mode delivers before each question.
   int batch = 25;
+  // Prints the items' attachments with their documents (print mode only);
+  // null: no attachments are printed.
+  attachments::AttachmentQueue* attachments = nullptr;
 };
 
 struct RunResult {
@@ -57,6 +63,7 @@ struct RunResult {
   int documents = 0;       // documents finished
   bool stopped = false;    // ended early: stop request, "No", or an error
   QStringList errors;      // what went wrong, for the user
+  int attachments = 0;     // attachment files printed or tried
 };
 
 class PrintRun {
@@ -87,6 +94,7 @@ class PrintRun {
   void removeLeftovers(bool fromBlock);
   bool finishDocument(RunResult& result);
   bool deliver(RunResult& result);
+  void printAttachments(RunResult& result);
   void blockError(const QString& message, RunResult& result);
   QString resolveTemplate(RunResult& result);
 

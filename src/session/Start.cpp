@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "attachments/AttachmentQueue.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
 #include "template/Eigenschaften.h"
@@ -91,7 +92,7 @@ bool Start::StartPrint(const model::Selection& selection, const model::FolderPtr
     return false;
   }
   kind_ = currentClass;
-  attachments_.reset();
+  if (attachments_) attachments_->reset();
   items_.clear();
   rows_.clear();
   folderName_ = folder ? folder->Name() : QString();

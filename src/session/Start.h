@@ -11,6 +11,9 @@
 
 #include "model/Model.h"
 
+namespace ordolo::attachments {
+class AttachmentQueue;
+}
 namespace ordolo::ui {
 class Port;
 }
@@ -39,17 +42,6 @@ QString RowLetter(int kind);
 // the language table.
 std::vector<Column> Columns(int kind);
 
-// The one-element list of saved attachment files and their counter, reset
-// at each intake and filled by the attachment printing of a run.
-struct AttachmentQueue {
-  QStringList files{QString()};
-  int counter = 0;
-  void reset() {
-    files = QStringList{QString()};
-    counter = 0;
-  }
-};
-
 class Start {
  public:
   explicit Start(ui::Port& port) : port_(port) {}
@@ -70,7 +62,9 @@ class Start {
   std::vector<ListRow>& rows() { return rows_; }
   // Folder name, " (", the user, ")": the dialog's folder caption.
   const QString& caption() const { return caption_; }
-  AttachmentQueue& attachments() { return attachments_; }
+  // The attachment queue of the print runs; an intake forgets what an
+  // earlier selection left in it.
+  void setAttachmentQueue(attachments::AttachmentQueue* queue) { attachments_ = queue; }
   // Print and show are offered only with at least one listed item.
   bool canPrint() const { return !items_.empty(); }
 
@@ -93,7 +87,7 @@ class Start {
   std::vector<ListRow> rows_;
   QString caption_;
   QString folderName_;
-  AttachmentQueue attachments_;
+  attachments::AttachmentQueue* attachments_ = nullptr;
 };
 
 }  // namespace ordolo::session

@@ -67,24 +67,6 @@ QString AsText(const QVariant& v) {
   }
 }
 
-// A stored text as the replacement reads it: in Word a "^" starts a code,
-// so the item's own carets are doubled ("5^2" stays "5^2").
-QString Literal(const RunState& st, QString text) {
-  if (st.UseWord) text.replace(QLatin1Char('^'), QLatin1String("^^"));
-  return text;
-}
-
-// Line ends of a stored text become manual line breaks, so that the text
-// stays inside the placeholder's paragraph. Files written on Linux carry a
-// lone LF.
-QString WithLineBreaks(const RunState& st, QString text) {
-  text = Literal(st, text);
-  text.replace(QLatin1String("\r\n"), QLatin1String("^l"));
-  text.replace(QLatin1Char('\r'), QLatin1String("^l"));
-  text.replace(QLatin1Char('\n'), QLatin1String("^l"));
-  return text;
-}
-
 // The text the property walk looks for "#" + name in: what the current item
 // can still fill.
 QString ScanText(const RunState& st) {
@@ -103,14 +85,14 @@ void FillProperty(RunState& st, const model::ItemProperty& p) {
       FormatPropertyValue(st, p.Value, p.Name, false);
       break;
     case model::olText:
-      Put(st, placeholder, WithLineBreaks(st, AsText(p.Value)), true);
+      Put(st, placeholder, TextWithLineBreaks(st, AsText(p.Value)), true);
       break;
     case model::olNumber:
     case model::olDuration:
     case model::olKeywords:
     case model::olFormula:
     case model::olCombination:
-      Put(st, placeholder, Literal(st, AsText(p.Value)), true);
+      Put(st, placeholder, LiteralText(st, AsText(p.Value)), true);
       break;
     case model::olYesNo:
       Put(st, placeholder, lang::GetLangText(p.Value.toBool() ? QStringLiteral("S34") : QStringLiteral("S35")), true);
@@ -149,9 +131,27 @@ void WalkProperties(RunState& st, const QList<model::ItemProperty>& props, const
 
 }  // namespace
 
+// A stored text as the replacement reads it: in Word a "^" starts a code,
+// so the item's own carets are doubled ("5^2" stays "5^2").
+QString LiteralText(const RunState& st, QString text) {
+  if (st.UseWord) text.replace(QLatin1Char('^'), QLatin1String("^^"));
+  return text;
+}
+
+// Line ends of a stored text become manual line breaks, so that the text
+// stays inside the placeholder's paragraph. Files written on Linux carry a
+// lone LF.
+QString TextWithLineBreaks(const RunState& st, QString text) {
+  text = LiteralText(st, text);
+  text.replace(QLatin1String("\r\n"), QLatin1String("^l"));
+  text.replace(QLatin1Char('\r'), QLatin1String("^l"));
+  text.replace(QLatin1Char('\n'), QLatin1String("^l"));
+  return text;
+}
+
 void FillCommonPlaceholders(RunState& st, const model::Item& item) {
   const QVariant subject = item.get(QStringLiteral("Subject"));
-  if (subject.isValid()) Put(st, QStringLiteral("#<Subject>"), Literal(st, AsText(subject)), true);
+  if (subject.isValid()) Put(st, QStringLiteral("#<Subject>"), LiteralText(st, AsText(subject)), true);
   const QVariant created = item.get(QStringLiteral("CreationTime"));
   if (IsDate(created)) Put(st, QStringLiteral("#CreationTime"), util::ShortDateTime(AsDateTime(created)), false);
   const QVariant changed = item.get(QStringLiteral("LastModificationTime"));

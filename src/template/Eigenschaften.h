@@ -41,6 +41,13 @@ void FillLinkedContacts(RunState& st, const model::Item& item);
 // The eight recipient lists: "#<HRecipientsTo>" .. "#<Recipients>".
 void FillRecipients(RunState& st, const model::Item& item);
 
+// A stored text as a replacement value: in Word a "^" starts a code, so the
+// item's own carets are doubled.
+QString LiteralText(const RunState& st, QString text);
+// The same with every line end (CR LF, CR, LF) as a manual line break, so
+// that a text of several lines stays inside the placeholder's paragraph.
+QString TextWithLineBreaks(const RunState& st, QString text);
+
 // The run header: "#<User>", "#<Caption>", "#<Folder>", "#<SelStart>",
 // "#<SelEnd>" from st.Header.
 void FillRunHeader(RunState& st);

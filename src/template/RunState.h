@@ -5,12 +5,17 @@
 
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 
 namespace ordolo::office::word {
 class Document;
 }
 namespace ordolo::office::excel {
 class Workbook;
+}
+
+namespace ordolo::attachments {
+class AttachmentQueue;
 }
 
 namespace ordolo::tpl {
@@ -62,6 +67,13 @@ struct RunState {
   int ItemCounter = 0;
   RunHeader Header;
   QString TemplatePath;     // the template file being filled
+
+  // Where the renderers queue attachment files for printing; null when the
+  // run prints no attachments.
+  attachments::AttachmentQueue* Attachments = nullptr;
+  // Items whose attachments are queued already in this run (a label
+  // template fills one item several times).
+  QStringList AttachmentsQueuedFor;
 };
 
 }  // namespace ordolo::tpl

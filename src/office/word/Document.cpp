@@ -7,16 +7,21 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QUrl>
 
 #include <atomic>
 
 #include <cstring>
 #include <functional>
 #include <map>
+#include <set>
 
 namespace ordolo::office::word {
 
 namespace {
+
+// Larger linked pictures stay links.
+constexpr qint64 kMaxLinkedPicture = 32 * 1024 * 1024;
 
 constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_declaration | pugi::parse_ws_pcdata;
 constexpr const char* kRelNs = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
@@ -1062,6 +1067,7 @@ bool Document::insertFile(const QString& path, Range& at, QString* error) {
     if (!Is(c, "w:sectPr")) body.append_copy(c);
   // Pictures and links of the inserted file come along under new ids.
   std::map<QString, QString> idMap;
+  std::set<QString> takenIn;  // relations of linked pictures now embedded
   for (const pugi::xpath_node& x : body.select_nodes(".//@r:embed | .//@r:id | .//@r:link")) {
     pugi::xml_attribute a = x.attribute();
     const QString oldId = QString::fromUtf8(a.value());
@@ -1070,12 +1076,27 @@ bool Document::insertFile(const QString& path, Range& at, QString* error) {
       auto it = O.rels.find(oldId);
       if (it == O.rels.end()) continue;
       QString newId;
-      if (it->second.external) {
+      // A picture the inserted file only links to on this machine is taken
+      // in, so the document prints the same wherever and whenever it goes.
+      std::optional<QByteArray> bytes;
+      QString ext;
+      const bool image = it->second.type.endsWith(QLatin1String("/image"));
+      if (it->second.external && image && it->second.target.startsWith(QLatin1String("file:"), Qt::CaseInsensitive)) {
+        const QString local = QUrl(it->second.target).toLocalFile();
+        QFile f(local);
+        if (f.size() <= kMaxLinkedPicture && f.open(QIODevice::ReadOnly)) {
+          bytes = f.readAll();
+          ext = QFileInfo(local).suffix().toLower();
+        }
+      }
+      if (it->second.external && !bytes) {
         newId = d->addRel(it->second.type, it->second.target, true);
-      } else if (it->second.type.endsWith(QLatin1String("/image"))) {
-        const auto bytes = O.pkg->read(it->second.target, &why);
-        if (!bytes) return fail(why);
-        const QString ext = QFileInfo(it->second.target).suffix().toLower();
+      } else if (image) {
+        if (!bytes) {
+          bytes = O.pkg->read(it->second.target, &why);
+          if (!bytes) return fail(why);
+          ext = QFileInfo(it->second.target).suffix().toLower();
+        }
         QString media;
         int n = 1;
         do {
@@ -1088,12 +1109,14 @@ bool Document::insertFile(const QString& path, Range& at, QString* error) {
                                                                                          : QStringLiteral("image/") + ext;
         d->ensureDefaultType(ext, type);
         newId = d->addRel(it->second.type, media, false);
+        if (it->second.external) takenIn.insert(newId);
       } else {
         continue;
       }
       known = idMap.emplace(oldId, newId).first;
     }
     a = known->second.toUtf8().constData();
+    if (takenIn.count(known->second) && std::strcmp(a.name(), "r:link") == 0) a.set_name("r:embed");
   }
   Fragment f;
   f.xml = SerializeNode(body);

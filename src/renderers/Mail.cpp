@@ -1,0 +1,200 @@
+#include "renderers/Mail.h"
+
+#include <KMime/Headers>
+
+#include "lang/LanguageTable.h"
+#include "model/Model.h"
+#include "template/AttachmentsAndBody.h"
+#include "template/Eigenschaften.h"
+#include "template/HtmlInsert.h"
+#include "template/ReplacePlaceholder.h"
+#include "util/Funktionen.h"
+#include "util/VbFormat.h"
+
+namespace ordolo::renderers {
+
+namespace {
+
+void Put(tpl::RunState& st, const QString& cAlt, const QString& cNeu, bool wildcards = true, bool retry = true) {
+  bool lTest = true;
+  tpl::ReplacePlaceholder(st, cAlt, cNeu, wildcards, lTest, retry);
+}
+
+// A date the store really has (drafts have no received time: "none" is
+// 4501-01-01 or no value at all).
+bool IsRealDate(const QVariant& v) {
+  const int t = v.userType();
+  if (t != QMetaType::QDateTime && t != QMetaType::QDate) return false;
+  const QDateTime d = t == QMetaType::QDate ? QDateTime(v.toDate(), QTime(0, 0)) : v.toDateTime();
+  return d.isValid() && d.date().year() < 4500;
+}
+
+QDateTime AsDate(const QVariant& v) {
+  return v.userType() == QMetaType::QDate ? QDateTime(v.toDate(), QTime(0, 0)) : v.toDateTime();
+}
+
+QString Day(const QDateTime& d) { return util::Format(d, QStringLiteral("yyyyMMdd")); }
+
+QString Decoded(const QString& raw) {
+  if (!raw.contains(QLatin1String("=?"))) return raw;
+  KMime::Headers::Generic header("X-Ordolo-Value");
+  header.from7BitString(raw.toUtf8());
+  return header.asUnicodeString();
+}
+
+}  // namespace
+
+const QStringList& MailHeaderNames() {
+  static const QStringList kNames = {"Received",     "Bcc",         "Cc",          "From",       "To",
+                                     "Subject",      "Date",        "MIME-Version", "Content-Type", "Thread-Index",
+                                     "Reply-To",     "In-Reply-To", "Sender",      "Return-Path", "X-MSMail-Priority",
+                                     "Message-ID",   "X-Priority",  "X-Flags",     "Delivered-To", "References"};
+  return kNames;
+}
+
+QString MailHeaderValue(const QString& headers, const QString& name) {
+  // Lines as the header block has them, a folded header as one line.
+  QString text = headers;
+  text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+  text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+  const QStringList lines = text.split(QLatin1Char('\n'));
+  const QString wanted = name + QLatin1Char(':');
+  for (int i = 0; i < lines.size(); ++i) {
+    if (!lines[i].startsWith(wanted, Qt::CaseInsensitive)) continue;
+    QString value = lines[i].mid(wanted.size()).trimmed();
+    for (int j = i + 1; j < lines.size() && !lines[j].isEmpty() && (lines[j][0] == QLatin1Char(' ') || lines[j][0] == QLatin1Char('\t')); ++j)
+      value += QLatin1Char(' ') + lines[j].trimmed();
+    return Decoded(value);
+  }
+  return {};
+}
+
+void RenderMail(RenderContext& ctx) {
+  tpl::RunState& st = ctx.st;
+  const model::Item& item = *ctx.item;
+
+  const QVariant receivedValue = item.get(QStringLiteral("ReceivedTime"));
+  const bool received = IsRealDate(receivedValue);
+  const QDateTime created = item.date(QStringLiteral("CreationTime"));
+  const QDateTime d = received ? AsDate(receivedValue) : created;
+  const bool sameDay = Day(d) == Day(st.LastStartDate);
+
+  // Breaks between items: none inside a day (of one group), none before the
+  // first item; otherwise a paragraph, or a page for "#PAGEBREAK".
+  if (sameDay && (st.GroupKey == st.PrevGroupKey || !st.Grouped)) {
+    Put(st, QStringLiteral("#CRLF"), QString());
+    Put(st, QStringLiteral("#PAGEBREAK"), QString());
+  } else {
+    const bool later = st.ItemCounter >= 3 && st.UseWord;
+    Put(st, QStringLiteral("#CRLF"), later ? QStringLiteral("\r") : QString());
+    Put(st, QStringLiteral("#PAGEBREAK"), later ? QStringLiteral("\r\f") : QString());
+  }
+
+  QString importance = tpl::FillImportance(st, item, QString());
+  const QVariant submitted = item.get(QStringLiteral("Submitted"));
+  if (submitted.isValid() && !submitted.toBool() && importance.isEmpty()) importance = QStringLiteral("?");
+  Put(st, QStringLiteral("#Importance"), importance, false);
+
+  const QString senderName = item.text(QStringLiteral("SenderName"));
+  const QString senderAddress = item.text(QStringLiteral("SenderEmailAddress"));
+  const QString senderFull = senderName == senderAddress || senderAddress.isEmpty()
+                                 ? senderName
+                                 : senderName + QStringLiteral(" <") + senderAddress + QLatin1Char('>');
+  Put(st, QStringLiteral("#<SenderFull>"), tpl::LiteralText(st, senderFull));
+  const QString to = item.text(QStringLiteral("To"));
+  Put(st, QStringLiteral("#<To>"), tpl::LiteralText(st, to));
+
+  // The day heading, once per day.
+  if (sameDay) {
+    Put(st, QStringLiteral("#<TimeDateLong>"), QString());
+    Put(st, QStringLiteral("#<TimeDateDay>"), QString());
+    Put(st, QStringLiteral("#TimeDateAmPm"), QString(), false);
+    Put(st, QStringLiteral("#<TimeDate>"), QString());
+    Put(st, QStringLiteral("#CRLF"), QString());
+  } else {
+    st.LastStartDate = d;
+    const QString shortDate = util::Format(d, QStringLiteral("Short Date"));
+    Put(st, QStringLiteral("#<TimeDateLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")));
+    Put(st, QStringLiteral("#<TimeDateDay>"), util::Format(d, QStringLiteral("ddd")));
+    Put(st, QStringLiteral("#TimeDateAmPm"), util::Format(d, QStringLiteral("ddd")) + QLatin1Char(' ') + shortDate, false);
+    Put(st, QStringLiteral("#<TimeDate>"), shortDate);
+    Put(st, QStringLiteral("#CRLF"), st.ItemCounter > 2 && st.UseWord ? QStringLiteral("\r") : QString());
+  }
+
+  // The times, always.
+  const QString shortTime = util::Format(d, QStringLiteral("Short Time"));
+  const QString shortDate = util::Format(d, QStringLiteral("Short Date"));
+  const QString dayName = util::Format(d, QStringLiteral("ddd"));
+  Put(st, QStringLiteral("#<TimeTimeLong>"), shortTime);
+  Put(st, QStringLiteral("#TimeTimeAmPm"), util::AmPmTime(d), false);
+  Put(st, QStringLiteral("#<TimeTime>"), shortTime);
+  Put(st, QStringLiteral("#<TimeLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")) + QLatin1Char(' ') + shortTime);
+  Put(st, QStringLiteral("#<TimeDay>"), dayName);
+  Put(st, QStringLiteral("#TimeAmPm"), dayName + QLatin1Char(' ') + shortDate + QLatin1Char(' ') + util::AmPmTime(d), false);
+  Put(st, QStringLiteral("#<Time>"), shortDate + QLatin1Char(' ') + shortTime);
+
+  // From or To: who the mail came from, or for one not received (a draft,
+  // a sent mail) whom it goes to. A report names neither: the client's
+  // report items have no sender and no recipients.
+  const QString labels = lang::GetLangText(QStringLiteral("S39"));
+  QString name;
+  QString label = util::Field1(labels);
+  if (item.Class() == model::olReport) {
+    name = QStringLiteral("-");
+  } else if (!received && !to.isEmpty()) {
+    name = to;
+    label = util::Field2(labels);
+  } else {
+    name = senderName;
+    if (name.isEmpty()) {
+      const model::RecipientList recipients = item.Recipients();
+      if (!recipients.empty()) name = recipients.front().Name;
+    }
+  }
+  Put(st, QStringLiteral("#TextFromTo"), label, false, false);
+  Put(st, QStringLiteral("#<FromTo>"), tpl::LiteralText(st, name));
+
+  // The internet header: the whole block, then its single lines.
+  const QString headers = item.text(QStringLiteral("TransportMessageHeaders"));
+  if (!headers.isEmpty() && st.DocumentText.contains(QLatin1String("#H"))) {
+    if (st.DocumentText.contains(QLatin1String("#Header")))
+      Put(st, QStringLiteral("#Header"), tpl::TextWithLineBreaks(st, headers.trimmed()), false);
+    for (const QString& header : MailHeaderNames()) {
+      QString placeholder = QStringLiteral("#H") + header;
+      placeholder.remove(QLatin1Char('-'));
+      if (!st.DocumentText.contains(placeholder)) continue;
+      Put(st, placeholder, tpl::LiteralText(st, MailHeaderValue(headers, header)), false);
+    }
+  }
+
+  QString state;
+  switch (item.number(QStringLiteral("RemoteStatus"))) {
+    case 3: state = QStringLiteral("C"); break;
+    case 4: state = QStringLiteral("X"); break;
+    case 2: state = QStringLiteral("D"); break;
+    default: break;
+  }
+  Put(st, QStringLiteral("#<RemoteStatus>"), state);
+  const QVariant size = item.get(QStringLiteral("Size"));
+  if (size.isValid()) Put(st, QStringLiteral("#<Size>"), size.toString());
+
+  tpl::FillSensitivity(st, item, QString());
+
+  QDateTime reference = created;
+  if (!IsRealDate(item.get(QStringLiteral("CreationTime")))) reference = received ? d : QDateTime::currentDateTime();
+  tpl::FillAttachments(st, item, QString(), reference);
+  tpl::FillRecipients(st, item);
+  Put(st, QStringLiteral("#<Categories>"), tpl::LiteralText(st, item.text(QStringLiteral("Categories"))));
+
+  // The body: HTML where the Word template asks for it and the mail has
+  // one, else (or when that fails) the text.
+  bool htmlDone = false;
+  if (st.UseWord && st.DocumentText.contains(QLatin1String("#HTMLBody")) && item.number(QStringLiteral("BodyFormat")) == 2)
+    htmlDone = tpl::InsertHtmlAtPlaceholder(st, item.text(QStringLiteral("HTMLBody")), QStringLiteral("body.html"),
+                                            QStringLiteral("#HTMLBody"), item, reference);
+  if (!htmlDone) tpl::FillBody(st, item, QString());
+
+  tpl::FillCommonPlaceholders(st, item);
+}
+
+}  // namespace ordolo::renderers

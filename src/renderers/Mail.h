@@ -1,0 +1,26 @@
+// Fills the template with one mail (or report, post, ...): sender and
+// recipients, the day heading that groups the mails of a day, dates and
+// times, the internet header and its single lines, status, size, categories,
+// attachments and the body (HTML with its pictures where the template asks
+// for "#HTMLBody" in Word, else the text).
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include "renderers/Dispatch.h"
+
+namespace ordolo::renderers {
+
+void RenderMail(RenderContext& ctx);
+
+// The header names whose first line fills "#H" + the name without "-"
+// ("#HMIMEVersion", "#HXMSMailPriority"), in the order they are filled.
+const QStringList& MailHeaderNames();
+
+// The value of the first line of a header block named `name` (case
+// ignored), its continuation lines joined and encoded words decoded; empty
+// when there is none.
+QString MailHeaderValue(const QString& headers, const QString& name);
+
+}  // namespace ordolo::renderers

@@ -1,0 +1,324 @@
+#include "template/HtmlInsert.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSaveFile>
+#include <QUrl>
+
+#include "model/Model.h"
+#include "office/word/Document.h"
+#include "template/AttachmentsAndBody.h"
+#include "util/DebugLog.h"
+#include "util/Folders.h"
+
+namespace ordolo::tpl {
+
+namespace word = office::word;
+
+namespace {
+
+void Debug(const QString& line) {
+  if (util::DebugLog::isOn()) util::DebugLog::write(line);
+}
+
+// Elements dropped with everything inside them: they run code, load other
+// documents, or draw what may load more.
+bool DropsContent(const QString& tag) {
+  static const QStringList kTags = {"script", "iframe", "object", "applet", "svg", "math", "template", "noembed"};
+  return kTags.contains(tag);
+}
+
+// Elements dropped on their own, their content (if any) kept.
+bool DropsTag(const QString& tag) {
+  static const QStringList kTags = {"embed", "link", "base", "meta",  "frame", "frameset", "input",
+                                    "source", "track", "audio", "video", "picture", "image", "bgsound"};
+  return kTags.contains(tag);
+}
+
+QString SafeCss(QString css) {
+  static const QRegularExpression kImport(QStringLiteral("@import[^;]*;?"), QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression kUrl(QStringLiteral("url\\s*\\(([^)]*)\\)"), QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression kExpression(QStringLiteral("expression\\s*\\("), QRegularExpression::CaseInsensitiveOption);
+  css.remove(kImport);
+  QString out;
+  int at = 0;
+  for (auto it = kUrl.globalMatch(css); it.hasNext();) {
+    const auto m = it.next();
+    out += css.mid(at, m.capturedStart() - at);
+    QString target = m.captured(1).trimmed();
+    if (target.size() >= 2 && (target.front() == QLatin1Char('"') || target.front() == QLatin1Char('\'')))
+      target = target.mid(1, target.size() - 2).trimmed();
+    out += target.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? m.captured(0) : QStringLiteral("none");
+    at = m.capturedEnd();
+  }
+  out += css.mid(at);
+  out.replace(kExpression, QStringLiteral("none("));
+  return out;
+}
+
+struct Attribute {
+  QString name;   // lower case
+  QString value;  // entities left as they are
+  bool hasValue = false;
+};
+
+// Reads the attributes of a tag from `at` to its ">", quotes respected.
+// Returns the position after ">" (or the text's end).
+int ReadAttributes(const QString& s, int at, std::vector<Attribute>* attrs, bool* selfClosing) {
+  const int n = s.size();
+  *selfClosing = false;
+  while (at < n) {
+    while (at < n && s[at].isSpace()) ++at;
+    if (at >= n) break;
+    if (s[at] == QLatin1Char('>')) return at + 1;
+    if (s[at] == QLatin1Char('/')) {
+      *selfClosing = true;
+      ++at;
+      continue;
+    }
+    Attribute a;
+    const int nameStart = at;
+    while (at < n && !s[at].isSpace() && s[at] != QLatin1Char('=') && s[at] != QLatin1Char('>') &&
+           !(s[at] == QLatin1Char('/') && at + 1 < n && s[at + 1] == QLatin1Char('>')))
+      ++at;
+    a.name = s.mid(nameStart, at - nameStart).toLower();
+    while (at < n && s[at].isSpace()) ++at;
+    if (at < n && s[at] == QLatin1Char('=')) {
+      ++at;
+      while (at < n && s[at].isSpace()) ++at;
+      a.hasValue = true;
+      if (at < n && (s[at] == QLatin1Char('"') || s[at] == QLatin1Char('\''))) {
+        const QChar quote = s[at++];
+        const int end = s.indexOf(quote, at);
+        const int stop = end < 0 ? n : end;
+        a.value = s.mid(at, stop - at);
+        at = end < 0 ? n : end + 1;
+      } else {
+        const int valueStart = at;
+        while (at < n && !s[at].isSpace() && s[at] != QLatin1Char('>')) ++at;
+        a.value = s.mid(valueStart, at - valueStart);
+      }
+    }
+    if (!a.name.isEmpty()) attrs->push_back(a);
+  }
+  return n;
+}
+
+QString Decoded(const QString& value) {
+  QString v = value.trimmed();
+  v.replace(QLatin1String("&amp;"), QLatin1String("&"));
+  v.replace(QLatin1String("&#58;"), QLatin1String(":"));
+  v.replace(QLatin1String("&colon;"), QLatin1String(":"));
+  return v;
+}
+
+bool AllowedPicture(const QString& src, const QStringList& allowedFiles) {
+  const QString v = Decoded(src);
+  return v.startsWith(QLatin1String("data:image/"), Qt::CaseInsensitive) || allowedFiles.contains(v);
+}
+
+QString TagText(const QString& name, const std::vector<Attribute>& attrs, bool selfClosing) {
+  QString out = QLatin1Char('<') + name;
+  for (const Attribute& a : attrs) {
+    out += QLatin1Char(' ') + a.name;
+    if (a.hasValue) {
+      QString v = a.value;
+      v.replace(QLatin1Char('"'), QLatin1String("&quot;"));
+      out += QStringLiteral("=\"") + v + QLatin1Char('"');
+    }
+  }
+  return out + (selfClosing ? QStringLiteral(" />") : QStringLiteral(">"));
+}
+
+// The position after the element closing `tag` from `at` on, or -1.
+int AfterClosing(const QString& s, int at, const QString& tag) {
+  const QString closing = QStringLiteral("</") + tag;
+  for (int i = s.indexOf(closing, at, Qt::CaseInsensitive); i >= 0; i = s.indexOf(closing, i + 1, Qt::CaseInsensitive)) {
+    const int after = i + closing.size();
+    if (after < s.size() && (s[after].isLetterOrNumber() || s[after] == QLatin1Char('-'))) continue;
+    const int end = s.indexOf(QLatin1Char('>'), after);
+    return end < 0 ? s.size() : end + 1;
+  }
+  return -1;
+}
+
+}  // namespace
+
+QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
+  const QString& s = html;
+  const int n = s.size();
+  QString out;
+  out.reserve(n + 128);
+  int at = 0;
+  while (at < n) {
+    const int lt = s.indexOf(QLatin1Char('<'), at);
+    if (lt < 0) {
+      out += s.mid(at);
+      break;
+    }
+    out += s.mid(at, lt - at);
+    at = lt;
+    // Comments (and the conditional comments that hide markup) go.
+    if (s.mid(at, 4) == QLatin1String("<!--")) {
+      const int end = s.indexOf(QLatin1String("-->"), at + 4);
+      at = end < 0 ? n : end + 3;
+      continue;
+    }
+    const bool closing = at + 1 < n && s[at + 1] == QLatin1Char('/');
+    int nameStart = at + (closing ? 2 : 1);
+    int nameEnd = nameStart;
+    while (nameEnd < n && (s[nameEnd].isLetterOrNumber() || s[nameEnd] == QLatin1Char('-') || s[nameEnd] == QLatin1Char(':')))
+      ++nameEnd;
+    if (nameEnd == nameStart || !s[nameStart].isLetter()) {
+      // "<!DOCTYPE", "<?xml", or a lone "<" in text.
+      if (nameStart < n && (s[nameStart] == QLatin1Char('!') || s[nameStart] == QLatin1Char('?'))) {
+        const int end = s.indexOf(QLatin1Char('>'), at);
+        at = end < 0 ? n : end + 1;
+      } else {
+        out += QStringLiteral("&lt;");
+        ++at;
+      }
+      continue;
+    }
+    const QString tag = s.mid(nameStart, nameEnd - nameStart).toLower();
+    std::vector<Attribute> attrs;
+    bool selfClosing = false;
+    const int after = ReadAttributes(s, nameEnd, &attrs, &selfClosing);
+    at = after;
+
+    if (DropsContent(tag)) {
+      // Without its end tag, everything after the start tag belongs to it.
+      if (!closing && !selfClosing) {
+        const int end = AfterClosing(s, at, tag);
+        at = end >= 0 ? end : n;
+      }
+      continue;
+    }
+    if (DropsTag(tag)) continue;
+    if (closing) {
+      out += QStringLiteral("</") + tag + QLatin1Char('>');
+      continue;
+    }
+    if (tag == QLatin1String("style")) {
+      const int end = AfterClosing(s, at, tag);
+      const int close = end < 0 ? n : s.lastIndexOf(QLatin1String("</"), end - 1);
+      out += QStringLiteral("<style>") + SafeCss(s.mid(at, close - at)) + QStringLiteral("</style>");
+      at = end < 0 ? n : end;
+      continue;
+    }
+    if (tag == QLatin1String("img")) {
+      QString src, alt;
+      for (const Attribute& a : attrs) {
+        if (a.name == QLatin1String("src")) src = a.value;
+        if (a.name == QLatin1String("alt")) alt = a.value;
+      }
+      if (!AllowedPicture(src, allowedFiles)) {
+        if (!src.isEmpty()) Debug(QStringLiteral("HTML picture left out: ") + src.left(200));
+        alt.replace(QLatin1Char('<'), QLatin1String("&lt;"));
+        alt.replace(QLatin1Char('>'), QLatin1String("&gt;"));
+        out += alt;
+        continue;
+      }
+    }
+    std::vector<Attribute> kept;
+    for (Attribute a : attrs) {
+      const QString& name = a.name;
+      if (name.startsWith(QLatin1String("on")) || name == QLatin1String("background") || name == QLatin1String("srcset") ||
+          name == QLatin1String("lowsrc") || name == QLatin1String("dynsrc") || name == QLatin1String("longdesc") ||
+          name == QLatin1String("formaction") || name == QLatin1String("poster") || name.endsWith(QLatin1String(":href")))
+        continue;
+      if (name == QLatin1String("src") && tag != QLatin1String("img")) continue;
+      if (name == QLatin1String("href") && tag != QLatin1String("a") && tag != QLatin1String("area")) continue;
+      if (name == QLatin1String("style")) a.value = SafeCss(a.value);
+      kept.push_back(a);
+    }
+    out += TagText(tag, kept, selfClosing);
+  }
+
+  // The text is written as UTF-8 whatever it declared before.
+  static const QString kMeta = QStringLiteral("<meta http-equiv=\"Content-Type\" content=\"text/html; charset=utf-8\">");
+  static const QRegularExpression kHead(QStringLiteral("<head(\\s[^>]*)?>"), QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression kBody(QStringLiteral("<body[\\s>]"), QRegularExpression::CaseInsensitiveOption);
+  const auto head = kHead.match(out);
+  if (head.hasMatch()) {
+    out.insert(head.capturedEnd(), kMeta);
+  } else {
+    const auto body = kBody.match(out);
+    out.insert(body.hasMatch() ? body.capturedStart() : 0, QStringLiteral("<head>") + kMeta + QStringLiteral("</head>"));
+  }
+  return out;
+}
+
+QString LinkInlinePictures(const QString& html, const model::Item& item, const QDateTime& referenceDate,
+                           QStringList* linked) {
+  QString text = html;
+  const QString folder = util::WithSlash(util::DataFolder()) + QStringLiteral("AttachmentsOrdolo/");
+  for (const model::Attachment& a : item.Attachments()) {
+    const QString id = a.ContentId();
+    if (id.isEmpty()) continue;
+    const QString dq = QStringLiteral("src=\"cid:") + id + QLatin1Char('"');
+    const QString sq = QStringLiteral("src='cid:") + id + QLatin1Char('\'');
+    if (!text.contains(dq, Qt::CaseInsensitive) && !text.contains(sq, Qt::CaseInsensitive)) continue;
+    const QString saved = SaveAttachment(a, folder, referenceDate);
+    if (saved.isEmpty()) continue;
+    const QString url = QUrl::fromLocalFile(saved).toString(QUrl::FullyEncoded);
+    text.replace(dq, QStringLiteral("src=\"") + url + QLatin1Char('"'), Qt::CaseInsensitive);
+    text.replace(sq, QStringLiteral("src=\"") + url + QLatin1Char('"'), Qt::CaseInsensitive);
+    if (linked) *linked << url;
+  }
+  return text;
+}
+
+bool InsertHtmlAtPlaceholder(RunState& st, const QString& html, const QString& fileName, const QString& placeholder,
+                             const model::Item& item, const QDateTime& referenceDate) {
+  word::Document* doc = st.word;
+  if (!st.UseWord || !doc) return false;
+
+  QString text = html;
+  QStringList linked;
+  if (text.contains(QLatin1String("<img "), Qt::CaseInsensitive)) text = LinkInlinePictures(text, item, referenceDate, &linked);
+  if (!text.contains(QLatin1String("<body"), Qt::CaseInsensitive))
+    text = QStringLiteral("<html><body>") + text + QStringLiteral("</body></html>");
+  text = SanitizeHtml(text, linked);
+
+  const QString path = util::TempFolder() + fileName;
+  QFile::remove(path);
+  {
+    QSaveFile f(path);
+    if (!f.open(QIODevice::WriteOnly) || f.write(text.toUtf8()) < 0 || !f.commit()) {
+      Debug(QStringLiteral("HTML not written: ") + path + QStringLiteral(": ") + f.errorString());
+      return false;
+    }
+  }
+
+  // Where the placeholder may be: the current row or block on, else the text.
+  word::Range r = doc->content();
+  if (st.TableMode) {
+    if (auto row = doc->rowRange(st.TableIndex, st.BlockStart)) r = *row;
+  } else if (st.BlockMode) {
+    r.start = std::clamp(st.BlockStart, 0, r.end);
+  }
+  word::FindOptions find;
+  find.text = placeholder;
+  find.matchCase = true;
+  find.wrap = word::Wrap::Stop;
+  bool ok = false;
+  const word::FindResult found = doc->execute(r, find, word::ReplaceMode::None);
+  if (found.ok && found.found > 0) {
+    QString error;
+    if (doc->insertFile(path, r, &error)) {
+      doc->selection() = r;
+      doc->typeBackspace();
+      ok = true;
+    } else {
+      Debug(QStringLiteral("HTML not inserted: ") + error);
+    }
+  } else {
+    Debug(QStringLiteral("HTML placeholder not found: ") + placeholder);
+  }
+  QFile::remove(path);
+  return ok;
+}
+
+}  // namespace ordolo::tpl
