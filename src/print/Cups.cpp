@@ -67,6 +67,7 @@ struct Cups::Impl {
   int port = 0;
   http_t* http = nullptr;
   QString connectError;
+  int lastStatus = IPP_STATUS_OK;  // of the last submit
 
   // The open connection, or nullptr with connectError.
   http_t* connection() {
@@ -195,14 +196,16 @@ QueueStatus Cups::queue(const QString& name) {
 
 int Cups::submit(const QString& queue, const QString& file, const QString& title, QString* error,
                  const JobOptions& options) {
-  auto fail = [&](const QString& why) {
+  auto fail = [&](int status, const QString& why) {
+    d_->lastStatus = status;
     util::DebugLog::write(QStringLiteral("CUPS: %1 not sent to %2: %3").arg(file, queue, why));
     if (error) *error = why;
     return 0;
   };
-  if (!QFileInfo(file).isFile()) return fail(QString::fromLocal8Bit(strerror(ENOENT)));
+  if (!QFileInfo(file).isFile()) return fail(IPP_STATUS_ERROR_NOT_FOUND, QString::fromLocal8Bit(strerror(ENOENT)));
   http_t* h = d_->connection();
-  if (!h) return fail(d_->connectError);
+  // What libcups itself reports for a server it cannot reach.
+  if (!h) return fail(IPP_STATUS_ERROR_SERVICE_UNAVAILABLE, d_->connectError);
   cups_option_t* opts = nullptr;
   int count = 0;
   for (const auto& [key, value] : options)
@@ -210,7 +213,8 @@ int Cups::submit(const QString& queue, const QString& file, const QString& title
   const int id = cupsPrintFile2(h, queue.toUtf8().constData(), QFile::encodeName(file).constData(),
                                 title.toUtf8().constData(), count, opts);
   cupsFreeOptions(count, opts);
-  if (id <= 0) return fail(QString::fromUtf8(cupsLastErrorString()));
+  if (id <= 0) return fail(cupsLastError(), QString::fromUtf8(cupsLastErrorString()));
+  d_->lastStatus = IPP_STATUS_OK;
   util::DebugLog::write(QStringLiteral("CUPS: %1 sent to %2 as job %3 \"%4\"").arg(file, queue).arg(id).arg(title));
   return id;
 }
@@ -248,13 +252,23 @@ CupsJob Cups::job(int id) {
   return job;
 }
 
-std::vector<CupsJob> Cups::activeJobs(const QString& queue) {
-  std::vector<CupsJob> result;
+int Cups::lastStatus() const { return d_->lastStatus; }
+
+std::optional<std::vector<CupsJob>> Cups::jobs(const QString& queue, bool includeEnded) {
   http_t* h = d_->connection();
-  if (!h) return result;
+  if (!h) return std::nullopt;
   cups_job_t* jobs = nullptr;
   const QByteArray name = queue.toUtf8();
-  const int count = cupsGetJobs2(h, &jobs, queue.isEmpty() ? nullptr : name.constData(), 0, CUPS_WHICHJOBS_ACTIVE);
+  const int count = cupsGetJobs2(h, &jobs, queue.isEmpty() ? nullptr : name.constData(), 0,
+                                 includeEnded ? CUPS_WHICHJOBS_ALL : CUPS_WHICHJOBS_ACTIVE);
+  // "Not found" is how a server may say that there are no such jobs.
+  if (count < 0) {
+    if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) return std::vector<CupsJob>();
+    util::DebugLog::write(QStringLiteral("CUPS: cannot list the jobs of %1: %2")
+                              .arg(queue.isEmpty() ? d_->server : queue, QString::fromUtf8(cupsLastErrorString())));
+    return std::nullopt;
+  }
+  std::vector<CupsJob> result;
   for (int i = 0; i < count; ++i) {
     CupsJob j;
     j.id = jobs[i].id;
@@ -266,6 +280,10 @@ std::vector<CupsJob> Cups::activeJobs(const QString& queue) {
   if (count > 0) cupsFreeJobs(count, jobs);
   std::sort(result.begin(), result.end(), [](const CupsJob& a, const CupsJob& b) { return a.id < b.id; });
   return result;
+}
+
+std::vector<CupsJob> Cups::activeJobs(const QString& queue) {
+  return jobs(queue, false).value_or(std::vector<CupsJob>());
 }
 
 std::optional<CupsJob> Cups::findActiveJob(const QString& queue, const QString& text) {

@@ -81,14 +81,22 @@ class Cups {
   // (cupsLastErrorString). CUPS has the file's contents once this returns.
   int submit(const QString& queue, const QString& file, const QString& title, QString* error = nullptr,
              const JobOptions& options = {});
+  // The IPP status of the last submit: 0 when it went through, else CUPS's
+  // reason as a number (0x040A: document format not supported; 0x0502:
+  // server not reachable).
+  int lastStatus() const;
 
   // One job by id; state Unknown when the server cannot be asked, Gone when
   // it does not know the id.
   CupsJob job(int id);
   JobState jobState(int id) { return job(id).state; }
 
-  // The jobs of a queue (all queues when empty) that have not ended, oldest
-  // first.
+  // The jobs of a queue (all queues when empty), of every user, oldest
+  // first: only those that have not ended, or with includeEnded also the
+  // ones the server still remembers. nullopt when the server could not be
+  // asked.
+  std::optional<std::vector<CupsJob>> jobs(const QString& queue, bool includeEnded);
+  // jobs(queue, false), empty when the server could not be asked.
   std::vector<CupsJob> activeJobs(const QString& queue = {});
   // The oldest such job whose name contains `text` (case-insensitive):
   // "is the attachment still being printed?".
