@@ -582,8 +582,12 @@ QString extensionFor(const QByteArray& mime) {
   if (mime == "image/jpeg") return QStringLiteral(".jpg");
   if (mime == "image/png") return QStringLiteral(".png");
   if (mime == "image/gif") return QStringLiteral(".gif");
-  if (mime == "text/plain") return QStringLiteral(".txt");
   if (mime == "application/pdf") return QStringLiteral(".pdf");
+  if (mime == "text/html") return QStringLiteral(".html");
+  if (mime == "message/rfc822") return QStringLiteral(".eml");
+  // Reports' machine-readable parts are text as well.
+  if (mime.startsWith("text/") || mime == "message/delivery-status" || mime == "message/disposition-notification")
+    return QStringLiteral(".txt");
   return QStringLiteral(".dat");
 }
 

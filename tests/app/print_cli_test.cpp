@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
@@ -29,13 +30,27 @@ class PrintCli : public ::testing::Test {
   QTemporaryDir home, out;
 };
 
-TEST_F(PrintCli, TheInboxPrintsToOnePdfPerMailWithTheShippedMemo) {
+TEST_F(PrintCli, TheInboxPrintsToOnePdfPerMailWithTheShippedMemoAndTheAttachmentsAfterTheirMail) {
   const Result r = ordolo({"print", "--store", kStore, "--folder", "Inbox", "--template", kTemplates + "MMemo.dotx",
-                           "--pdf", out.path()});
+                           "--attachments", "--pdf", out.path()});
   ASSERT_EQ(r.code, 0) << r.err.toStdString();
-  const QStringList pdfs = QDir(out.path()).entryList({"*.pdf"}, QDir::Files, QDir::Name);
+  const QStringList pdfs = QDir(out.path()).entryList({"MMemo-*.pdf"}, QDir::Files, QDir::Name);
   EXPECT_EQ(pdfs.size(), 13);
   EXPECT_TRUE(r.out.contains("Items: 13, documents: 13")) << r.out.toStdString();
+  // The offer's three attachments (a PDF and two texts made PDF) right after
+  // its memo; the newsletter's inline logo is part of its memo, not printed.
+  QStringList written;
+  for (const QString& line : r.out.split('\n'))
+    if (line.startsWith(out.path())) written << QFileInfo(line).fileName();
+  const int offer = written.indexOf("MMemo-003.pdf");
+  ASSERT_GE(offer, 0) << r.out.toStdString();
+  ASSERT_GT(written.size(), offer + 4) << r.out.toStdString();
+  EXPECT_TRUE(written[offer + 1].endsWith("_Angebot-2026-031.pdf")) << r.out.toStdString();
+  EXPECT_TRUE(written[offer + 2].endsWith("_notes.pdf")) << r.out.toStdString();
+  EXPECT_TRUE(written[offer + 3].endsWith(QString::fromUtf8("_Übersicht März.pdf"))) << r.out.toStdString();
+  EXPECT_EQ(written[offer + 4], "MMemo-004.pdf");
+  EXPECT_FALSE(r.out.contains("logo")) << r.out.toStdString();
+  EXPECT_TRUE(ordolo::test::pdfText(out.filePath(written[offer + 2])).contains("Calibration on site"));
   // The first mail of the folder: subject, sender, recipient and arrival.
   const QString text = ordolo::test::pdfText(out.filePath(pdfs.value(0)));
   EXPECT_TRUE(text.contains("Protokoll Abstimmung Project Falcon")) << text.toStdString();

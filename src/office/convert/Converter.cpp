@@ -32,6 +32,17 @@ using lang::Msg;
 
 namespace {
 
+// Puts an input where LibreOffice reads it. A symbolic link is cheapest, but
+// LibreOffice follows it to the file's own name, which it cannot open when
+// the name is not plain ASCII and the locale is not UTF-8: such files are
+// hard-linked, or copied.
+bool StageInput(const QString& from, const QString& to) {
+  const bool ascii = std::all_of(from.begin(), from.end(), [](QChar c) { return c.unicode() < 128; });
+  if (ascii) return QFile::link(from, to);
+  if (::link(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0) return true;
+  return QFile::copy(from, to);
+}
+
 void log(const QString& line) { util::DebugLog::write(QStringLiteral("Convert: ") + line); }
 
 QString env(const char* name) { return QString::fromLocal8Bit(qgetenv(name)); }
@@ -368,7 +379,7 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
     } else {
       const QString stem = QString::number(i);
       const QString link = in + stem + (fi.suffix().isEmpty() ? QString() : QLatin1Char('.') + fi.suffix());
-      if (!QFile::link(fi.absoluteFilePath(), link)) {
+      if (!StageInput(fi.absoluteFilePath(), link)) {
         r.error = lang::text(Msg::ErrConvertWrite).arg(in);
         continue;
       }
@@ -466,7 +477,7 @@ Result Converter::toOoxml(const QString& legacyFile) {
   const QString in = staging.path() + QLatin1String("/in/");
   const QString out = staging.path() + QLatin1String("/out/");
   const QString link = in + QLatin1String("template.") + fi.suffix();
-  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !QFile::link(source, link)) {
+  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !StageInput(source, link)) {
     r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
     return r;
   }
@@ -505,7 +516,7 @@ Result Converter::toDocx(const QString& file, const QString& outputFile) {
   const QString in = staging.path() + QLatin1String("/in/");
   const QString out = staging.path() + QLatin1String("/out/");
   const QString link = in + QLatin1String("source.") + fi.suffix();
-  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !QFile::link(fi.absoluteFilePath(), link)) {
+  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !StageInput(fi.absoluteFilePath(), link)) {
     r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
     return r;
   }
