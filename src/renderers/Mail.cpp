@@ -69,6 +69,21 @@ QString MailHeaderValue(const QString& headers, const QString& name) {
   return {};
 }
 
+QDateTime MailReferenceDate(const model::Item& item) {
+  const QVariant created = item.get(QStringLiteral("CreationTime"));
+  if (IsRealDate(created)) return AsDate(created);
+  const QVariant received = item.get(QStringLiteral("ReceivedTime"));
+  if (IsRealDate(received)) return AsDate(received);
+  // Saved files of one item keep one name for the minute.
+  const QDateTime now = QDateTime::currentDateTime();
+  return QDateTime(now.date(), QTime(now.time().hour(), now.time().minute()));
+}
+
+bool MailWantsHtml(const tpl::RunState& st, const model::Item& item) {
+  return st.UseWord && st.DocumentText.contains(QLatin1String("#HTMLBody")) &&
+         item.number(QStringLiteral("BodyFormat")) == 2;
+}
+
 void RenderMail(RenderContext& ctx) {
   tpl::RunState& st = ctx.st;
   const model::Item& item = *ctx.item;
@@ -180,8 +195,7 @@ void RenderMail(RenderContext& ctx) {
 
   tpl::FillSensitivity(st, item, QString());
 
-  QDateTime reference = created;
-  if (!IsRealDate(item.get(QStringLiteral("CreationTime")))) reference = received ? d : QDateTime::currentDateTime();
+  const QDateTime reference = MailReferenceDate(item);
   tpl::FillAttachments(st, item, QString(), reference);
   tpl::FillRecipients(st, item);
   Put(st, QStringLiteral("#<Categories>"), tpl::LiteralText(st, item.text(QStringLiteral("Categories"))));
@@ -189,7 +203,7 @@ void RenderMail(RenderContext& ctx) {
   // The body: HTML where the Word template asks for it and the mail has
   // one, else (or when that fails) the text.
   bool htmlDone = false;
-  if (st.UseWord && st.DocumentText.contains(QLatin1String("#HTMLBody")) && item.number(QStringLiteral("BodyFormat")) == 2)
+  if (MailWantsHtml(st, item))
     htmlDone = tpl::InsertHtmlAtPlaceholder(st, item.text(QStringLiteral("HTMLBody")), QStringLiteral("body.html"),
                                             QStringLiteral("#HTMLBody"), item, reference);
   if (!htmlDone) tpl::FillBody(st, item, QString());

@@ -5,6 +5,7 @@
 // for "#HTMLBody" in Word, else the text).
 #pragma once
 
+#include <QDateTime>
 #include <QString>
 #include <QStringList>
 
@@ -13,6 +14,12 @@
 namespace ordolo::renderers {
 
 void RenderMail(RenderContext& ctx);
+
+// The date that names a mail's saved attachments and inline pictures: its
+// creation time, else its received time, else now.
+QDateTime MailReferenceDate(const model::Item& item);
+// Whether the mail's HTML body goes into the target at "#HTMLBody".
+bool MailWantsHtml(const tpl::RunState& st, const model::Item& item);
 
 // The header names whose first line fills "#H" + the name without "-"
 // ("#HMIMEVersion", "#HXMSMailPriority"), in the order they are filled.

@@ -1,7 +1,11 @@
 #include "session/PrintRun.h"
 #include "session/Templates.h"
 
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QSaveFile>
 
 #include "attachments/AttachmentQueue.h"
 #include "lang/LanguageTable.h"
@@ -10,8 +14,10 @@
 #include "office/word/Document.h"
 #include "print/Output.h"
 #include "renderers/Dispatch.h"
+#include "renderers/Mail.h"
 #include "template/Eigenschaften.h"
 #include "template/ExcelOutput.h"
+#include "template/HtmlInsert.h"
 #include "template/ReplacePlaceholder.h"
 #include "ui/Port.h"
 #include "util/DebugLog.h"
@@ -95,6 +101,9 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
   doc_.reset();
   pending_ = 0;
   docNumber_ = 0;
+  imports_.clear();
+  htmlTemplate_ = false;
+  prefetched_ = 0;
 
   // The run state as every run starts it.
   const QString fileName = QFileInfo(options.templatePath).fileName();
@@ -196,6 +205,7 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
       if (st_.ItemCounter > 0) ++st_.ItemCounter;
 
       tpl::FillRunHeader(st_);
+      if (htmlTemplate_ && converter_ && n >= prefetched_) prefetchHtml(items, chosen, n);
       renderers::RenderContext ctx{st_, item, options.session};
       renderers::Render(renderers::RendererFor(item->Class(), calendar_), ctx);
       ++doc_->items;
@@ -251,15 +261,8 @@ bool PrintRun::openDocument(RunResult& result) {
   st_.excelOutput = nullptr;
   st_.BlockMode = false;
   st_.BlockStart = 0;
-  if (converter_) {
-    office::convert::Converter* conv = converter_;
-    doc->setImporter([conv](const QString& file, QString* err) -> QString {
-      const QString out = util::TempFolder() + QFileInfo(file).completeBaseName() + QLatin1String("-import.docx");
-      const office::convert::Result r = conv->toDocx(file, out);
-      if (!r.ok() && err) *err = r.error;
-      return r.ok() ? r.output : QString();
-    });
-  }
+  if (converter_) doc->setImporter([this](const QString& file, QString* err) { return importFile(file, err); });
+  if (!htmlTemplate_) htmlTemplate_ = doc->searchedText().contains(QLatin1String("#HTMLBody"));
 
   // In table and block templates the run header outside the repeated part
   // (titles, page headers and footers) is filled once per document, before
@@ -491,6 +494,50 @@ bool PrintRun::finishDocument(RunResult& result) {
   if (pending_ >= std::max(1, options_.mode == RunMode::Show ? std::min(options_.batch, 10) : options_.batch))
     return deliver(result);
   return true;
+}
+
+QString PrintRun::importFile(const QString& file, QString* error) {
+  QFile f(file);
+  const QByteArray bytes = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+  const auto known = imports_.find(QCryptographicHash::hash(bytes, QCryptographicHash::Sha1));
+  if (known != imports_.end() && QFileInfo::exists(known->second)) return known->second;
+  const QString out = util::TempFolder() + QFileInfo(file).completeBaseName() + QLatin1String("-import.docx");
+  const office::convert::Result r = converter_->toDocx(file, out);
+  if (!r.ok() && error) *error = r.error;
+  return r.ok() ? r.output : QString();
+}
+
+// One LibreOffice start for the HTML bodies of the next mails, instead of
+// one per mail: the bodies are prepared exactly as the mail renderer will
+// write them, so that its insertion finds them converted.
+void PrintRun::prefetchHtml(const std::vector<model::ItemPtr>& items, const std::vector<size_t>& chosen, int from) {
+  constexpr int kAhead = 25;
+  const int last = std::min(int(chosen.size()), from + kAhead);
+  prefetched_ = last;
+  if (!st_.UseWord) return;
+  const QString folder = util::TempFolder() + QStringLiteral("html-%1/").arg(from);
+  QStringList files;
+  std::vector<QByteArray> keys;
+  for (int i = from; i < last; ++i) {
+    const model::ItemPtr& item = items[chosen[size_t(i)]];
+    if (renderers::RendererFor(item->Class(), calendar_) != renderers::Renderer::Mail ||
+        item->number(QStringLiteral("BodyFormat")) != 2)
+      continue;
+    const QByteArray bytes =
+        tpl::PrepareHtml(item->text(QStringLiteral("HTMLBody")), *item, renderers::MailReferenceDate(*item)).toUtf8();
+    QByteArray key = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
+    if (imports_.count(key) || std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
+    const QString path = folder + QString::number(i) + QLatin1String(".html");
+    QSaveFile f(path);
+    if (!QDir().mkpath(folder) || !f.open(QIODevice::WriteOnly) || f.write(bytes) < 0 || !f.commit()) continue;
+    files << path;
+    keys.push_back(std::move(key));
+  }
+  if (files.isEmpty()) return;
+  const std::vector<office::convert::Result> converted = converter_->toDocx(files, folder);
+  for (size_t j = 0; j < converted.size(); ++j)
+    if (converted[j].ok()) imports_[keys[j]] = converted[j].output;
+  for (const QString& f : files) QFile::remove(f);
 }
 
 void PrintRun::printAttachments(RunResult& result) {

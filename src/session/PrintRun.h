@@ -18,6 +18,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -95,6 +96,8 @@ class PrintRun {
   bool finishDocument(RunResult& result);
   bool deliver(RunResult& result);
   void printAttachments(RunResult& result);
+  void prefetchHtml(const std::vector<model::ItemPtr>& items, const std::vector<size_t>& chosen, int from);
+  QString importFile(const QString& file, QString* error);
   void blockError(const QString& message, RunResult& result);
   QString resolveTemplate(RunResult& result);
 
@@ -112,6 +115,11 @@ class PrintRun {
   bool stop_ = false;
   bool busy_ = false;
   std::function<void(int, int)> progress_;
+  // Mails' HTML bodies turned into .docx ahead, many per LibreOffice start:
+  // by the SHA-1 of the HTML file's bytes.
+  std::map<QByteArray, QString> imports_;
+  bool htmlTemplate_ = false;  // the template asks for "#HTMLBody"
+  int prefetched_ = 0;         // items up to here have their HTML converted
 };
 
 }  // namespace ordolo::session

@@ -1,6 +1,7 @@
 #include "template/AttachmentsAndBody.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QLocale>
 #include <QStringList>
@@ -65,9 +66,18 @@ QString SaveAttachment(const model::Attachment& attachment, const QString& folde
   const QFileInfo fi(name);
   const QString suffix = fi.suffix();
   const QString stem = suffix.isEmpty() ? name : name.left(name.size() - suffix.size() - 1);
+  // A name taken by another file gets a number; the same attachment saved
+  // before (the same mail printed again) is that file.
+  const QByteArray bytes = attachment.Data();
+  const auto sameBytes = [&](const QString& p) {
+    QFile f(p);
+    return f.size() == bytes.size() && f.open(QIODevice::ReadOnly) && f.readAll() == bytes;
+  };
   QString path = util::WithSlash(folder) + name;
-  for (int n = 2; QFileInfo::exists(path); ++n)
+  for (int n = 2; QFileInfo::exists(path); ++n) {
+    if (sameBytes(path)) return path;
     path = util::WithSlash(folder) + stem + QStringLiteral(" (%1)").arg(n) + (suffix.isEmpty() ? QString() : QLatin1Char('.') + suffix);
+  }
   QString error;
   if (!attachment.SaveAsFile(path, &error)) {
     util::DebugLog::write(QStringLiteral("Attachment not saved: %1: %2").arg(path, error));

@@ -38,7 +38,8 @@ void FillBody(RunState& st, const model::Item& item, const QString& prefix);
 QString SafeAttachmentName(const QString& name);
 
 // Saves an attachment into folder as "yyyyMMdd-hhnn_" + its safe name; a
-// name taken already gets " (2)", " (3)", ... before its extension. The
+// name another file has taken gets " (2)", " (3)", ... before its extension,
+// a file with the same bytes there already is used as it is. The
 // saved file's path, or empty when it could not be written (the reason in
 // the debug log).
 QString SaveAttachment(const model::Attachment& attachment, const QString& folder, const QDateTime& referenceDate);

@@ -270,18 +270,21 @@ QString LinkInlinePictures(const QString& html, const model::Item& item, const Q
   return text;
 }
 
-bool InsertHtmlAtPlaceholder(RunState& st, const QString& html, const QString& fileName, const QString& placeholder,
-                             const model::Item& item, const QDateTime& referenceDate) {
-  word::Document* doc = st.word;
-  if (!st.UseWord || !doc) return false;
-
+QString PrepareHtml(const QString& html, const model::Item& item, const QDateTime& referenceDate) {
   QString text = html;
   QStringList linked;
   if (text.contains(QLatin1String("<img "), Qt::CaseInsensitive)) text = LinkInlinePictures(text, item, referenceDate, &linked);
   if (!text.contains(QLatin1String("<body"), Qt::CaseInsensitive))
     text = QStringLiteral("<html><body>") + text + QStringLiteral("</body></html>");
-  text = SanitizeHtml(text, linked);
+  return SanitizeHtml(text, linked);
+}
 
+bool InsertHtmlAtPlaceholder(RunState& st, const QString& html, const QString& fileName, const QString& placeholder,
+                             const model::Item& item, const QDateTime& referenceDate) {
+  word::Document* doc = st.word;
+  if (!st.UseWord || !doc) return false;
+
+  const QString text = PrepareHtml(html, item, referenceDate);
   const QString path = util::TempFolder() + fileName;
   QFile::remove(path);
   {

@@ -32,6 +32,11 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles);
 QString LinkInlinePictures(const QString& html, const model::Item& item, const QDateTime& referenceDate,
                            QStringList* linked);
 
+// The text InsertHtmlAtPlaceholder writes for an item's HTML: inline
+// pictures linked, wrapped in a body when it has none, made safe. The same
+// item gives the same text again (its pictures are saved once).
+QString PrepareHtml(const QString& html, const model::Item& item, const QDateTime& referenceDate);
+
 // Inserts HTML at the first occurrence of placeholder in the current target
 // (from the current row or block on in table and block templates): inline
 // pictures linked, the text made safe, written as fileName in the temporary

@@ -9,6 +9,7 @@
 #include "attachments/AttachmentQueue.h"
 #include "attachments/PrintSystems.h"
 #include "lang/LanguageTable.h"
+#include "office/word/Document.h"
 #include "office/convert/Converter.h"
 #include "print/Cups.h"
 #include "print/Outputs.h"
@@ -132,4 +133,44 @@ TEST_F(MailRun, AttachmentsFollowTheirMailOrComeFirst) {
   EXPECT_EQ(first[2], "MMemo-001");
   EXPECT_TRUE(firstClock.sleeps.isEmpty());
   EXPECT_TRUE(port.messages.isEmpty()) << port.messages.join('\n').toStdString();
+}
+
+// The HTML bodies of a run go through LibreOffice together, and each mail
+// still gets its own.
+TEST(MailHtmlRun, OneLibreOfficeStartForTheBodiesOfManyMails) {
+  if (office::convert::Converter::findProgram().isEmpty()) GTEST_SKIP() << "LibreOffice is not installed";
+  QTemporaryDir home, out;
+  ScopedEnv homeEnv{"ORDOLO_HOME", home.path().toUtf8()};
+  lang::table().LoadLanguageTable(QStringLiteral(ORDOLO_SOURCE_SHARE "/language/English.txt"));
+  for (int i = 1; i <= 4; ++i)
+    writeFile(home.filePath(QStringLiteral("store/Inbox/m%1.eml").arg(i)),
+              "From: Shop <shop@example.com>\nTo: Anna <anna@example.org>\nSubject: News " + QByteArray::number(i) +
+                  "\nDate: Tue, 03 Mar 2026 07:3" + QByteArray::number(i) +
+                  ":00 +0100\nMIME-Version: 1.0\nContent-Type: text/html; charset=utf-8\n\n"
+                  "<html><body><h1>Issue " + QByteArray::number(i) + "</h1><p>Body of news " +
+                  QByteArray::number(i) + "</p></body></html>\n");
+  QFile::copy(QStringLiteral(ORDOLO_TEST_DATA "/word/mail.docx"), home.filePath("MMemo.docx"));
+  QString why;
+  auto store = store::FileStore::open(home.filePath("store"), &why);
+  ASSERT_TRUE(store) << why.toStdString();
+  auto inbox = store->folderByPath("Inbox");
+  ScriptedPort port;
+  session::Start start(port);
+  ASSERT_TRUE(start.StartPrint(model::Selection(inbox->GetItems()->all()), inbox, "Anna"));
+  print::FolderOutput output(out.path(), false);
+  ASSERT_TRUE(output.prepare(&why));
+  office::convert::Converter converter;
+  session::PrintRun run(port, output, &converter);
+  session::RunOptions options;
+  options.templatePath = home.filePath("MMemo.docx");
+  const session::RunResult result = run.run(start.items(), start.rows(), options);
+  ASSERT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
+  EXPECT_EQ(converter.launches(), 1);
+  for (int n = 1; n <= 4; ++n) {
+    auto doc = office::word::Document::create(out.filePath(QStringLiteral("MMemo-00%1.docx").arg(n)), &why);
+    ASSERT_TRUE(doc) << why.toStdString();
+    const QString text = doc->contentText();
+    const int i = start.items()[size_t(n - 1)]->text("Subject").section(' ', 1).toInt();
+    EXPECT_TRUE(text.contains(QStringLiteral("Issue %1\rBody of news %1\r").arg(i))) << text.toStdString();
+  }
 }

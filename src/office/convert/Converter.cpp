@@ -501,37 +501,70 @@ Result Converter::toOoxml(const QString& legacyFile) {
   return r;
 }
 
-Result Converter::toDocx(const QString& file, const QString& outputFile) {
-  Result r;
-  r.input = file;
-  const QFileInfo fi(file);
-  if (!fi.isFile() || !fi.isReadable()) {
-    r.error = lang::text(Msg::ErrConvertNoFile).arg(file);
-    return r;
-  }
-  const QString suffix = fi.suffix().toLower();
-  const bool html = suffix == QLatin1String("html") || suffix == QLatin1String("htm");
+std::vector<Result> Converter::toDocx(const QStringList& files, const QString& outputFolder) {
+  std::vector<Result> results(size_t(files.size()));
   std::lock_guard lock(d_->mutex);
   QTemporaryDir staging(util::TempFolder() + QLatin1String("convert-XXXXXX"));
   const QString in = staging.path() + QLatin1String("/in/");
   const QString out = staging.path() + QLatin1String("/out/");
-  const QString link = in + QLatin1String("source.") + fi.suffix();
-  if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !StageInput(fi.absoluteFilePath(), link)) {
-    r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
-    return r;
-  }
-  std::vector<Job> jobs{Job{link, out + QLatin1String("source.docx"), {}, {}}};
+  const QString target = util::WithSlash(outputFolder);
+  const bool ready = staging.isValid() && QDir().mkpath(in) && QDir().mkpath(out) && QDir().mkpath(target);
   // HTML opens as a web page unless Writer's own HTML import is asked for,
-  // and a web page has no .docx export.
-  d_->convert(QStringLiteral("docx:MS Word 2007 XML"), out, jobs, QStringList{file}, {},
-              html ? QStringLiteral("HTML (StarWriter)") : QString());
-  if (jobs[0].output.isEmpty()) {
-    r.error = jobs[0].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(file) : jobs[0].error;
-    log(r.error);
-    return r;
+  // and a web page has no .docx export: HTML and other files go in
+  // separate runs.
+  for (const bool html : {true, false}) {
+    std::vector<Job> jobs;
+    std::vector<size_t> jobOf;
+    QStringList names;
+    for (int i = 0; i < files.size(); ++i) {
+      Result& r = results[size_t(i)];
+      const QFileInfo fi(files[i]);
+      const QString suffix = fi.suffix().toLower();
+      if ((suffix == QLatin1String("html") || suffix == QLatin1String("htm")) != html) continue;
+      r.input = files[i];
+      if (!fi.isFile() || !fi.isReadable()) {
+        r.error = lang::text(Msg::ErrConvertNoFile).arg(files[i]);
+        continue;
+      }
+      const QString link = in + QString::number(i) + QLatin1Char('.') + fi.suffix();
+      if (!ready || !StageInput(fi.absoluteFilePath(), link)) {
+        r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
+        continue;
+      }
+      jobs.push_back(Job{link, out + QString::number(i) + QLatin1String(".docx"), {}, {}});
+      jobOf.push_back(size_t(i));
+      names << files[i];
+    }
+    if (jobs.empty()) continue;
+    d_->convert(QStringLiteral("docx:MS Word 2007 XML"), out, jobs, names, {},
+                html ? QStringLiteral("HTML (StarWriter)") : QString());
+    for (size_t j = 0; j < jobs.size(); ++j) {
+      Result& r = results[jobOf[j]];
+      if (jobs[j].output.isEmpty()) {
+        r.error = jobs[j].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(r.input) : jobs[j].error;
+        log(r.error);
+        continue;
+      }
+      const QString placed = target + QString::number(jobOf[j]) + QLatin1String(".docx");
+      if (!moveReplacing(jobs[j].output, placed)) {
+        r.error = lang::text(Msg::ErrConvertWrite).arg(placed);
+        continue;
+      }
+      r.output = placed;
+    }
   }
-  if (!QDir().mkpath(QFileInfo(outputFile).absolutePath()) || !moveReplacing(jobs[0].output, outputFile)) {
+  return results;
+}
+
+Result Converter::toDocx(const QString& file, const QString& outputFile) {
+  QTemporaryDir staging(util::TempFolder() + QLatin1String("docx-XXXXXX"));
+  std::vector<Result> results = toDocx(QStringList{file}, staging.path());
+  Result r = results.front();
+  r.input = file;
+  if (!r.ok()) return r;
+  if (!QDir().mkpath(QFileInfo(outputFile).absolutePath()) || !moveReplacing(r.output, outputFile)) {
     r.error = lang::text(Msg::ErrConvertWrite).arg(outputFile);
+    r.output.clear();
     return r;
   }
   r.output = outputFile;

@@ -66,6 +66,9 @@ class Converter {
   // A file Writer can read (HTML above all) as a .docx at outputFile, for
   // inserting into a Word document.
   Result toDocx(const QString& file, const QString& outputFile);
+  // Many such files with one LibreOffice start: each input's .docx in
+  // outputFolder as "<its position>.docx". One result per input, in order.
+  std::vector<Result> toDocx(const QStringList& files, const QString& outputFolder);
 
   // The program that will be run, or empty when none was found.
   QString program() const;
