@@ -22,15 +22,6 @@ Renderer RendererFor(int itemClass, bool calendarWordTemplate) {
   return Renderer::Mail;
 }
 
-namespace {
-
-void Replace(tpl::RunState& st, const QString& placeholder, const QString& value, bool wildcards) {
-  bool test = true, retry = true;
-  tpl::ReplacePlaceholder(st, placeholder, value, wildcards, test, retry);
-}
-
-}  // namespace
-
 void Render(Renderer renderer, RenderContext& ctx) {
   if (renderer == Renderer::Mail) {
     RenderMail(ctx);
@@ -40,7 +31,7 @@ void Render(Renderer renderer, RenderContext& ctx) {
   const model::Item& item = *ctx.item;
   const QString prefix = renderer == Renderer::DistList ? QStringLiteral("DL") : QString();
   const QString importance = tpl::FillImportance(st, item, prefix);
-  Replace(st, prefix.isEmpty() ? QStringLiteral("#Importance") : QStringLiteral("#<DLImportance>"), importance,
+  tpl::Put(st, prefix.isEmpty() ? QStringLiteral("#Importance") : QStringLiteral("#<DLImportance>"), importance,
           !prefix.isEmpty());
   tpl::FillSensitivity(st, item, prefix);
   switch (renderer) {

@@ -13,12 +13,9 @@
 
 namespace ordolo::renderers {
 
-namespace {
+using tpl::Put;
 
-void Put(tpl::RunState& st, const QString& cAlt, const QString& cNeu, bool wildcards = true, bool retry = true) {
-  bool lTest = true;
-  tpl::ReplacePlaceholder(st, cAlt, cNeu, wildcards, lTest, retry);
-}
+namespace {
 
 // A date the store really has (drafts have no received time: "none" is
 // 4501-01-01 or no value at all).
@@ -67,6 +64,15 @@ QString MailHeaderValue(const QString& headers, const QString& name) {
     return Decoded(value);
   }
   return {};
+}
+
+QString RemoteStatusLetter(qint64 status) {
+  switch (status) {
+    case 3: return QStringLiteral("C");
+    case 4: return QStringLiteral("X");
+    case 2: return QStringLiteral("D");
+    default: return {};
+  }
 }
 
 QDateTime MailReferenceDate(const model::Item& item) {
@@ -182,14 +188,7 @@ void RenderMail(RenderContext& ctx) {
     }
   }
 
-  QString state;
-  switch (item.number(QStringLiteral("RemoteStatus"))) {
-    case 3: state = QStringLiteral("C"); break;
-    case 4: state = QStringLiteral("X"); break;
-    case 2: state = QStringLiteral("D"); break;
-    default: break;
-  }
-  Put(st, QStringLiteral("#<RemoteStatus>"), state);
+  Put(st, QStringLiteral("#<RemoteStatus>"), RemoteStatusLetter(item.number(QStringLiteral("RemoteStatus"))));
   const QVariant size = item.get(QStringLiteral("Size"));
   if (size.isValid()) Put(st, QStringLiteral("#<Size>"), size.toString());
 

@@ -15,6 +15,9 @@ namespace ordolo::renderers {
 
 void RenderMail(RenderContext& ctx);
 
+// The remote state as a letter: "C" (3), "X" (4), "D" (2), else nothing.
+QString RemoteStatusLetter(qint64 status);
+
 // The date that names a mail's saved attachments and inline pictures: its
 // creation time, else its received time, else now.
 QDateTime MailReferenceDate(const model::Item& item);

@@ -6,6 +6,7 @@
 #include "attachments/AttachmentQueue.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
+#include "renderers/Mail.h"
 #include "template/Eigenschaften.h"
 #include "ui/Port.h"
 #include "util/Funktionen.h"
@@ -237,13 +238,7 @@ void Start::mailRow(const model::ItemPtr& item) {
     when = IsDate(received) ? received.toDateTime() : item->date(QStringLiteral("CreationTime"));
   }
 
-  QString state;
-  switch (item->number(QStringLiteral("RemoteStatus"))) {
-    case 3: state = QStringLiteral("C"); break;
-    case 4: state = QStringLiteral("X"); break;
-    case 2: state = QStringLiteral("D"); break;
-    default: break;
-  }
+  const QString state = renderers::RemoteStatusLetter(item->number(QStringLiteral("RemoteStatus")));
   addRow(item, {marker, attachments > 0 ? QString::number(attachments) : QString(), item->text(QStringLiteral("SenderName")), to,
                 model::IsNoDate(when) || !when.isValid() ? QString() : util::ShortDateTime(when), Stamp(when),
                 item->text(QStringLiteral("Subject")), state});

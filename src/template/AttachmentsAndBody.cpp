@@ -18,12 +18,6 @@ namespace ordolo::tpl {
 
 namespace {
 
-void Put(RunState& st, const QString& cAlt, const QString& cNeu, bool wildcards) {
-  bool lTest = true;
-  bool lRetry = true;
-  ReplacePlaceholder(st, cAlt, cNeu, wildcards, lTest, lRetry);
-}
-
 // Keeps the file system's limit of 255 bytes with room for the date prefix.
 constexpr int kMaxNameBytes = 200;
 

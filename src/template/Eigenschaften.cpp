@@ -21,13 +21,6 @@ void Debug(const QString& line) {
   if (util::DebugLog::isOn()) util::DebugLog::write(line);
 }
 
-// The ordinary call of the fillers: presence test and plain retry on.
-void Put(RunState& st, const QString& cAlt, const QString& cNeu, bool wildcards) {
-  bool lTest = true;
-  bool lRetry = true;
-  ReplacePlaceholder(st, cAlt, cNeu, wildcards, lTest, lRetry);
-}
-
 bool IsDate(const QVariant& v) {
   const int t = v.userType();
   return t == QMetaType::QDateTime || t == QMetaType::QDate;

@@ -109,6 +109,11 @@ void ReplacePlaceholder(RunState& st, const QString& cAlt, const QString& cNeuIn
   }
 }
 
+void Put(RunState& st, const QString& cAlt, const QString& cNeu, bool wildcards, bool retry) {
+  bool lTest = true;
+  ReplacePlaceholder(st, cAlt, cNeu, wildcards, lTest, retry);
+}
+
 void ReplaceInHeadersAndFooters(RunState& st, const QString& cAlt, const QString& cNeuIn, bool lWildcards) {
   if (!st.UseWord || !st.word) return;
   QString cNeu = cNeuIn;

@@ -16,6 +16,10 @@ namespace ordolo::tpl {
 void ReplacePlaceholder(RunState& st, const QString& cAlt, const QString& cNeu, bool lWildcards, bool& lTest,
                         bool& lRetry);
 
+// The renderers' ordinary call: presence test on, one plain retry after a
+// failure unless retry is false.
+void Put(RunState& st, const QString& cAlt, const QString& cNeu, bool wildcards = true, bool retry = true);
+
 // The Excel side: a placeholder written with "<" ">" must fill a whole cell,
 // one without them may be part of a cell's text; the case must match. The
 // sheet-wide placeholders are searched on the whole sheet, the others in the
