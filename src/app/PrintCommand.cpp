@@ -189,6 +189,8 @@ int printCommand(const PrintOptions& o) {
   if ((!o.store.from.isEmpty() || !o.store.to.isEmpty()) && dayRange(o.store, &from, &to)) {
     run.header.SelStart = util::Format(from, QStringLiteral("Short Date"));
     run.header.SelEnd = util::Format(to, QStringLiteral("Short Date"));
+    run.header.First = from;
+    run.header.Last = to;
   }
 
   office::convert::Converter converter;

@@ -1,5 +1,6 @@
 #include "renderers/Dispatch.h"
 
+#include "renderers/Calendar.h"
 #include "renderers/Mail.h"
 #include "template/AttachmentsAndBody.h"
 #include "template/Eigenschaften.h"
@@ -25,6 +26,10 @@ Renderer RendererFor(int itemClass, bool calendarWordTemplate) {
 void Render(Renderer renderer, RenderContext& ctx) {
   if (renderer == Renderer::Mail) {
     RenderMail(ctx);
+    return;
+  }
+  if (renderer == Renderer::CalendarGrid) {
+    RenderCalendarGrid(ctx);
     return;
   }
   tpl::RunState& st = ctx.st;

@@ -13,6 +13,8 @@
 #include "office/convert/Converter.h"
 #include "office/word/Document.h"
 #include "print/Output.h"
+#include "renderers/Calendar.h"
+#include "renderers/CalendarTables.h"
 #include "renderers/Dispatch.h"
 #include "renderers/Mail.h"
 #include "template/Eigenschaften.h"
@@ -55,8 +57,7 @@ struct PrintRun::Doc {
   std::unique_ptr<word::Document> word;
   std::unique_ptr<tpl::ExcelOutput> excel;
   word::Fragment block;      // the unfilled report or label block
-  word::RowBlock rows;       // the unfilled table rows
-  int rowsPerItem = 0;
+  std::unique_ptr<renderers::CalendarGrid> grid;  // "Calendar" templates
   int labelRows = 0, labelColumns = 0;
   int labelCell = 0;         // the next free label cell, counted row by row from 0
   int items = 0;             // items in this document
@@ -113,6 +114,8 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
   report_ = st_.UseWord && fileName.contains(QLatin1String("Report"));
   label_ = st_.UseWord && fileName.contains(QLatin1String("Label"));
   calendar_ = st_.UseWord && fileName.contains(QLatin1String("Calendar"));
+  // The grid is a layout of its own: one document for the run.
+  if (calendar_) st_.TableMode = report_ = label_ = false;
   st_.LastStartDate = QDateTime(QDate(3000, 1, 1), QTime(0, 0));
   st_.GroupKey = st_.PrevGroupKey = QStringLiteral("z#@");
   st_.Grouped = options.sortColumn > 0;
@@ -210,7 +213,7 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
       renderers::Render(renderers::RendererFor(item->Class(), calendar_), ctx);
       ++doc_->items;
 
-      if (st_.UseWord) {
+      if (st_.UseWord && !calendar_) {
         if (st_.BlockMode || st_.TableMode)
           removeLeftovers(true);
         else if (!finishDocument(result))
@@ -272,6 +275,11 @@ bool PrintRun::openDocument(RunResult& result) {
     whole.TableMode = whole.BlockMode = false;
     whole.DocumentText = doc->searchedText();
     tpl::FillRunHeader(whole);
+  }
+  if (calendar_) {
+    doc_->grid = std::make_unique<renderers::CalendarGrid>();
+    st_.Grid = doc_->grid.get();
+    return true;
   }
   if (report_ || label_) return prepareBlock(result);
   if (st_.TableMode && !prepareTable()) st_.TableMode = false;
@@ -390,32 +398,18 @@ bool PrintRun::prepareTable() {
     Debug(QStringLiteral("Table template without a table: filled as a document"));
     return false;
   }
-  const int rows = doc->rowCount(1);
-  int first = 0, last = 0;
-  for (int r = 1; r <= rows; ++r) {
-    auto range = doc->rowRange(1, r);
-    if (range && doc->text(*range).contains(QLatin1Char('#'))) {
-      if (!first) first = r;
-      last = r;
-    }
+  // A "break" template starts every new group with a copy of itself.
+  if (options_.templatePath.contains(QLatin1String("break"), Qt::CaseInsensitive)) {
+    const word::Range all = doc->content();
+    const QString text = doc->text(all);
+    const int lastParagraph = text.lastIndexOf(QLatin1Char('\r'), text.size() - 2) + 1;
+    st_.TemplateBody =
+        std::make_shared<const word::Fragment>(doc->copy(word::Range{all.story, all.start, all.start + lastParagraph}));
   }
-  if (!first) first = last = rows;
-  doc_->rows = doc->copyRows(1, first, last);
-  doc_->rowsPerItem = last - first + 1;
-  st_.BlockStart = first;
-  if (auto range = doc->rowRange(1, first)) st_.DocumentText = doc->text(*range);
-  return true;
+  return renderers::AnalyseTable(st_, 1, 0);
 }
 
-void PrintRun::nextTableRows() {
-  word::Document* doc = doc_->word.get();
-  doc->appendRows(1, doc_->rows);
-  st_.BlockStart = doc->rowCount(1) - doc_->rowsPerItem + 1;
-  QString text;
-  for (int r = st_.BlockStart; r <= doc->rowCount(1); ++r)
-    if (auto range = doc->rowRange(1, r)) text += doc->text(*range);
-  st_.DocumentText = text;
-}
+void PrintRun::nextTableRows() { renderers::AddTableRows(st_); }
 
 void PrintRun::removeLeftovers(bool fromBlock) {
   word::Document* doc = doc_->word.get();
@@ -425,7 +419,9 @@ void PrintRun::removeLeftovers(bool fromBlock) {
   if (fromBlock) {
     // Only the current row or block can still hold this item's leftovers.
     word::Range r = doc->content();
-    if (st_.TableMode) {
+    if (st_.TableMode && st_.TableSearchFrom >= 0) {
+      r.start = std::clamp(st_.TableSearchFrom, 0, r.end);
+    } else if (st_.TableMode) {
       if (auto row = doc->rowRange(st_.TableIndex, st_.BlockStart)) r.start = row->start;
     } else {
       r.start = std::clamp(st_.BlockStart, 0, r.end);
@@ -453,6 +449,10 @@ bool PrintRun::finishDocument(RunResult& result) {
   const QString name = QStringLiteral("%1-%2").arg(baseName_).arg(docNumber_, 3, 10, QLatin1Char('0'));
   bool ok = true;
   if (st_.UseWord) {
+    if (doc_->grid) {
+      st_.TableMode = st_.BlockMode = false;
+      doc_->grid->write(st_);
+    }
     removeLeftovers(false);
     word::Document* doc = doc_->word.get();
     doc->setPrintHook([this, &name](const QString& saved, QString*) {
@@ -479,6 +479,7 @@ bool PrintRun::finishDocument(RunResult& result) {
   st_.word = nullptr;
   st_.excel = nullptr;
   st_.excelOutput = nullptr;
+  st_.Grid = nullptr;
   if (!ok) {
     // Attachments of a document that failed are not printed alone.
     if (st_.Attachments) st_.Attachments->reset();

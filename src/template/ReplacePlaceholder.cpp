@@ -70,7 +70,11 @@ void ReplacePlaceholder(RunState& st, const QString& cAlt, const QString& cNeuIn
     // so earlier rows and blocks keep what they were given.
     word::Range& sel = doc->selection();
     bool placed = true;
-    if (st.TableMode) {
+    if (st.TableMode && st.TableSearchFrom >= 0) {
+      const word::Range all = doc->content();
+      sel.story = all.story;
+      sel.start = std::clamp(st.TableSearchFrom, 0, all.end);
+    } else if (st.TableMode) {
       if (auto row = doc->rowRange(st.TableIndex, st.BlockStart)) {
         sel = *row;
       } else {

@@ -541,14 +541,17 @@ RowBlock Document::copyRows(int table, int first, int last) {
   return block;
 }
 
-bool Document::appendRows(int table, const RowBlock& block) {
+bool Document::appendRows(int table, const RowBlock& block) { return insertRows(table, rowCount(table), block); }
+
+bool Document::insertRows(int table, int afterRow, const RowBlock& block) {
   auto* r = d->rowsOf(table);
-  if (!r || r->empty() || block.empty()) return false;
+  if (!r || afterRow < 1 || afterRow > int(r->size()) || block.empty()) return false;
   Story* s = d->main_();
-  Para* last = d->lastPara(r->back());
+  Para* last = d->lastPara((*r)[size_t(afterRow - 1)]);
   if (!last) return false;
   size_t at = last->idx + 1;
-  pugi::xml_node after = r->back();
+  size_t rowAt = size_t(afterRow);
+  pugi::xml_node after = (*r)[size_t(afterRow - 1)];
   for (const QByteArray& xml : block.rowsXml) {
     pugi::xml_document tmp;
     if (!tmp.load_buffer(xml.constData(), size_t(xml.size()), kParseOptions) || !Is(tmp.first_child(), "w:tr"))
@@ -560,7 +563,7 @@ bool Document::appendRows(int table, const RowBlock& block) {
     Story::collectNode(tr, nodes, tails);
     s->insertParas(at, nodes, tails);
     at += nodes.size();
-    r->push_back(tr);
+    r->insert(r->begin() + std::ptrdiff_t(rowAt++), tr);
     after = tr;
   }
   s->touch();

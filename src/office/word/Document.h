@@ -125,6 +125,8 @@ class Document {
   RowBlock copyRows(int table, int first, int last);
   // Appends copies of the block's rows at the end of the table.
   bool appendRows(int table, const RowBlock& block);
+  // Inserts copies of the block's rows below row afterRow (1-based).
+  bool insertRows(int table, int afterRow, const RowBlock& block);
   bool formatRow(int table, int row, const RowFormat& format);
 
   // Bookmarks of the main story.
