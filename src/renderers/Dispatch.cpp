@@ -1,6 +1,10 @@
 #include "renderers/Dispatch.h"
 
+#include "renderers/Appointment.h"
 #include "renderers/Calendar.h"
+#include "renderers/Journal.h"
+#include "renderers/Note.h"
+#include "renderers/Tasks.h"
 #include "renderers/Mail.h"
 #include "template/AttachmentsAndBody.h"
 #include "template/Eigenschaften.h"
@@ -24,13 +28,14 @@ Renderer RendererFor(int itemClass, bool calendarWordTemplate) {
 }
 
 void Render(Renderer renderer, RenderContext& ctx) {
-  if (renderer == Renderer::Mail) {
-    RenderMail(ctx);
-    return;
-  }
-  if (renderer == Renderer::CalendarGrid) {
-    RenderCalendarGrid(ctx);
-    return;
+  switch (renderer) {
+    case Renderer::Mail: RenderMail(ctx); return;
+    case Renderer::CalendarGrid: RenderCalendarGrid(ctx); return;
+    case Renderer::Appointment: RenderAppointment(ctx); return;
+    case Renderer::Task: RenderTask(ctx); return;
+    case Renderer::Note: RenderNote(ctx); return;
+    case Renderer::Journal: RenderJournal(ctx); return;
+    default: break;
   }
   tpl::RunState& st = ctx.st;
   const model::Item& item = *ctx.item;
@@ -39,13 +44,6 @@ void Render(Renderer renderer, RenderContext& ctx) {
   tpl::Put(st, prefix.isEmpty() ? QStringLiteral("#Importance") : QStringLiteral("#<DLImportance>"), importance,
           !prefix.isEmpty());
   tpl::FillSensitivity(st, item, prefix);
-  switch (renderer) {
-    case Renderer::Appointment:
-    case Renderer::Task:
-    case Renderer::Note:
-    case Renderer::Journal: tpl::FillLinkedContacts(st, item); break;
-    default: break;
-  }
   tpl::FillAttachments(st, item, prefix, item.date(QStringLiteral("CreationTime")));
   tpl::FillCommonPlaceholders(st, item);
   tpl::FillBody(st, item, prefix);

@@ -1,5 +1,5 @@
 // Which renderer fills an item, by the item's class, and the call into it.
-// Mail has its own renderer; kinds whose own renderer is not built yet get
+// Contacts and distribution lists, whose own renderer is not built yet, get
 // the shared placeholders (importance, sensitivity, linked contacts,
 // attachments, every property named in the template, the body).
 #pragma once

@@ -1,0 +1,58 @@
+// Fills the template with one appointment, and lays out a calendar print
+// across the items of a run: a day heading once per day (or sort group),
+// week separators before Sundays and after them ("@Su", "@Mo"), paragraph
+// and page breaks between days, and in "break" table templates a new copy
+// of the template per day. Tasks share the day layout (Tasks.h) and the
+// recurrence description.
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+#include "renderers/Dispatch.h"
+
+namespace ordolo::renderers {
+
+void RenderAppointment(RenderContext& ctx);
+
+// A response value as the text of "S30" (accepted, declined, none, ...);
+// empty for values it does not know.
+QString ResponseText(qint64 response);
+
+// The colour label of the appointment as the text of "S37" (label 0 is the
+// first part); empty outside 0..10.
+QString ColorLabelText(const model::Item& item);
+
+// "#RecurrenceType" ("Weekly") and "#RecurrencePattern" ("every 2. week on
+// Monday, Wednesday until 12/31/2026") of a recurring appointment or task,
+// both empty for a single one.
+struct RecurrenceText {
+  QString type;
+  QString pattern;
+};
+RecurrenceText DescribeRecurrence(const model::Item& item, bool task);
+
+// The stored recurrence kind of a regenerating task: 0 daily, 1 other, 99
+// when the store does not say.
+int TaskRecurrenceCheck(const model::Item& item);
+
+// "#<prefix>Long" ("Monday, 2. March 2026  09:30"), "#<prefix>Short",
+// "#<prefix>Day", "#<prefix>AmPm" and "#<<prefix>>" of a date and time.
+void PutTimedForms(tpl::RunState& st, const QString& prefix, const QDateTime& d);
+
+// Shared by the calendar list and the task list.
+namespace daylayout {
+
+// The "break", "pagebreak" and "allday" switches of the template path.
+bool Switch(const tpl::RunState& st, const char* word);
+// Whether an item starting at `start` goes on the current day (and group).
+bool IsContinuation(const tpl::RunState& st, const QDateTime& start);
+// A new day that is also a new group in a "break" table template: the
+// item goes into a new copy of the template.
+void NewBlockIfBreak(tpl::RunState& st);
+// "#CRLF" and "#PAGEBREAK" at a new day.
+void NewDayBreaks(tpl::RunState& st);
+
+}  // namespace daylayout
+
+}  // namespace ordolo::renderers
