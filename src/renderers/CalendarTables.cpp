@@ -24,12 +24,14 @@ QString RowsText(word::Document& doc, int table, int first, int last) {
   return doc.text(word::Range{a->story, a->start, b->end});
 }
 
-// Where the text of the main story's last paragraph starts.
+// Where the main story's last paragraph starts (after a table, right after
+// the end of its last row).
 int LastParagraphStart(word::Document& doc) {
   const word::Range all = doc.content();
   const QString text = doc.text(all);
-  const int cr = text.lastIndexOf(QLatin1Char('\r'), text.size() - 2);
-  return all.start + cr + 1;
+  int i = text.size() - 2;
+  while (i >= 0 && text[i] != QLatin1Char('\r') && text[i] != QChar(7)) --i;
+  return all.start + i + 1;
 }
 
 }  // namespace
@@ -88,6 +90,13 @@ void FinishTable(tpl::RunState& st, int table) {
   find.text = kLeftovers;
   find.matchWildcards = true;
   doc->execute(r, find, word::ReplaceMode::All);
+}
+
+void KeepTemplateBody(tpl::RunState& st) {
+  if (!st.word) return;
+  const word::Range all = st.word->content();
+  st.TemplateBody = std::make_shared<const word::Fragment>(
+      st.word->copy(word::Range{all.story, all.start, LastParagraphStart(*st.word)}));
 }
 
 void NewTableBlock(tpl::RunState& st, bool pageBreak) {

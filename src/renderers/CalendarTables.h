@@ -30,6 +30,12 @@ void AddTableRows(tpl::RunState& st);
 // placeholders no item filled are removed from the table.
 void FinishTable(tpl::RunState& st, int table);
 
+// Keeps a copy of the template's body, all but its last paragraph, before
+// anything is filled: a "break" template repeats it per group. A body that
+// starts with a table cannot be copied (the repeated part must start with
+// a paragraph, such as the day heading).
+void KeepTemplateBody(tpl::RunState& st);
+
 // A new group in a "break" template: finishes the current table and adds a
 // copy of the whole template at the end of the document, on a new page
 // when pageBreak is set; its table takes the current item, and its run

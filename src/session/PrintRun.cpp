@@ -399,13 +399,7 @@ bool PrintRun::prepareTable() {
     return false;
   }
   // A "break" template starts every new group with a copy of itself.
-  if (options_.templatePath.contains(QLatin1String("break"), Qt::CaseInsensitive)) {
-    const word::Range all = doc->content();
-    const QString text = doc->text(all);
-    const int lastParagraph = text.lastIndexOf(QLatin1Char('\r'), text.size() - 2) + 1;
-    st_.TemplateBody =
-        std::make_shared<const word::Fragment>(doc->copy(word::Range{all.story, all.start, all.start + lastParagraph}));
-  }
+  if (options_.templatePath.contains(QLatin1String("break"), Qt::CaseInsensitive)) renderers::KeepTemplateBody(st_);
   return renderers::AnalyseTable(st_, 1, 0);
 }
 
