@@ -234,3 +234,78 @@ TEST_F(Run, BadTemplatesAreNamedAndNothingIsWritten) {
 }
 
 }  // namespace
+
+namespace {
+
+// Two appointments on Monday, one on Tuesday, an all-day one on Wednesday.
+std::vector<model::ItemPtr> CalendarWeek() {
+  std::vector<model::ItemPtr> week;
+  auto add = [&](const char* subject, const QDateTime& start, const QDateTime& end, bool allDay = false) {
+    auto a = FakeItem::make(model::olAppointment);
+    a->set("Subject", subject)
+        .set("Start", start, model::olDateTime)
+        .set("End", end, model::olDateTime)
+        .set("Duration", start.secsTo(end) / 60, model::olNumber)
+        .set("AllDayEvent", allDay, model::olYesNo);
+    a->entryId = subject;
+    week.push_back(a);
+  };
+  add("Stand-up", at(2026, 3, 2, 9, 0), at(2026, 3, 2, 9, 15));
+  add("Review", at(2026, 3, 2, 14, 0), at(2026, 3, 2, 15, 0));
+  add("Workshop", at(2026, 3, 3, 10, 0), at(2026, 3, 3, 12, 0));
+  add("Holiday", at(2026, 3, 4), at(2026, 3, 5), true);
+  return week;
+}
+
+QString TableText(word::Document& doc, int table) {
+  const auto a = doc.rowRange(table, 1), b = doc.rowRange(table, doc.rowCount(table));
+  return a && b ? doc.text(word::Range{a->story, a->start, b->end}).remove(QRegularExpression("[\\r\\a]+$"))
+                : QStringLiteral("<none>");
+}
+
+}  // namespace
+
+TEST_F(Run, BreakTemplatesStartACopyOfTheTemplatePerDay) {
+  for (const QString name : {"ACalTable-break.docx", "ACalTable-pagebreak.docx"}) {
+    QDir(out.path()).removeRecursively();
+    QDir().mkpath(out.path());
+    const auto result = print(CalendarWeek(), templ("calendar.docx", name));
+    EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+    auto doc = open(QFileInfo(name).completeBaseName() + "-001.docx");
+    ASSERT_TRUE(doc);
+    // One table per day: its head, the day's rows, its foot last.
+    ASSERT_EQ(doc->tableCount(), 3) << name.toStdString();
+    EXPECT_EQ(doc->rowCount(1), 4);
+    EXPECT_EQ(doc->rowCount(2), 3);
+    EXPECT_EQ(doc->rowCount(3), 3);
+    EXPECT_TRUE(TableText(*doc, 1).contains(QRegularExpression("Stand-up.*Review.*Total")));
+    EXPECT_TRUE(TableText(*doc, 2).contains(QRegularExpression("Workshop.*Total")));
+    EXPECT_TRUE(TableText(*doc, 3).contains(QRegularExpression("Holiday.*Total")));
+    // Every copy has its day heading and its run header; nothing is left.
+    const QString text = doc->contentText();
+    for (const char* day : {"Monday, 2. March 2026", "Tuesday, 3. March 2026", "Wednesday, 4. March 2026"})
+      EXPECT_EQ(text.count(QStringLiteral("Day [][][%1]").arg(day)), 1) << day;
+    EXPECT_EQ(text.count("for Test User"), 3);
+    EXPECT_FALSE(doc->searchedText().contains(kLeftover)) << text.toStdString();
+    const int pages = QString::fromUtf8(zipPart(out.filePath(QFileInfo(name).completeBaseName() + "-001.docx"),
+                                                "word/document.xml")).count("w:type=\"page\"");
+    // The heading's "#PAGEBREAK" breaks before each new day too.
+    EXPECT_EQ(pages, name.contains("pagebreak") ? 4 : 2) << name.toStdString();
+  }
+}
+
+TEST_F(Run, AlldayTemplatesSetAllDayRowsPlain) {
+  const auto result = print(CalendarWeek(), templ("calendar.docx", "ACalTable-allday.docx"));
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  const QString xml = QString::fromUtf8(zipPart(out.filePath("ACalTable-allday-001.docx"), "word/document.xml"));
+  QString timed, allDay;
+  for (const QString& row : xml.split("<w:tr")) {
+    if (row.contains("Workshop")) timed = row;
+    if (row.contains("Holiday")) allDay = row;
+  }
+  ASSERT_FALSE(allDay.isEmpty());
+  EXPECT_TRUE(timed.contains("DCE3EF", Qt::CaseInsensitive));
+  EXPECT_FALSE(allDay.contains("DCE3EF", Qt::CaseInsensitive));
+  EXPECT_TRUE(allDay.contains("<w:b w:val=\"0\"")) << allDay.toStdString();
+  EXPECT_TRUE(allDay.contains("<w:top w:val=\"nil\"")) << allDay.toStdString();
+}
