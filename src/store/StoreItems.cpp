@@ -269,10 +269,17 @@ std::optional<model::RecurrencePattern> CalendarItem::GetRecurrencePattern() con
     case KCalendarCore::Recurrence::rYearlyPos: p.RecurrenceType = model::olRecursYearNth; break;
     default: p.RecurrenceType = model::olRecursYearly; break;
   }
+  // "Daily on these weekdays" (every working day) is a weekly series with
+  // those days.
+  const KCalendarCore::RecurrenceRule* rule = rec->defaultRRuleConst();
+  const bool dailyOnDays = rec->recurrenceType() == KCalendarCore::Recurrence::rOther && rule &&
+                           rule->recurrenceType() == KCalendarCore::RecurrenceRule::rDaily &&
+                           !rule->byDays().isEmpty();
+  if (dailyOnDays) p.RecurrenceType = model::olRecursWeekly;
   p.Interval = std::max(1, rec->frequency());
   const QDateTime start = master.start(), end = master.end();
   switch (p.RecurrenceType) {
-    case model::olRecursWeekly: p.DayOfWeekMask = dayMask(rec->days()); break;
+    case model::olRecursWeekly: p.DayOfWeekMask = dailyOnDays ? dayMaskOf(rule->byDays()) : dayMask(rec->days()); break;
     case model::olRecursMonthly:
       p.DayOfMonth = rec->monthDays().isEmpty() ? start.date().day() : rec->monthDays().first();
       break;

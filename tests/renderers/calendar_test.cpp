@@ -9,6 +9,7 @@
 #include "renderers/Dispatch.h"
 #include "renderers/Journal.h"
 #include "renderers/Tasks.h"
+#include "store/FileStore.h"
 #include "store/StoreFixture.h"
 #include "support/FakeItem.h"
 #include "template/Eigenschaften.h"
@@ -282,4 +283,24 @@ TEST(RecurrenceWording, ReadsAsASentenceInEachLanguage) {
   regenerate.Regenerate = true;
   EXPECT_EQ(renderers::DescribeRecurrence(Recurring(regenerate, model::olTask), true).pattern, "");
   EXPECT_EQ(renderers::DescribeRecurrence(Recurring(regenerate, model::olTask), false).pattern, "every day");
+}
+
+TEST(RecurrenceWording, SeriesAsTheSampleStoreKeepsThem) {
+  Language("English.txt");
+  util::setUserLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+  QString why;
+  auto store = store::FileStore::open(QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store"), &why);
+  ASSERT_TRUE(store) << why.toStdString();
+  QStringList texts;
+  const model::ItemsPtr items = store->folderByPath("Calendar")->GetItems();
+  for (const auto& item : *items) {
+    const QString subject = item->text("Subject");
+    if (subject == "Stand-up Project Falcon" || subject == "Project Falcon sync")
+      texts << subject + ": " + renderers::DescribeRecurrence(*item, false).pattern;
+  }
+  texts.sort();
+  // Every working day is a weekly series; a counted series ends on its last date.
+  EXPECT_EQ(texts, (QStringList{"Project Falcon sync: every 2. week on Wednesday until 4/29/2026",
+                                "Stand-up Project Falcon: every week on Monday, Tuesday, Wednesday, Thursday, Friday until 3/20/2026"}));
+  util::setUserLocale(util::localeFromEnvironment());
 }
