@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 
 #include "lang/LanguageTable.h"
 #include "model/Model.h"
@@ -232,21 +233,19 @@ void CalendarGrid::add(const model::Item& item) {
 }
 
 std::vector<QDate> CalendarGrid::months(const tpl::RunHeader& header) const {
-  QDate from = header.First, to = header.Last;
-  if (!from.isValid() || !to.isValid()) {
-    QDate lo, hi;
-    for (const Entry& e : d->entries) {
-      if (!lo.isValid() || e.first < lo) lo = e.first;
-      if (!hi.isValid() || e.last > hi) hi = e.last;
-    }
-    if (!from.isValid()) from = lo;
-    if (!to.isValid()) to = hi;
-  }
   std::vector<QDate> out;
-  if (!from.isValid() || !to.isValid()) return out;
-  if (to < from) std::swap(from, to);
-  for (QDate m(from.year(), from.month(), 1); m <= to; m = m.addMonths(1)) out.push_back(m);
-  return out;
+  QDate from = header.First, to = header.Last;
+  if (from.isValid() && to.isValid()) {
+    if (to < from) std::swap(from, to);
+    for (QDate m(from.year(), from.month(), 1); m <= to; m = m.addMonths(1)) out.push_back(m);
+    return out;
+  }
+  // Without a range, the months that hold items: a series that began decades
+  // ago adds its first month, not every month since.
+  std::set<QDate> months;
+  for (const Entry& e : d->entries)
+    for (QDate m(e.first.year(), e.first.month(), 1); m <= e.last; m = m.addMonths(1)) months.insert(m);
+  return {months.begin(), months.end()};
 }
 
 bool CalendarGrid::write(tpl::RunState& st) {

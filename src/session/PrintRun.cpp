@@ -198,7 +198,7 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
       }
       labelsLeft -= placed;
 
-      if (!st_.BlockMode && !st_.TableMode) {
+      if (!st_.BlockMode && !st_.TableMode && !calendar_) {
         if (st_.UseWord) {
           st_.DocumentText = doc_->word->searchedText();
         } else {
@@ -207,7 +207,8 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
       }
       if (st_.ItemCounter > 0) ++st_.ItemCounter;
 
-      tpl::FillRunHeader(st_);
+      // The grid fills the run header itself, once for all its pages.
+      if (!calendar_) tpl::FillRunHeader(st_);
       if (htmlTemplate_ && converter_ && n >= prefetched_) prefetchHtml(items, chosen, n);
       renderers::RenderContext ctx{st_, item, options.session};
       renderers::Render(renderers::RendererFor(item->Class(), calendar_), ctx);

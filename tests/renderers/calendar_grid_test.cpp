@@ -208,14 +208,15 @@ TEST_F(Grid, MonthsComeFromTheRunHeaderElseFromTheItems) {
   mail->set("Subject", "Hello").set("ReceivedTime", At(2026, 1, 15, 7, 5));
   const std::vector<model::ItemPtr> items{task, undated, contact, mail};
 
-  // January to March: a task stands on its due day, a mail at its time;
-  // undated items and contacts are left out.
+  // Without a range, the months that hold items: a task stands on its due
+  // day, a mail at its time; undated items and contacts are left out, and
+  // February, which holds nothing, is not printed.
   build(items);
   ASSERT_TRUE(written);
-  ASSERT_EQ(doc->tableCount(), 3);
-  EXPECT_EQ(lines().filter("2026"), QStringList({"January 2026", "\fFebruary 2026", "\fMarch 2026"}));
+  ASSERT_EQ(doc->tableCount(), 2);
+  EXPECT_EQ(lines().filter("2026"), QStringList({"January 2026", "\fMarch 2026"}));
   EXPECT_EQ(entries(1, 15), QStringList{util::Format(At(2026, 1, 15, 7, 5), "Short Time") + " Hello"});
-  EXPECT_EQ(entries(3, 20), QStringList{"Report due"});
+  EXPECT_EQ(entries(2, 20), QStringList{"Report due"});
   EXPECT_EQ(entries(1, 5), QStringList());
   EXPECT_FALSE(doc->contentText().contains(QRegularExpression("Someday|Anna")));
 
