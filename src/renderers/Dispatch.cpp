@@ -2,13 +2,11 @@
 
 #include "renderers/Appointment.h"
 #include "renderers/Calendar.h"
+#include "renderers/Contacts.h"
 #include "renderers/Journal.h"
 #include "renderers/Note.h"
 #include "renderers/Tasks.h"
 #include "renderers/Mail.h"
-#include "template/AttachmentsAndBody.h"
-#include "template/Eigenschaften.h"
-#include "template/ReplacePlaceholder.h"
 
 namespace ordolo::renderers {
 
@@ -35,18 +33,9 @@ void Render(Renderer renderer, RenderContext& ctx) {
     case Renderer::Task: RenderTask(ctx); return;
     case Renderer::Note: RenderNote(ctx); return;
     case Renderer::Journal: RenderJournal(ctx); return;
-    default: break;
+    case Renderer::Contact: RenderContact(ctx); return;
+    case Renderer::DistList: RenderDistList(ctx); return;
   }
-  tpl::RunState& st = ctx.st;
-  const model::Item& item = *ctx.item;
-  const QString prefix = renderer == Renderer::DistList ? QStringLiteral("DL") : QString();
-  const QString importance = tpl::FillImportance(st, item, prefix);
-  tpl::Put(st, prefix.isEmpty() ? QStringLiteral("#Importance") : QStringLiteral("#<DLImportance>"), importance,
-          !prefix.isEmpty());
-  tpl::FillSensitivity(st, item, prefix);
-  tpl::FillAttachments(st, item, prefix, item.date(QStringLiteral("CreationTime")));
-  tpl::FillCommonPlaceholders(st, item);
-  tpl::FillBody(st, item, prefix);
 }
 
 }  // namespace ordolo::renderers

@@ -1,7 +1,4 @@
 // Which renderer fills an item, by the item's class, and the call into it.
-// Contacts and distribution lists, whose own renderer is not built yet, get
-// the shared placeholders (importance, sensitivity, linked contacts,
-// attachments, every property named in the template, the body).
 #pragma once
 
 #include <QString>

@@ -309,3 +309,33 @@ TEST_F(Run, AlldayTemplatesSetAllDayRowsPlain) {
   EXPECT_TRUE(allDay.contains("<w:b w:val=\"0\"")) << allDay.toStdString();
   EXPECT_TRUE(allDay.contains("<w:top w:val=\"nil\"")) << allDay.toStdString();
 }
+
+TEST_F(Run, ADistributionListReportGivesEachMemberItsRows) {
+  session::RunOptions options;
+  options.session = store.get();  // members resolve to contacts through it
+  const auto result = print({bySubject("Contacts", "Project Falcon")}, templ("contact.docx", "DReport.docx"), options);
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  auto doc = open("DReport-001.docx");
+  ASSERT_TRUE(doc);
+  EXPECT_TRUE(doc->contentText().startsWith("List [Project Falcon][2]")) << doc->contentText().toStdString();
+  // One row per member: the contact with its contact data, the plain
+  // address with its name and address only; nothing left unfilled.
+  ASSERT_EQ(doc->rowCount(1), 3);
+  EXPECT_EQ(cell(*doc, 2, 1), "Jonas Keller");
+  EXPECT_EQ(cell(*doc, 2, 2), "jonas.keller@example.com");
+  EXPECT_EQ(cell(*doc, 2, 3), "[][+49 30 5550 1234]");
+  EXPECT_EQ(cell(*doc, 3, 2), "reviewer@example.net");
+  EXPECT_EQ(cell(*doc, 3, 3), "[][]");
+  EXPECT_FALSE(doc->searchedText().contains(kLeftover)) << doc->contentText().toStdString();
+}
+
+TEST_F(Run, AContactPictureIsInsertedAtItsSizeOrLeavesABlank) {
+  print({bySubject("Contacts", "Jonas Keller"), bySubject("Contacts", "Claire Dubois")}, templ("contact.docx", "CMemo.docx"));
+  ASSERT_EQ(written(), (QStringList{"CMemo-001.docx", "CMemo-002.docx"}));
+  // 98.95 x 108.85 points in EMU (12700 per point).
+  const QString withPicture = QString::fromUtf8(zipPart(out.filePath("CMemo-001.docx"), "word/document.xml"));
+  EXPECT_TRUE(withPicture.contains("cx=\"1256665\" cy=\"1382395\"")) << withPicture.toStdString();
+  auto second = open("CMemo-002.docx");
+  EXPECT_TRUE(second->contentText().contains("Photo [ ] address [")) << second->contentText().toStdString();
+  EXPECT_TRUE(second->contentText().contains("] born []"));
+}
