@@ -19,10 +19,9 @@ namespace {
 
 const QString kPicture = QStringLiteral("#ContactPicture");
 const QString kPictureName = QStringLiteral("ContactPicture.jpg");
-const QString kLeftovers = QStringLiteral("#<([A-Z])*([A-Z,1-9,a-z])>");
 
 void Debug(const QString& line) {
-  if (util::DebugLog::isOn()) util::DebugLog::write(line);
+  if (util::DebugLog::isOn()) util::DebugLog::write(QStringLiteral("contact: ") + line);
 }
 
 // Where the current item's part of the document starts: its block, its
@@ -162,7 +161,7 @@ void RenderDistList(RenderContext& ctx) {
     const auto done = doc.rowRange(table, doc.rowCount(table));
     word::Range r{first->story, st.BlockStart, done ? done->end : st.BlockStart};
     word::FindOptions find;
-    find.text = kLeftovers;
+    find.text = QStringLiteral("#<([A-Z])*([A-Z,1-9,a-z])>");  // what still looks like a placeholder
     find.matchWildcards = true;
     doc.execute(r, find, word::ReplaceMode::All);
   }
