@@ -23,11 +23,6 @@ namespace {
 QString F(const QDateTime& d, const char* pattern) { return util::Format(d, QString::fromLatin1(pattern)); }
 QString Day(const QDateTime& d) { return F(d, "yyyyMMdd"); }
 
-// Part n (1-based) of a "/"-separated language text; empty beyond the last.
-QString Part(const char* key, int n) {
-  return util::GetField(lang::GetLangText(QString::fromLatin1(key)), QStringLiteral("/"), n);
-}
-
 // Replacement without the presence test (the categories of a new day).
 void PutUntested(tpl::RunState& st, const QString& cAlt, const QString& cNeu) {
   bool test = false, retry = true;
@@ -157,16 +152,20 @@ QString Ordinal(int instance) {
 
 }  // namespace
 
+QString LangPart(const char* key, int n) {
+  return util::GetField(lang::GetLangText(QString::fromLatin1(key)), QStringLiteral("/"), n);
+}
+
 void PutTimedForms(tpl::RunState& st, const QString& prefix, const QDateTime& d) { PutForms(st, prefix, TimedForms(d)); }
 
 QString ResponseText(qint64 response) {
   switch (response) {
-    case 3: return Part("S30", 1);
-    case 4: return Part("S30", 2);
-    case 0: return Part("S30", 3);
-    case 5: return Part("S30", 4);
-    case 1: return Part("S30", 5);
-    case 2: return Part("S30", 6);
+    case 3: return LangPart("S30", 1);
+    case 4: return LangPart("S30", 2);
+    case 0: return LangPart("S30", 3);
+    case 5: return LangPart("S30", 4);
+    case 1: return LangPart("S30", 5);
+    case 2: return LangPart("S30", 6);
     default: return {};
   }
 }
@@ -179,7 +178,7 @@ QString ColorLabelText(const model::Item& item) {
     if (const model::ItemPtr series = item.series()) v = series->namedProperty(kSet, kId);
   const int label = v.isValid() ? v.toInt() : 0;
   if (label < 0 || label > 10) return {};
-  return Part("S37", label + 1);
+  return LangPart("S37", label + 1);
 }
 
 int TaskRecurrenceCheck(const model::Item& item) {
@@ -212,7 +211,7 @@ RecurrenceText DescribeRecurrence(const model::Item& item, bool task) {
 
   QString text = lang::GetLangText(QString::fromLatin1(every));
   if (p.Interval > 1) text += QLatin1Char(' ') + QString::number(p.Interval) + QLatin1Char('.');
-  text += QLatin1Char(' ') + Part(unit, 1);
+  text += QLatin1Char(' ') + LangPart(unit, 1);
   if (regenerate) text += QLatin1Char(' ') + lang::GetLangText(QStringLiteral("S45"));
   switch (type) {
     case model::olRecursWeekly:
@@ -232,7 +231,7 @@ RecurrenceText DescribeRecurrence(const model::Item& item, bool task) {
   if (!p.NoEndDate && p.PatternEndDate.isValid() && !model::IsNoDate(p.PatternEndDate))
     text += QLatin1Char(' ') + lang::GetLangText(QStringLiteral("S4")) + QLatin1Char(' ') +
             F(p.PatternEndDate, "Short Date");
-  out.type = Part(unit, 2);
+  out.type = LangPart(unit, 2);
   out.pattern = text;
   return out;
 }
@@ -350,7 +349,7 @@ void RenderAppointment(RenderContext& ctx) {
       PutEndTimes(st, last.Long, last.Short, last.AmPm, last.Default);
     PutForms(st, QStringLiteral("End"), last);
     const qint64 days = std::llround(double(duration) / 1440.0);
-    const QString text = QString::number(days) + QLatin1Char(' ') + Part("S38", days == 1 ? 5 : 6);
+    const QString text = QString::number(days) + QLatin1Char(' ') + LangPart("S38", days == 1 ? 5 : 6);
     Set(st, QStringLiteral("#DurationText"), text);
     Set(st, QStringLiteral("#Duration"), text);
   }
@@ -375,7 +374,7 @@ void RenderAppointment(RenderContext& ctx) {
     case 1: busyPart = 4; break;
     default: break;  // not a state the text knows: the placeholder stays
   }
-  if (busyPart) Set(st, QStringLiteral("#BusyStatus"), Part("S33", busyPart));
+  if (busyPart) Set(st, QStringLiteral("#BusyStatus"), LangPart("S33", busyPart));
 
   int meetingPart = 0;
   switch (item.number(QStringLiteral("MeetingStatus"))) {
@@ -384,7 +383,7 @@ void RenderAppointment(RenderContext& ctx) {
     case 3: meetingPart = 3; break;
     default: break;
   }
-  const QString meeting = meetingPart ? Part("S20", meetingPart) : QString();
+  const QString meeting = meetingPart ? LangPart("S20", meetingPart) : QString();
   Set(st, QStringLiteral("#MeetingStatus"),
       meetingPart ? meeting + QStringLiteral(" (") + tpl::LiteralText(st, item.text(QStringLiteral("Organizer"))) +
                         QLatin1Char(')')

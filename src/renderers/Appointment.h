@@ -40,6 +40,9 @@ int TaskRecurrenceCheck(const model::Item& item);
 // "#<prefix>Day", "#<prefix>AmPm" and "#<<prefix>>" of a date and time.
 void PutTimedForms(tpl::RunState& st, const QString& prefix, const QDateTime& d);
 
+// Part n (1-based) of a "/"-separated language text; empty beyond the last.
+QString LangPart(const char* key, int n);
+
 // Shared by the calendar list and the task list.
 namespace daylayout {
 

@@ -15,17 +15,13 @@ using tpl::Put;
 
 namespace {
 
-QString Part(const char* key, int n) {
-  return util::GetField(lang::GetLangText(QString::fromLatin1(key)), QStringLiteral("/"), n);
-}
-
 // A value's part of a language text; values the table does not list leave
 // the placeholder as it is.
 void PutPart(tpl::RunState& st, const QString& placeholder, const char* key, qint64 value,
              std::initializer_list<std::pair<int, int>> parts) {
   for (const auto& [v, part] : parts)
     if (v == value) {
-      Put(st, placeholder, Part(key, part), placeholder.startsWith(QLatin1String("#<")));
+      Put(st, placeholder, LangPart(key, part), placeholder.startsWith(QLatin1String("#<")));
       return;
     }
 }
