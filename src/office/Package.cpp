@@ -183,4 +183,33 @@ bool Package::saveAs(const QString& target, QString* error) const {
   return true;
 }
 
+bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* type, QString* why) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) {
+    *why = file.errorString();
+    return false;
+  }
+  if (file.size() > kMaxPictureSize) {
+    *why = QStringLiteral("larger than %1 MB").arg(kMaxPictureSize >> 20);
+    return false;
+  }
+  *data = file.readAll();
+  static const struct {
+    const char* magic;
+    const char* ext;
+    const char* type;
+  } kinds[] = {{"\x89PNG", "png", "image/png"},
+               {"\xFF\xD8", "jpeg", "image/jpeg"},
+               {"GIF8", "gif", "image/gif"},
+               {"BM", "bmp", "image/bmp"}};
+  for (const auto& k : kinds)
+    if (data->startsWith(k.magic)) {
+      *ext = QLatin1String(k.ext);
+      *type = QLatin1String(k.type);
+      return true;
+    }
+  *why = QStringLiteral("not a PNG, JPEG, GIF or BMP picture");
+  return false;
+}
+
 }  // namespace ordolo::office

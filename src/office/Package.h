@@ -51,4 +51,12 @@ class Package {
   std::map<QString, QByteArray> staged_;
 };
 
+// Largest picture file put into a document or workbook.
+constexpr qint64 kMaxPictureSize = 64LL * 1024 * 1024;
+
+// Reads a picture file for a document: its bytes, the extension and content
+// type its first bytes show (PNG, JPEG, GIF or BMP). False and *why set when
+// it cannot be read, is too large or is none of these.
+bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* type, QString* why);
+
 }  // namespace ordolo::office

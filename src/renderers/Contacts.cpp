@@ -6,6 +6,7 @@
 #include "office/word/Document.h"
 #include "template/AttachmentsAndBody.h"
 #include "template/Eigenschaften.h"
+#include "template/ExcelOutput.h"
 #include "template/ReplacePlaceholder.h"
 #include "util/DebugLog.h"
 #include "util/Folders.h"
@@ -50,9 +51,12 @@ void FillPicture(tpl::RunState& st, const model::Item& item) {
     break;
   }
   if (!st.UseWord || !st.word) {
-    // The Excel target does not take pictures yet: the placeholder is cleared.
+    QString error;
+    if (st.excelOutput &&
+        !st.excelOutput->PutPicture(st, kPicture, saved, kContactPictureWidth, kContactPictureHeight, &error) &&
+        !error.isEmpty())
+      Debug(error);
     if (!saved.isEmpty()) QFile::remove(saved);
-    Put(st, kPicture, QString(), false);
     return;
   }
   word::Document& doc = *st.word;

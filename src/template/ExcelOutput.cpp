@@ -113,6 +113,18 @@ void ExcelOutput::BreakBeforeItem(RunState& st) {
   }
 }
 
+bool ExcelOutput::PutPicture(RunState& st, const QString& placeholder, const QString& path, double widthPt,
+                             double heightPt, QString* error) {
+  if (!book_) return false;
+  Worksheet* ws = book_->ActiveSheet();
+  const int last = st.OutputRow + blockLast_ - blockFirst_;
+  const std::optional<office::excel::CellRef> at =
+      ws->Rows(st.OutputRow, last).Find(QStringLiteral("*") + placeholder + QStringLiteral("*"), office::excel::xlWhole);
+  if (!at) return false;
+  ws->SetText(at->row, at->column, ws->Text(at->row, at->column).remove(placeholder));
+  return path.isEmpty() || ws->AddPicture(at->row, at->column, path, widthPt, heightPt, error);
+}
+
 QString ExcelOutput::ScanText(const RunState& st) const {
   QString out;
   if (!book_) return out;

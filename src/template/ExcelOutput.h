@@ -46,6 +46,13 @@ class ExcelOutput {
   // "#PAGEBREAK" a manual page break; both placeholders are emptied.
   void BreakBeforeItem(RunState& st);
 
+  // A picture in place of the placeholder in the current copy: the first
+  // cell holding it loses the placeholder text and gets the picture on its
+  // top left corner (no picture when `path` is empty). False when the copy
+  // does not hold the placeholder; *error set when the picture is unusable.
+  bool PutPicture(RunState& st, const QString& placeholder, const QString& path, double widthPt, double heightPt,
+                  QString* error);
+
   // The values holding "#" of the current copy, each followed by a carriage
   // return, for the property scan of the common placeholders.
   QString ScanText(const RunState& st) const;

@@ -6,6 +6,9 @@
 #include "office/excel/Workbook.h"
 #include "support/TestEnv.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 using namespace ordolo::office::excel;
@@ -196,6 +199,49 @@ TEST(ExcelWorkbook, InsertedRowCopiesCarryValuesStylesMergesAndFormulas) {
   EXPECT_EQ(w2->Formula(5, 2), QStringLiteral("COUNTA(A3:A4)"));
   ASSERT_TRUE(again->saveAs(out, &error));
   EXPECT_TRUE(part(out, "xl/worksheets/sheet2.xml").contains("<mergeCells count=\"1\"><mergeCell ref=\"A4:B4\"/></mergeCells>"));
+}
+
+TEST(ExcelWorkbook, PicturesFollowTheirRowAndJoinAnExistingDrawing) {
+  QTemporaryDir dir;
+  const QString png = dir.filePath(QStringLiteral("p.png"));
+  const QString text = dir.filePath(QStringLiteral("p.txt"));
+  for (const auto& [path, bytes] : {std::pair{png, QByteArray("\x89PNG\r\n\x1a\nrest")}, std::pair{text, QByteArray("hello")}}) {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
+  }
+  auto book = openOrFail("list.xlsx");
+  ASSERT_TRUE(book);
+  Worksheet* ws = book->ActiveSheet();
+  QString error;
+  EXPECT_FALSE(ws->AddPicture(3, 2, text, 10, 10, &error));
+  EXPECT_TRUE(error.contains(text)) << error.toStdString();
+  ASSERT_TRUE(ws->AddPicture(3, 2, png, 98.95, 108.85, &error)) << error.toStdString();
+  ASSERT_TRUE(ws->AddPicture(4, 1, png, 10, 10, &error));
+  ws->InsertEmptyRows(2, 2);  // row 3 becomes row 5
+  ws->DeleteRows(6, 1);       // the second picture's row goes, and the picture with it
+  const QString out = dir.filePath(QStringLiteral("pictures.xlsx"));
+  ASSERT_TRUE(book->saveAs(out, &error)) << error.toStdString();
+
+  const QByteArray drawing = part(out, "xl/drawings/drawing1.xml");
+  EXPECT_EQ(drawing.count("<xdr:oneCellAnchor"), 1);
+  EXPECT_TRUE(drawing.contains("<xdr:col>1</xdr:col><xdr:colOff>0</xdr:colOff><xdr:row>4</xdr:row>"));
+  EXPECT_TRUE(drawing.contains("<xdr:ext cx=\"1256665\" cy=\"1382395\"/>"));
+  EXPECT_TRUE(part(out, "xl/worksheets/sheet2.xml").contains("<drawing r:id=\""));
+  EXPECT_TRUE(part(out, "xl/worksheets/_rels/sheet2.xml.rels").contains("Target=\"../drawings/drawing1.xml\""));
+  EXPECT_TRUE(part(out, "xl/drawings/_rels/drawing1.xml.rels").contains("Target=\"../media/ordolo1.png\""));
+  EXPECT_EQ(part(out, "xl/media/ordolo1.png"), QByteArray("\x89PNG\r\n\x1a\nrest"));
+  const QByteArray types = part(out, "[Content_Types].xml");
+  EXPECT_TRUE(types.contains("Extension=\"png\"") && types.contains("/xl/drawings/drawing1.xml")) << types.toStdString();
+
+  // A second save of the result adds to its drawing, under fresh names.
+  auto again = Workbook::open(out, &error);
+  ASSERT_TRUE(again);
+  ASSERT_TRUE(again->ActiveSheet()->AddPicture(1, 1, png, 10, 10, &error));
+  ASSERT_TRUE(again->saveAs(out, &error)) << error.toStdString();
+  EXPECT_EQ(part(out, "xl/drawings/drawing1.xml").count("<xdr:oneCellAnchor"), 2);
+  EXPECT_TRUE(part(out, "xl/drawings/_rels/drawing1.xml.rels").contains("Target=\"../media/ordolo2.png\""));
+  EXPECT_FALSE(Package::open(out, &error)->has(QStringLiteral("xl/drawings/drawing2.xml")));
 }
 
 TEST(ExcelWorkbook, DamagedFilesAreRefusedNamingTheFile) {

@@ -21,6 +21,10 @@ constexpr unsigned kParse = pugi::parse_default | pugi::parse_declaration | pugi
 const char* const kRelWorksheet = "/worksheet";
 const char* const kMainSheet = "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet.main+xml";
 const char* const kMainMacro = "application/vnd.ms-excel.sheet.macroEnabled.main+xml";
+const char* const kRelNs = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
+const char* const kRelDrawing = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/drawing";
+const char* const kRelImage = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/image";
+const char* const kDrawingType = "application/vnd.openxmlformats-officedocument.drawing+xml";
 
 // The order of a worksheet's children (the schema insists on it).
 const char* const kWorksheetOrder[] = {
@@ -159,6 +163,27 @@ QString relsOf(const QString& part) {
   const QFileInfo fi(part);
   const QString dir = fi.path() == QLatin1String(".") ? QString() : fi.path() + QLatin1Char('/');
   return dir + QStringLiteral("_rels/") + fi.fileName() + QStringLiteral(".rels");
+}
+
+// The target of `part` as written in a relationship of `source`.
+QString relativeTarget(const QString& source, const QString& part) {
+  return QDir(QStringLiteral("/") + QFileInfo(source).path()).relativeFilePath(QStringLiteral("/") + part);
+}
+
+// Adds a relationship with the first free "rIdN"; gives its id.
+QString addRelationship(pugi::xml_document& rels, const char* type, const QString& target) {
+  pugi::xml_node root = rels.document_element();
+  std::unordered_set<std::string> ids;
+  for (pugi::xml_node r = root.child("Relationship"); r; r = r.next_sibling("Relationship"))
+    ids.insert(r.attribute("Id").value());
+  int n = 1;
+  while (ids.count("rId" + std::to_string(n))) ++n;
+  const QString id = QStringLiteral("rId%1").arg(n);
+  pugi::xml_node r = root.append_child("Relationship");
+  r.append_attribute("Id") = id.toUtf8().constData();
+  r.append_attribute("Type") = type;
+  r.append_attribute("Target") = target.toUtf8().constData();
+  return id;
 }
 
 // What Find and Replace look for: Excel's wildcards, whole cell or part.
@@ -599,6 +624,18 @@ void Worksheet::SetWrapText(int row, int column) {
   changed_ = true;
 }
 
+bool Worksheet::AddPicture(int row, int column, const QString& path, double widthPt, double heightPt, QString* error) {
+  Picture p{row, column, {}, {}, {}, qint64(widthPt * 12700.0 + 0.5), qint64(heightPt * 12700.0 + 0.5), shifts_.size()};
+  QString why;
+  if (row < 1 || column < 1 || !ReadPicture(path, &p.data, &p.ext, &p.type, &why)) {
+    if (error) *error = lang::text(lang::Msg::ErrPictureInsert).arg(path, why);
+    return false;
+  }
+  pictures_.push_back(std::move(p));
+  changed_ = true;
+  return true;
+}
+
 void Worksheet::flush() {
   const size_t now = shifts_.size();
   for (auto& [node, seen] : formulas_) {
@@ -640,6 +677,13 @@ void Worksheet::flush() {
     if (b.row > 1) breaks.push_back(b);
   }
   breaks_ = std::move(breaks);
+  std::vector<Picture> pictures;
+  for (Picture& p : pictures_) {
+    for (size_t k = p.seen; k < now && p.row; ++k) p.row = shiftRow(p.row, shifts_[k]);
+    p.seen = now;
+    if (p.row) pictures.push_back(std::move(p));
+  }
+  pictures_ = std::move(pictures);
   for (auto& [attr, seen] : sqrefs_) {
     if (seen >= now || !attr) continue;
     QString value = QString::fromUtf8(attr.value());
@@ -928,6 +972,114 @@ bool Workbook::load(QString* error) {
   return true;
 }
 
+bool Workbook::writePictures(QString* error) {
+  Worksheet& ws = *sheet_;
+  ws.flush();
+  if (ws.pictures_.empty()) return true;
+  auto loadRels = [&](const QString& part, pugi::xml_document* rels) {
+    if (package_->has(part)) return parsePart(part, rels, error);
+    rels->append_child("Relationships")
+        .append_attribute("xmlns") = "http://schemas.openxmlformats.org/package/2006/relationships";
+    return true;
+  };
+  const QString sheetRelsPart = relsOf(ws.part_);
+  pugi::xml_document sheetRels;
+  if (!loadRels(sheetRelsPart, &sheetRels)) return false;
+
+  // The sheet's drawing part, or a new one.
+  pugi::xml_node root = ws.doc_.document_element();
+  pugi::xml_node drawingRef = root.child("drawing");
+  QString drawingPart;
+  if (drawingRef) {
+    const char* id = drawingRef.attribute("r:id").value();
+    for (pugi::xml_node r = sheetRels.document_element().child("Relationship"); r; r = r.next_sibling("Relationship"))
+      if (std::strcmp(r.attribute("Id").value(), id) == 0)
+        drawingPart = resolveTarget(ws.part_, QString::fromUtf8(r.attribute("Target").value()));
+  }
+  pugi::xml_document drawing;
+  const bool newDrawing = drawingPart.isEmpty() || !package_->has(drawingPart);
+  if (!newDrawing) {
+    if (!parsePart(drawingPart, &drawing, error)) return false;
+  } else {
+    int n = 1;
+    do drawingPart = QStringLiteral("xl/drawings/drawing%1.xml").arg(n++);
+    while (package_->has(drawingPart));
+    pugi::xml_node wsDr = drawing.append_child("xdr:wsDr");
+    wsDr.append_attribute("xmlns:xdr") = "http://schemas.openxmlformats.org/drawingml/2006/spreadsheetDrawing";
+    wsDr.append_attribute("xmlns:a") = "http://schemas.openxmlformats.org/drawingml/2006/main";
+    const QString id = addRelationship(sheetRels, kRelDrawing, relativeTarget(ws.part_, drawingPart));
+    if (!drawingRef) drawingRef = insertOrdered(root, "drawing");
+    setAttr(drawingRef, "r:id", id);
+    if (!root.attribute("xmlns:r")) root.append_attribute("xmlns:r") = kRelNs;
+  }
+  const QString drawingRelsPart = relsOf(drawingPart);
+  pugi::xml_document drawingRels;
+  if (!loadRels(drawingRelsPart, &drawingRels)) return false;
+
+  pugi::xml_document types;
+  const QString typesPart = QStringLiteral("[Content_Types].xml");
+  if (!parsePart(typesPart, &types, error)) return false;
+  pugi::xml_node typesRoot = types.document_element();
+  auto ensureDefault = [&](const QString& ext, const QString& type) {
+    for (pugi::xml_node d = typesRoot.child("Default"); d; d = d.next_sibling("Default"))
+      if (QString::fromUtf8(d.attribute("Extension").value()).compare(ext, Qt::CaseInsensitive) == 0) return;
+    pugi::xml_node d = typesRoot.prepend_child("Default");
+    d.append_attribute("Extension") = ext.toUtf8().constData();
+    d.append_attribute("ContentType") = type.toUtf8().constData();
+  };
+  if (newDrawing) {
+    pugi::xml_node o = typesRoot.append_child("Override");
+    o.append_attribute("PartName") = ("/" + drawingPart).toUtf8().constData();
+    o.append_attribute("ContentType") = kDrawingType;
+  }
+
+  int shapeId = 0;
+  for (const pugi::xpath_node& x : drawing.select_nodes("//*[local-name()='cNvPr']"))
+    shapeId = std::max(shapeId, x.node().attribute("id").as_int());
+  int mediaNumber = 1;
+  for (const Worksheet::Picture& p : ws.pictures_) {
+    QString media;
+    do media = QStringLiteral("xl/media/ordolo%1.%2").arg(mediaNumber++).arg(p.ext);
+    while (package_->has(media));
+    package_->write(media, p.data);
+    ensureDefault(p.ext, p.type);
+    const QString rid = addRelationship(drawingRels, kRelImage, relativeTarget(drawingPart, media));
+    ++shapeId;
+    // Each anchor declares its own namespaces: an existing drawing may bind
+    // other prefixes.
+    const QString xml =
+        QStringLiteral(
+            "<xdr:oneCellAnchor xmlns:xdr=\"http://schemas.openxmlformats.org/drawingml/2006/spreadsheetDrawing\" "
+            "xmlns:a=\"http://schemas.openxmlformats.org/drawingml/2006/main\" xmlns:r=\"%1\">"
+            "<xdr:from><xdr:col>%2</xdr:col><xdr:colOff>0</xdr:colOff><xdr:row>%3</xdr:row><xdr:rowOff>0</xdr:rowOff></xdr:from>"
+            "<xdr:ext cx=\"%4\" cy=\"%5\"/>"
+            "<xdr:pic><xdr:nvPicPr><xdr:cNvPr id=\"%6\" name=\"Picture %6\"/>"
+            "<xdr:cNvPicPr><a:picLocks noChangeAspect=\"1\"/></xdr:cNvPicPr></xdr:nvPicPr>"
+            "<xdr:blipFill><a:blip r:embed=\"%7\"/><a:stretch><a:fillRect/></a:stretch></xdr:blipFill>"
+            "<xdr:spPr><a:xfrm><a:off x=\"0\" y=\"0\"/><a:ext cx=\"%4\" cy=\"%5\"/></a:xfrm>"
+            "<a:prstGeom prst=\"rect\"><a:avLst/></a:prstGeom></xdr:spPr></xdr:pic>"
+            "<xdr:clientData/></xdr:oneCellAnchor>")
+            .arg(QLatin1String(kRelNs))
+            .arg(p.column - 1)
+            .arg(p.row - 1)
+            .arg(p.cx)
+            .arg(p.cy)
+            .arg(shapeId)
+            .arg(rid);
+    pugi::xml_document anchor;
+    const QByteArray utf8 = xml.toUtf8();
+    anchor.load_buffer(utf8.constData(), size_t(utf8.size()));
+    drawing.document_element().append_copy(anchor.first_child());
+  }
+  package_->write(drawingPart, serialiseDoc(drawing));
+  package_->write(drawingRelsPart, serialiseDoc(drawingRels));
+  package_->write(sheetRelsPart, serialiseDoc(sheetRels));
+  package_->write(typesPart, serialiseDoc(types));
+  ws.pictures_.clear();
+  ws.changed_ = true;
+  return true;
+}
+
 bool Workbook::saveAs(const QString& path, QString* error) {
   auto fail = [&](const QString& why) {
     if (error) *error = lang::text(lang::Msg::ErrWorkbookSave).arg(path, why);
@@ -935,6 +1087,7 @@ bool Workbook::saveAs(const QString& path, QString* error) {
   };
   QString why;
   Worksheet& ws = *sheet_;
+  if (!writePictures(&why)) return fail(why);
   if (ws.changed_ || ws.rowsChanged_) package_->write(ws.part_, ws.serialise());
 
   if (sharedRefDelta_ != 0 && !sharedStringsPart_.isEmpty()) {

@@ -154,6 +154,10 @@ class Worksheet {
   std::vector<int> pageBreaksBefore() const;
   // Wraps the cell's text (line breaks inside the text show as such).
   void SetWrapText(int row, int column);
+  // A picture file placed with its top left corner on the cell, at the given
+  // size; it moves with its row and goes when its row is deleted. False and
+  // *error set (naming the file) when the file is not a readable picture.
+  bool AddPicture(int row, int column, const QString& path, double widthPt, double heightPt, QString* error);
 
  private:
   friend class Workbook;
@@ -202,6 +206,14 @@ class Worksheet {
   };
   std::vector<Break> breaks_;
   std::vector<std::pair<pugi::xml_attribute, size_t>> sqrefs_;  // cf, validations, hyperlinks, autofilter
+  struct Picture {
+    int row, column;
+    QByteArray data;
+    QString ext, type;
+    qint64 cx, cy;  // EMU
+    size_t seen;
+  };
+  std::vector<Picture> pictures_;  // added since the last save
 };
 
 class Workbook {
@@ -231,6 +243,8 @@ class Workbook {
   Workbook();
   bool load(QString* error);
   bool parsePart(const QString& part, pugi::xml_document* doc, QString* error) const;
+  // Puts the sheet's new pictures into its drawing part.
+  bool writePictures(QString* error);
 
   std::unique_ptr<Package> package_;
   QString workbookPart_;

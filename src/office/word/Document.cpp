@@ -30,8 +30,6 @@ constexpr const char* kTemplateType =
     "application/vnd.openxmlformats-officedocument.wordprocessingml.template.main+xml";
 constexpr const char* kMacroDocType = "application/vnd.ms-word.document.macroEnabled.main+xml";
 constexpr const char* kMacroTemplateType = "application/vnd.ms-word.template.macroEnabledTemplate.main+xml";
-// Pictures above this size are refused rather than loaded.
-constexpr qint64 kMaxPictureSize = 64LL * 1024 * 1024;
 
 bool Is(const pugi::xml_node& n, const char* name) {
   return n.type() == pugi::node_element && std::strcmp(n.name(), name) == 0;
@@ -967,27 +965,9 @@ bool Document::addPicture(const QString& path, Range& at, double widthPt, double
     return false;
   };
   if (!s || s->part() != d->main) return fail(QStringLiteral("not in the main text"));
-  QFile file(path);
-  if (!file.open(QIODevice::ReadOnly)) return fail(file.errorString());
-  if (file.size() > kMaxPictureSize) return fail(QStringLiteral("larger than %1 MB").arg(kMaxPictureSize >> 20));
-  const QByteArray data = file.readAll();
-  QString ext;
-  QString type;
-  if (data.startsWith("\x89PNG")) {
-    ext = QStringLiteral("png");
-    type = QStringLiteral("image/png");
-  } else if (data.startsWith("\xFF\xD8")) {
-    ext = QStringLiteral("jpeg");
-    type = QStringLiteral("image/jpeg");
-  } else if (data.startsWith("GIF8")) {
-    ext = QStringLiteral("gif");
-    type = QStringLiteral("image/gif");
-  } else if (data.startsWith("BM")) {
-    ext = QStringLiteral("bmp");
-    type = QStringLiteral("image/bmp");
-  } else {
-    return fail(QStringLiteral("not a PNG, JPEG, GIF or BMP picture"));
-  }
+  QByteArray data;
+  QString ext, type, why;
+  if (!ReadPicture(path, &data, &ext, &type, &why)) return fail(why);
   // A fresh media name and drawing id.
   if (d->nextPictureId == 0) {
     int maxId = 0;
@@ -1029,7 +1009,6 @@ bool Document::addPicture(const QString& path, Range& at, double widthPt, double
   pugi::xml_document tmp;
   const QByteArray utf8 = xml.toUtf8();
   if (!tmp.load_buffer(utf8.constData(), size_t(utf8.size()), kParseOptions)) return fail(QStringLiteral("internal"));
-  QString why;
   if (!at.collapsed()) {
     if (!s->remove(at.start, at.end, &why)) return fail(why);
     at.end = at.start;
