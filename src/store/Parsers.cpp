@@ -4,6 +4,7 @@
 
 #include <KCalendarCore/ICalFormat>
 #include <KCalendarCore/MemoryCalendar>
+#include <KContacts/Picture>
 #include <KContacts/VCardConverter>
 #include <KMime/Message>
 
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <vector>
 
 namespace ordolo::store {
 namespace {
@@ -119,6 +121,34 @@ ParsedCalendar ParseCalendar(const QByteArray& bytes) {
   return out;
 }
 
+// The photos the vCard reader leaves out: a vCard 4.0 PHOTO given as a
+// "data:" URI ("data:image/jpeg;base64,..."). One entry per card of the
+// text, in order; empty where a card has none.
+std::vector<std::pair<QByteArray, QString>> dataUriPhotos(const QByteArray& text) {
+  std::vector<std::pair<QByteArray, QString>> out;
+  QByteArray unfolded = text;
+  unfolded.replace("\r\n", "\n");
+  unfolded.replace("\n ", "").replace("\n\t", "");
+  for (const QByteArray& raw : unfolded.split('\n')) {
+    const QByteArray line = raw.trimmed();
+    if (line.compare("BEGIN:VCARD", Qt::CaseInsensitive) == 0) out.emplace_back();
+    if (out.empty()) continue;
+    const int colon = line.indexOf(':');
+    if (colon < 0) continue;
+    QByteArray name = line.left(colon).toUpper();
+    name = name.mid(name.lastIndexOf('.') + 1);  // a group prefix ("item1.")
+    if (!name.startsWith("PHOTO") || (name.size() > 5 && name[5] != ';')) continue;
+    const QByteArray value = line.mid(colon + 1);
+    const int comma = value.indexOf(',');
+    if (!value.startsWith("data:") || comma < 0) continue;
+    const QByteArray head = value.mid(5, comma - 5);  // "image/jpeg;base64"
+    if (!head.endsWith(";base64")) continue;
+    const QByteArray mime = head.left(head.indexOf(';'));
+    out.back() = {QByteArray::fromBase64(value.mid(comma + 1)), QString::fromLatin1(mime.mid(mime.indexOf('/') + 1))};
+  }
+  return out;
+}
+
 ParsedCards ParseVCards(const QByteArray& bytes) {
   ParsedCards out;
   if (bytes.trimmed().isEmpty()) {
@@ -141,6 +171,16 @@ ParsedCards ParseVCards(const QByteArray& bytes) {
   if (out.cards.isEmpty()) {
     out.error = QStringLiteral("no card could be read");
     return out;
+  }
+  if (up.contains("DATA:IMAGE/")) {
+    const auto photos = dataUriPhotos(text);
+    if (photos.size() == size_t(out.cards.size()))
+      for (int i = 0; i < out.cards.size(); ++i)
+        if (out.cards[i].photo().isEmpty() && !photos[size_t(i)].first.isEmpty()) {
+          KContacts::Picture picture;
+          picture.setRawData(photos[size_t(i)].first, photos[size_t(i)].second);
+          out.cards[i].setPhoto(picture);
+        }
   }
   out.ok = true;
   return out;

@@ -143,6 +143,19 @@ TEST_F(StoreTest, ContactValuesPhotoAndMissingBirthday) {
   EXPECT_FALSE(claire->get("NoSuchProperty").isValid());  // missing properties are empty, not errors
 }
 
+TEST(VCardPhotos, AVersion4DataUriPhotoIsReadForItsOwnCard) {
+  const QByteArray jpeg("\xFF\xD8\xFF\xE0 a picture", 15);
+  const QByteArray text = "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:No Photo\r\nEND:VCARD\r\n"
+                          "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:With Photo\r\nitem1.PHOTO:data:image/png;base64," +
+                          jpeg.toBase64().insert(6, "\r\n ") + "\r\nEND:VCARD\r\n";
+  const store::ParsedCards parsed = store::ParseVCards(text);
+  ASSERT_TRUE(parsed.ok) << parsed.error.toStdString();
+  ASSERT_EQ(parsed.cards.size(), 2);
+  EXPECT_TRUE(parsed.cards[0].photo().isEmpty());
+  EXPECT_EQ(parsed.cards[1].photo().rawData(), jpeg);
+  EXPECT_EQ(parsed.cards[1].photo().type(), "png");
+}
+
 TEST_F(StoreTest, DistributionListMembersResolveToContacts) {
   auto list = bySubject("Contacts", "Project Falcon", "DLName");
   ASSERT_TRUE(list);
