@@ -325,6 +325,12 @@ bool PrintRun::prepareBlock(RunResult& result) {
   // "%>" at the end of a line takes the line's end along, so that every copy
   // starts on a line of its own.
   word::Range& cursor = doc->selection();
+  // A report block at the very end of the document gets an empty line after
+  // it, where its copies go.
+  if (report_ && sel.end + 1 >= doc->content().end) {
+    cursor = word::Range{sel.story, sel.end, sel.end};
+    doc->typeText(QStringLiteral("\r"));
+  }
   cursor = word::Range{sel.story, sel.end - 2, sel.end};
   doc->typeBackspace();
   cursor = word::Range{sel.story, sel.start, sel.start + 2};
