@@ -172,6 +172,9 @@ void RenderDistList(RenderContext& ctx) {
   st.BlockMode = blockMode;
   st.TableMode = tableMode;
   st.BlockStart = blockStart;
+  // The members were counted for their own rows only: the next list of a
+  // report fills its member table too.
+  st.ItemCounter = 0;
 }
 
 }  // namespace ordolo::renderers

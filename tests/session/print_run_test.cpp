@@ -7,6 +7,7 @@
 
 #include "lang/LanguageTable.h"
 #include "office/Package.h"
+#include "office/excel/Workbook.h"
 #include "office/word/Document.h"
 #include "print/Outputs.h"
 #include "session/PrintRun.h"
@@ -313,7 +314,9 @@ TEST_F(Run, AlldayTemplatesSetAllDayRowsPlain) {
 TEST_F(Run, ADistributionListReportGivesEachMemberItsRows) {
   session::RunOptions options;
   options.session = store.get();  // members resolve to contacts through it
-  const auto result = print({bySubject("Contacts", "Project Falcon")}, templ("contact.docx", "DReport.docx"), options);
+  // The same list twice: every list of a report gets its member rows.
+  const auto falcon = bySubject("Contacts", "Project Falcon");
+  const auto result = print({falcon, falcon}, templ("contact.docx", "DReport.docx"), options);
   EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
   auto doc = open("DReport-001.docx");
   ASSERT_TRUE(doc);
@@ -326,6 +329,8 @@ TEST_F(Run, ADistributionListReportGivesEachMemberItsRows) {
   EXPECT_EQ(cell(*doc, 2, 3), "[][+49 30 5550 1234]");
   EXPECT_EQ(cell(*doc, 3, 2), "reviewer@example.net");
   EXPECT_EQ(cell(*doc, 3, 3), "[][]");
+  ASSERT_EQ(doc->tableCount(), 2);
+  EXPECT_EQ(doc->rowCount(2), 3);
   EXPECT_FALSE(doc->searchedText().contains(kLeftover)) << doc->contentText().toStdString();
 }
 
@@ -338,4 +343,22 @@ TEST_F(Run, AContactPictureIsInsertedAtItsSizeOrLeavesABlank) {
   auto second = open("CMemo-002.docx");
   EXPECT_TRUE(second->contentText().contains("Photo [ ] address [")) << second->contentText().toStdString();
   EXPECT_TRUE(second->contentText().contains("] born []"));
+
+  // In a workbook the picture sits on the placeholder's cell of its
+  // contact's rows; the cell keeps the rest of its text.
+  QString why;
+  auto book = office::excel::Workbook::open(QStringLiteral(ORDOLO_TEST_DATA "/excel/list.xltx"), &why);
+  ASSERT_TRUE(book) << why.toStdString();
+  book->ActiveSheet()->SetText(4, 3, "Photo: #ContactPicture");
+  const QString xl = dir.filePath("Clist.xlsx");
+  ASSERT_TRUE(book->saveAs(xl, &why)) << why.toStdString();
+  print({bySubject("Contacts", "Claire Dubois"), bySubject("Contacts", "Jonas Keller")}, xl);
+  const QString filled = out.filePath("Clist-001.xlsx");
+  const QByteArray drawing = zipPart(filled, "xl/drawings/drawing1.xml");
+  EXPECT_EQ(drawing.count("<xdr:oneCellAnchor"), 1);
+  EXPECT_TRUE(drawing.contains("<xdr:col>2</xdr:col><xdr:colOff>25400</xdr:colOff><xdr:row>5</xdr:row>")) << drawing.toStdString();
+  auto result = office::excel::Workbook::open(filled, &why);
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->ActiveSheet()->Text(4, 3), "Photo: ");
+  EXPECT_EQ(result->ActiveSheet()->Text(6, 3), "Photo: ");
 }
