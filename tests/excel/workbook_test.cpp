@@ -225,7 +225,7 @@ TEST(ExcelWorkbook, PicturesFollowTheirRowAndJoinAnExistingDrawing) {
 
   const QByteArray drawing = part(out, "xl/drawings/drawing1.xml");
   EXPECT_EQ(drawing.count("<xdr:oneCellAnchor"), 1);
-  EXPECT_TRUE(drawing.contains("<xdr:col>1</xdr:col><xdr:colOff>0</xdr:colOff><xdr:row>4</xdr:row>"));
+  EXPECT_TRUE(drawing.contains("<xdr:col>1</xdr:col><xdr:colOff>25400</xdr:colOff><xdr:row>4</xdr:row>"));
   EXPECT_TRUE(drawing.contains("<xdr:ext cx=\"1256665\" cy=\"1382395\"/>"));
   EXPECT_TRUE(part(out, "xl/worksheets/sheet2.xml").contains("<drawing r:id=\""));
   EXPECT_TRUE(part(out, "xl/worksheets/_rels/sheet2.xml.rels").contains("Target=\"../drawings/drawing1.xml\""));

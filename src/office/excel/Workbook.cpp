@@ -609,16 +609,21 @@ void Worksheet::SetWrapText(int row, int column) {
   const int style = c.attribute("s").as_int(0);
   const int wrapped = book_->wrapStyle(style);
   if (wrapped != style) setAttr(c, "s", QString::number(wrapped));
-  // The row grows to show every line: its height (the template row's, else
-  // the sheet's default) times the lines of its tallest cell. Spreadsheet
-  // programs keep a stored height when they open the file.
+  // The row grows to show every line: the height of a line times the lines
+  // of its tallest cell. A line is as high as the template row, else the
+  // sheet's default row; a row more than three default lines high (one
+  // made for a picture) counts default lines and grows only past its own
+  // height. Spreadsheet programs keep a stored height when they open the file.
   pugi::xml_node rowNode = c.parent();
   const int lines = int(Value(row, column).text.count(QLatin1Char('\n'))) + 1;
   auto known = rowBase_.find(rowNode.internal_object());
+  const double defaultHeight =
+      doc_.child("worksheet").child("sheetFormatPr").attribute("defaultRowHeight").as_double(15);
   double base = known != rowBase_.end() ? known->second : rowNode.attribute("ht").as_double(0);
-  if (base <= 0) base = doc_.child("worksheet").child("sheetFormatPr").attribute("defaultRowHeight").as_double(15);
+  if (base <= 0) base = defaultHeight;
   rowBase_[rowNode.internal_object()] = base;
-  const double height = std::max(rowNode.attribute("ht").as_double(0), base * lines);
+  const double line = base > 3 * defaultHeight ? defaultHeight : base;
+  const double height = std::max({rowNode.attribute("ht").as_double(0), base, line * lines});
   setAttr(rowNode, "ht", QString::number(height, 'f', 2));
   setAttr(rowNode, "customHeight", QStringLiteral("1"));
   changed_ = true;
@@ -1046,12 +1051,12 @@ bool Workbook::writePictures(QString* error) {
     const QString rid = addRelationship(drawingRels, kRelImage, relativeTarget(drawingPart, media));
     ++shapeId;
     // Each anchor declares its own namespaces: an existing drawing may bind
-    // other prefixes.
+    // other prefixes. A 2 pt inset keeps the cell's borders in sight.
     const QString xml =
         QStringLiteral(
             "<xdr:oneCellAnchor xmlns:xdr=\"http://schemas.openxmlformats.org/drawingml/2006/spreadsheetDrawing\" "
             "xmlns:a=\"http://schemas.openxmlformats.org/drawingml/2006/main\" xmlns:r=\"%1\">"
-            "<xdr:from><xdr:col>%2</xdr:col><xdr:colOff>0</xdr:colOff><xdr:row>%3</xdr:row><xdr:rowOff>0</xdr:rowOff></xdr:from>"
+            "<xdr:from><xdr:col>%2</xdr:col><xdr:colOff>25400</xdr:colOff><xdr:row>%3</xdr:row><xdr:rowOff>25400</xdr:rowOff></xdr:from>"
             "<xdr:ext cx=\"%4\" cy=\"%5\"/>"
             "<xdr:pic><xdr:nvPicPr><xdr:cNvPr id=\"%6\" name=\"Picture %6\"/>"
             "<xdr:cNvPicPr><a:picLocks noChangeAspect=\"1\"/></xdr:cNvPicPr></xdr:nvPicPr>"
