@@ -340,6 +340,10 @@ TEST_F(Run, AContactPictureIsInsertedAtItsSizeOrLeavesABlank) {
   // 98.95 x 108.85 points in EMU (12700 per point).
   const QString withPicture = QString::fromUtf8(zipPart(out.filePath("CMemo-001.docx"), "word/document.xml"));
   EXPECT_TRUE(withPicture.contains("cx=\"1256665\" cy=\"1382395\"")) << withPicture.toStdString();
+  // The address stays one paragraph, its lines split by line breaks.
+  const QString first = open("CMemo-001.docx")->contentText();
+  EXPECT_TRUE(first.contains("address [Kastanienallee 7\vHinterhaus, 3. OG\v10435 Berlin\vGermany] born [3/12/1988]"))
+      << first.toStdString();
   auto second = open("CMemo-002.docx");
   EXPECT_TRUE(second->contentText().contains("Photo [ ] address [")) << second->contentText().toStdString();
   EXPECT_TRUE(second->contentText().contains("] born []"));
