@@ -295,6 +295,9 @@ const MsgDef kMessages[] = {
      "print: druckt auch die Anhänge (Einstellungen im Abschnitt [Attachments] der Benutzeroptionen).",
      "print : imprime aussi les pièces jointes (réglages dans la section [Attachments] des options).",
      "print: prints the attachments too (settings in section [Attachments] of the user options)."},
+    {Msg::ErrPictureTooLarge, "ErrPictureTooLarge", "größer als %1 MB", "plus de %1 Mo", "larger than %1 MB"},
+    {Msg::ErrPictureKind, "ErrPictureKind", "kein PNG-, JPEG-, GIF- oder BMP-Bild",
+     "ni une image PNG, JPEG, GIF ou BMP", "not a PNG, JPEG, GIF or BMP picture"},
 };
 
 const MsgDef& def(Msg id) {

@@ -129,6 +129,8 @@ enum class Msg {
   AttInvalidFile,     // %1 the file
   AttPrinting,        // %1 the file
   CliOptAttachments,
+  ErrPictureTooLarge,  // %1 the limit in MB
+  ErrPictureKind,
 };
 
 // The text in the current language of the process-wide table.

@@ -1,5 +1,7 @@
 #include "office/Package.h"
 
+#include "lang/Messages.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -190,7 +192,7 @@ bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* t
     return false;
   }
   if (file.size() > kMaxPictureSize) {
-    *why = QStringLiteral("larger than %1 MB").arg(kMaxPictureSize >> 20);
+    *why = lang::text(lang::Msg::ErrPictureTooLarge).arg(kMaxPictureSize >> 20);
     return false;
   }
   *data = file.readAll();
@@ -208,7 +210,7 @@ bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* t
       *type = QLatin1String(k.type);
       return true;
     }
-  *why = QStringLiteral("not a PNG, JPEG, GIF or BMP picture");
+  *why = lang::text(lang::Msg::ErrPictureKind);
   return false;
 }
 
