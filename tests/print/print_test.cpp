@@ -27,6 +27,7 @@ using print::QueueOptions;
 using print::QueueOutput;
 using print::ShowOutput;
 using test::CupsServer;
+using test::CupsSuite;
 using test::readFile;
 using test::pdfText;
 using test::ScopedEnv;
@@ -83,13 +84,8 @@ QStringList everything(const QString& folder) {
   return names;
 }
 
-class PrintTest : public ::testing::Test {
+class PrintTest : public CupsSuite {
  protected:
-  static void SetUpTestSuite() { server_ = new CupsServer; }
-  static void TearDownTestSuite() {
-    delete server_;
-    server_ = nullptr;
-  }
   void SetUp() override {
     ASSERT_TRUE(server_->ok()) << server_->error().toStdString();
     ASSERT_TRUE(tmp_.isValid());
@@ -114,11 +110,8 @@ class PrintTest : public ::testing::Test {
                       QFile::encodeName(office::convert::Converter::findProgram()) + "' \"$@\"\n");
   }
 
-  static CupsServer* server_;
   QTemporaryDir tmp_;
 };
-
-CupsServer* PrintTest::server_ = nullptr;
 
 TEST_F(PrintTest, QueuePrintsEachFileAsOneJobInOrderConvertingInOneRun) {
   queue(QStringLiteral("capq"));

@@ -36,13 +36,8 @@ const QByteArray kPng = QByteArray::fromBase64(
     "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==");
 const QByteArray kPdf = "%PDF-1.4\n% an offer\n%%EOF\n";
 
-class MailRun : public ::testing::Test {
+class MailRun : public CupsSuite {
  protected:
-  static void SetUpTestSuite() { server_ = new CupsServer; }
-  static void TearDownTestSuite() {
-    delete server_;
-    server_ = nullptr;
-  }
   void SetUp() override {
     if (!server_->ok()) GTEST_SKIP() << server_->error().toStdString();
     if (office::convert::Converter::findProgram().isEmpty()) GTEST_SKIP() << "LibreOffice is not installed";
@@ -105,13 +100,10 @@ class MailRun : public ::testing::Test {
     return titles;
   }
 
-  static CupsServer* server_;
   QTemporaryDir home;
   ScopedEnv homeEnv{"ORDOLO_HOME", home.path().toUtf8()};
   ScriptedPort port;
 };
-
-CupsServer* MailRun::server_ = nullptr;
 
 }  // namespace
 

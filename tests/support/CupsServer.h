@@ -35,6 +35,8 @@
 #include <memory>
 #include <optional>
 
+#include <gtest/gtest.h>
+
 extern char** environ;
 
 namespace ordolo::test {
@@ -250,6 +252,18 @@ class CupsServer {
   QString error_;
   std::optional<QByteArray> oldServer_;
   bool envSet_ = false;
+};
+
+// A test suite whose tests share one server, started before the suite's
+// first test and stopped after its last.
+class CupsSuite : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { server_ = new CupsServer; }
+  static void TearDownTestSuite() {
+    delete server_;
+    server_ = nullptr;
+  }
+  static inline CupsServer* server_ = nullptr;
 };
 
 }  // namespace ordolo::test
