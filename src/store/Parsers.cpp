@@ -212,6 +212,98 @@ QByteArray ReadMessageHead(const QString& path, QString* error) {
   return head;
 }
 
+namespace {
+
+bool isAddressHeader(const QByteArray& name) {
+  static const char* const kNames[] = {"from",      "sender",        "reply-to",  "to",        "cc",         "bcc",
+                                       "resent-from", "resent-sender", "resent-to", "resent-cc", "resent-bcc",
+                                       "mail-followup-to"};
+  const QByteArray n = name.trimmed().toLower();
+  return std::any_of(std::begin(kNames), std::end(kNames), [&n](const char* k) { return n == k; });
+}
+
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// Ends a bare word of an address list.
+bool endsWord(char c) {
+  return isBlank(c) || c == '"' || c == '<' || c == '>' || c == ',' || c == ';' || c == ':' || c == '(' || c == ')';
+}
+
+// One address header's value with every entry's leading 'x@y' word that an
+// <address> follows put in double quotes. Quoted strings, comments and
+// angle brackets are passed over as they are.
+QByteArray quoteAddressNames(const QByteArray& value) {
+  QByteArray out;
+  out.reserve(value.size() + 8);
+  bool entryStart = true, quoted = false, angle = false;
+  int comment = 0;
+  for (int i = 0; i < value.size();) {
+    const char c = value[i];
+    if (entryStart && !isBlank(c)) {
+      entryStart = false;
+      if (c == '\'') {
+        int end = i + 1;
+        while (end < value.size() && !endsWord(value[end])) ++end;
+        int next = end;
+        while (next < value.size() && isBlank(value[next])) ++next;
+        const QByteArray word = value.mid(i, end - i);
+        if (word.size() >= 3 && word.endsWith('\'') && word.contains('@') && next < value.size() && value[next] == '<') {
+          out += '"' + word + '"';
+          i = end;
+          continue;
+        }
+      }
+    }
+    if ((quoted || comment) && c == '\\' && i + 1 < value.size()) {
+      out += value.mid(i, 2);
+      i += 2;
+      continue;
+    }
+    if (quoted) {
+      quoted = c != '"';
+    } else if (comment) {
+      comment += c == '(' ? 1 : c == ')' ? -1 : 0;
+    } else if (angle) {
+      angle = c != '>';
+    } else if (c == '"') {
+      quoted = true;
+    } else if (c == '(') {
+      comment = 1;
+    } else if (c == '<') {
+      angle = true;
+    } else if (c == ',' || c == ';' || c == ':') {
+      entryStart = true;
+    }
+    out += c;
+    ++i;
+  }
+  return out;
+}
+
+}  // namespace
+
+QByteArray WithQuotedAddressNames(const QByteArray& head) {
+  if (!head.contains('\'')) return head;
+  QByteArray out;
+  out.reserve(head.size() + 16);
+  for (int at = 0; at < head.size();) {
+    // One field: its line and the folded lines after it.
+    int end = at;
+    do {
+      const int lineEnd = head.indexOf('\n', end);
+      end = lineEnd < 0 ? head.size() : lineEnd + 1;
+    } while (end < head.size() && (head[end] == ' ' || head[end] == '\t'));
+    const QByteArray field = head.mid(at, end - at);
+    const int colon = field.indexOf(':');
+    if (colon > 0 && field.indexOf('\'', colon) > 0 && isAddressHeader(field.left(colon)))
+      out += field.left(colon + 1) + quoteAddressNames(field.mid(colon + 1));
+    else
+      out += field;
+    at = end;
+  }
+  return out;
+}
+
 bool LooksLikeMessage(const QByteArray& bytes, QString* error) {
   const QByteArray head = MessageHead(bytes);
   // A message must start with a header line "Name: value" (or "From " of mbox).

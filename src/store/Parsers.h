@@ -35,6 +35,12 @@ ParsedCards ParseVCards(const QByteArray& bytes);
 QByteArray MessageHead(const QByteArray& bytes);
 // Reads a message file up to the end of its header block, not further.
 QByteArray ReadMessageHead(const QString& path, QString* error);
+// The header block with one fix before the MIME parser sees it: a display
+// name that is an address in single quotes ("'a@b.org' <a@b.org>", as some
+// mail programs write it) is put in double quotes in the address headers.
+// The parser would otherwise take the quoted name for an address of its own
+// and read one recipient as two.
+QByteArray WithQuotedAddressNames(const QByteArray& head);
 // Whether the bytes start with a header line; the one check ParseMessage
 // makes before parsing, cheap enough to run on every file of a folder.
 bool LooksLikeMessage(const QByteArray& bytes, QString* error = nullptr);

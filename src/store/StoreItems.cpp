@@ -506,7 +506,7 @@ MailItem::~MailItem() = default;
 KMime::Message* MailItem::head() const {
   if (!head_) {
     head_ = std::make_unique<KMime::Message>();
-    head_->setHead(KMime::CRLFtoLF(rawHead_));
+    head_->setHead(KMime::CRLFtoLF(WithQuotedAddressNames(rawHead_)));
     head_->parse();
   }
   return head_.get();
