@@ -33,6 +33,20 @@ bool IsDate(const QVariant& v) {
          !model::IsNoDate(v.toDateTime());
 }
 
+// The kind of a run started on an item of this class: the kinds with lists
+// of their own, and mail for every other class (reports, posts, ...).
+int RunKind(int itemClass) {
+  switch (itemClass) {
+    case model::olAppointment:
+    case model::olContact:
+    case model::olDistributionList:
+    case model::olTask:
+    case model::olNote:
+    case model::olJournal: return itemClass;
+    default: return model::olMail;
+  }
+}
+
 Column Visible(const QString& header, int sortBy = -1) { return {header, sortBy, false}; }
 Column Hidden() { return {lang::text(Msg::ColSortKey), -1, true}; }
 
@@ -92,7 +106,7 @@ bool Start::StartPrint(const model::Selection& selection, const model::FolderPtr
                                            QString::fromUtf8("Aucune sélection"), QStringLiteral("Nothing selected")));
     return false;
   }
-  kind_ = currentClass;
+  kind_ = RunKind(currentClass);
   if (attachments_) attachments_->reset();
   items_.clear();
   rows_.clear();

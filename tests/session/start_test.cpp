@@ -54,6 +54,21 @@ TEST_F(Intake, TheFirstItemDecidesTheKind) {
   EXPECT_EQ(start.rows()[1].subItems[4], "Trade fair");
   EXPECT_EQ(start.caption(), "Calendar (Test User)");
   EXPECT_TRUE(start.canPrint());
+
+  // A delivery report first, or an item of a class without a list of its
+  // own (45, a post): a mail run, everything listed as mail.
+  ASSERT_TRUE(take({report, meeting, mail}, "Inbox"));
+  EXPECT_EQ(start.kind(), model::olMail);
+  ASSERT_EQ(start.rows().size(), 3u);
+  EXPECT_EQ(start.rows()[0].subItems[3], "-");
+  EXPECT_EQ(start.rows()[1].key, "2M");
+  auto post = FakeItem::make(45);
+  post->set("Subject", "Posted note");
+  ASSERT_TRUE(take({post, contact}, "Inbox"));
+  EXPECT_EQ(start.kind(), model::olMail);
+  ASSERT_EQ(start.rows().size(), 2u);
+  EXPECT_EQ(start.rows()[0].subItems[6], "Posted note");
+  EXPECT_EQ(start.rows()[1].key, "2M");
 }
 
 TEST_F(Intake, NothingChosenIsToldAndListsNothing) {
