@@ -1,6 +1,7 @@
 #include "lang/LanguageTable.h"
 
 #include "lang/KeyTable.h"
+#include "lang/Messages.h"
 #include "util/Folders.h"
 #include "util/TextFile.h"
 
@@ -10,6 +11,14 @@ namespace {
 const QString kLang = QStringLiteral("Lang");
 const QString kJournal = QStringLiteral("S52");
 const QString kCrLf = QStringLiteral("\r\n");
+
+// A value as a line of the file: in double quotes when reading would
+// otherwise change it (blanks at an end, or a pair of quotes around it).
+QString asFileValue(const QString& v) {
+  const bool enclosed = v.size() >= 2 && (v.front() == QLatin1Char('"') || v.front() == QLatin1Char('\'')) &&
+                        v.back() == v.front();
+  return enclosed || v != v.trimmed() ? QLatin1Char('"') + v + QLatin1Char('"') : v;
+}
 }  // namespace
 
 Language LanguageTable::detectLanguage(const util::IniDocument& ini) {
@@ -66,6 +75,10 @@ QString LanguageTable::saveText() const {
     if (n == 52) continue;
     const QString key = QStringLiteral("S%1").arg(n);
     text += key + QLatin1Char('=') + GetLangText(key) + kCrLf;
+  }
+  // The program's own texts a translator put into the file stay there.
+  for (const QString& key : messageKeys()) {
+    if (const auto v = ini_.value(kLang, key)) text += key + QLatin1Char('=') + asFileValue(*v) + kCrLf;
   }
   text += QLatin1Char('[') + kJournal + QLatin1Char(']') + kCrLf;
   for (int n = 1; n <= 20; ++n) {

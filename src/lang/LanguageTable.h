@@ -41,8 +41,9 @@ class LanguageTable {
   QString ReadLangKey(const QString& section, const QString& key, const QString& de, const QString& fr,
                       const QString& en) const;
 
-  // The file text of the table: [Lang] with S1..S80 (not S52), then [S52]
-  // with Text1..Text20. S81..S86 are left out; they come back from their
+  // The file text of the table: [Lang] with S1..S80 (not S52) and the
+  // program's own texts (Messages.h) the loaded file holds, then [S52] with
+  // Text1..Text20. S81..S86 are left out; they come back from their
   // defaults after a reload.
   QString saveText() const;
   // Whether a save keeps the key's text (S81..S86 always come from their defaults).

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 namespace ordolo::lang {
 
@@ -131,11 +132,16 @@ enum class Msg {
   CliOptAttachments,
   ErrPictureTooLarge,  // %1 the limit in MB
   ErrPictureKind,
+  Stopping,            // a stop was asked for during a run
+  RunStopped,          // %1 items done, %2 in all
+  RunStoppedDocument,  // the same, one document holding the items done
 };
 
 // The text in the current language of the process-wide table.
 QString text(Msg id);
 // The name the text is stored under in section [Lang].
 QString keyOf(Msg id);
+// The names of all these texts.
+QStringList messageKeys();
 
 }  // namespace ordolo::lang

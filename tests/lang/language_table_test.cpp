@@ -61,7 +61,11 @@ TEST(LanguageTable, DefaultsFollowTheDetectedLanguage) {
 TEST(LanguageTable, SaveAndReloadKeepsEditsButDropsS81ToS86) {
   QTemporaryDir dir;
   const QString ini = dir.filePath("Ordolo.ini");
-  writeFile(ini, "[Lang]\r\nS26=Edit\r\nS22=Language\r\n[Extra]\r\nk=v\r\n");
+  // Program texts a translator wrote: one needing its quotes for the blank
+  // at its end, one in another section (lost with that section).
+  writeFile(ini,
+            "[Lang]\r\nS26=Edit\r\nErrNoStore=No store given\r\nS22=Language\r\n"
+            "MsgUrlNotValid=\"Bad address: \"\r\nS81=Not saved\r\n[Extra]\r\nk=v\r\nErrNoFolder=No folder %1\r\n");
   LanguageTable t;
   t.LoadLanguageTable(ini);
   EXPECT_FALSE(t.isDirty());
@@ -74,13 +78,27 @@ TEST(LanguageTable, SaveAndReloadKeepsEditsButDropsS81ToS86) {
   const QByteArray saved = readFile(ini);
   EXPECT_TRUE(saved.startsWith("[Lang]\r\nS1=am\r\n"));
   EXPECT_TRUE(saved.contains("\r\nS51=Typ\r\nS53=Starte auf Et.Zeile:\r\n"));  // no S52
-  EXPECT_TRUE(saved.contains("\r\nS80=\r\n[S52]\r\nText1="));                 // S81..S86 not written
+  // S81..S86 not written; the program texts after the S keys, in the order of their table.
+  EXPECT_TRUE(saved.contains("\r\nS80=\r\nMsgUrlNotValid=\"Bad address: \"\r\nErrNoStore=No store given\r\n[S52]\r\nText1="))
+      << saved.toStdString();
+  EXPECT_FALSE(saved.contains("S81=") || saved.contains("ErrNoFolder"));
   EXPECT_TRUE(saved.endsWith("Text20=Unterhaltung\r\n\r\n"));  // written as one record: one more line end
 
   t.LoadLanguageTable(ini);
   EXPECT_EQ(t.GetLangText("S60"), "Select something first");
   EXPECT_EQ(t.GetLangText("S86"), "Filtrer..");
   EXPECT_EQ(t.GetLangText("Text19"), "Call back");
+  EXPECT_EQ(IniDocument::load(ini).sections(), (QStringList{"Lang", "S52"}));
+  EXPECT_EQ(t.GetLangText("S81"), "Item not saved");
+
+  // A later save of another key (as "lang set" does) keeps them again.
+  ASSERT_TRUE(t.setText("S21", "Print"));
+  ASSERT_TRUE(t.SaveLanguageTable(ini));
+  t.LoadLanguageTable(ini);
+  EXPECT_EQ(t.GetLangText("S21"), "Print");
+  EXPECT_EQ(t.ReadLangKey("Lang", keyOf(Msg::UrlNotValid), "de", "fr", "en"), "Bad address: ");
+  EXPECT_EQ(t.ReadLangKey("Lang", keyOf(Msg::ErrNoStore), "de", "fr", "en"), "No store given");
+  EXPECT_EQ(t.ReadLangKey("Lang", keyOf(Msg::ErrNoFolder), "de", "fr", "en"), "en");
   EXPECT_EQ(IniDocument::load(ini).sections(), (QStringList{"Lang", "S52"}));
 }
 
