@@ -25,7 +25,7 @@ bool open(const QString& path) {
   }
   g_file = f;
   g_on = true;
-  g_file->write(("Gestartet: " + Format(QDateTime::currentDateTime(), QStringLiteral("General Date")) + "\n").toUtf8());
+  g_file->write(("Gestartet: " + Format(QDateTime::currentDateTime(), QStringLiteral("General Date")) + "\r\n").toUtf8());
   g_file->flush();
   return true;
 }
@@ -43,8 +43,11 @@ void write(const QString& line) {
   if (!g_on) return;
   std::lock_guard lock(g_mutex);
   if (!g_file) return;
+  // Every line ends in CR LF, also those inside a text of several lines.
+  QString text = line;
+  text.replace(QLatin1String("\r\n"), QLatin1String("\n")).replace(QLatin1Char('\n'), QLatin1String("\r\n"));
   // Flushed per line so that the log survives a crash of the process.
-  g_file->write((line + QLatin1Char('\n')).toUtf8());
+  g_file->write((text + QLatin1String("\r\n")).toUtf8());
   g_file->flush();
 }
 

@@ -11,7 +11,8 @@ namespace ordolo::util::DebugLog {
 bool open(const QString& path);
 void close();
 bool isOn();
-// Appends one line when the log is on.
+// Appends one line when the log is on. Lines end in CR LF; so do the
+// lines of a text of several lines.
 void write(const QString& line);
 
 // True when the environment asks for the log (ORDOLO_DEBUG set to a value other than 0).

@@ -53,8 +53,8 @@ TEST_F(Cli, DebugFlagAppendsOneStartLinePerStart) {
   ordolo({"--debug", "lang", "get", "S1"}, "de_DE.UTF-8");
   ordolo({"--debug", "--version"}, "de_DE.UTF-8");
   const QString log = QString::fromUtf8(ordolo::test::readFile(home.filePath("data/debug.log")));
-  // "Gestartet: " and the date and time in the German general date form.
-  const QString line = "Gestartet: \\d\\d\\.\\d\\d\\.\\d{4} \\d\\d:\\d\\d:\\d\\d\\n";
+  // "Gestartet: " and the date and time in the German general date form, CR LF.
+  const QString line = "Gestartet: \\d\\d\\.\\d\\d\\.\\d{4} \\d\\d:\\d\\d:\\d\\d\\r\\n";
   EXPECT_TRUE(QRegularExpression("^" + line + line + "$").match(log).hasMatch())
       << log.toStdString();
 }
