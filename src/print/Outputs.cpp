@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "lang/Messages.h"
+#include "ui/Port.h"
 #include "util/DebugLog.h"
 #include "util/Desktop.h"
 #include "util/Folders.h"
@@ -303,6 +304,12 @@ QStringList FolderOutput::write() {
 
 // ---------------------------------------------------------------------------
 
+QString OpenFailureText(int result, const QString& pathOrUrl) {
+  if (result < util::kOpenNoAssociation) return msg(Msg::ProblemStarting) + QString::number(result) + QLatin1Char(')');
+  if (result == util::kOpenBadUrl) return msg(Msg::UrlNotValid) + pathOrUrl;
+  return {};
+}
+
 ShowOutput::ShowOutput(QString folder, ui::Port* port) : FolderOutput(std::move(folder), false), port_(port) {}
 
 bool ShowOutput::flush() {
@@ -310,7 +317,9 @@ bool ShowOutput::flush() {
   const QStringList files = write();
   for (int i = 0; i < files.size(); ++i) {
     report(progress_, Msg::PrintOpening, i + 1, int(files.size()));
-    const int result = util::OpenDocument(files[i], port_);
+    const int result = util::OpenDocument(files[i]);
+    const QString failure = OpenFailureText(result, files[i]);
+    if (port_ && !failure.isEmpty()) port_->message(failure);
     if (result != util::kOpenStarted) errors_ << msg(Msg::ErrOutputOpen).arg(files[i]).arg(result);
   }
   return errors_.size() == errorsBefore;

@@ -115,6 +115,12 @@ class ShowOutput : public FolderOutput {
   ui::Port* port_;
 };
 
+// What the user is told when the desktop's program could not be started
+// for a file or web address (a util::OpenDocument result): "Problem
+// starting.. (Error n)" below 31, "URL not valid: " and the address for 32;
+// nothing for success and for 31 (no program for the type).
+QString OpenFailureText(int result, const QString& pathOrUrl);
+
 // What a caller picks from: print, PDF folder, save folder, show.
 enum class Target { Queue, PdfFolder, SaveFolder, Show };
 

@@ -13,8 +13,6 @@
 #include <mutex>
 #include <vector>
 
-#include "lang/Messages.h"
-#include "ui/Port.h"
 #include "util/DebugLog.h"
 
 extern char** environ;
@@ -91,15 +89,10 @@ QString OpenerCommand() {
   return over.isEmpty() ? QStringLiteral("xdg-open") : over;
 }
 
-int OpenDocument(const QString& pathOrUrl, ui::Port* port) {
+int OpenDocument(const QString& pathOrUrl) {
   reapChildren();
   const int result = classify(pathOrUrl);
   DebugLog::write(QStringLiteral("OpenDocument %1: %2").arg(pathOrUrl).arg(result));
-  if (!port) return result;
-  if (result < 31)
-    port->message(lang::text(lang::Msg::ProblemStarting) + QString::number(result) + QLatin1Char(')'));
-  else if (result == kOpenBadUrl)
-    port->message(lang::text(lang::Msg::UrlNotValid) + pathOrUrl);
   return result;
 }
 

@@ -3,14 +3,10 @@
 
 #include <QString>
 
-namespace ordolo::ui {
-class Port;
-}
-
 namespace ordolo::util {
 
 // Result codes, in the numbering of the classic shell "open" call: above 32
-// means started; 31 means no program is associated (reported to nobody).
+// means started; 31 means no program is associated.
 enum OpenResult : int {
   kOpenFileNotFound = 2,
   kOpenAccessDenied = 5,
@@ -24,9 +20,8 @@ enum OpenResult : int {
 // The opener command: ORDOLO_OPENER, else "xdg-open".
 QString OpenerCommand();
 
-// Hands `pathOrUrl` to the opener. Failures are told through `port`:
-// below 31 "Problem starting.. (Error n)", 32 "URL not valid: " + text;
-// 31 and success say nothing. A port of nullptr tells nobody.
-int OpenDocument(const QString& pathOrUrl, ui::Port* port);
+// Hands `pathOrUrl` to the opener and says how that went. Telling the user
+// is the caller's part (print::OpenFailureText).
+int OpenDocument(const QString& pathOrUrl);
 
 }  // namespace ordolo::util

@@ -13,8 +13,10 @@
 #include "print/Cups.h"
 #include "print/Outputs.h"
 #include "support/CupsServer.h"
+#include "support/ScriptedPort.h"
 #include "support/TempCleanup.h"
 #include "support/TestEnv.h"
+#include "util/Desktop.h"
 #include "util/Folders.h"
 
 using namespace ordolo;
@@ -338,6 +340,26 @@ TEST_F(PrintTest, ShowOpensEachSavedFileInOrder) {
   EXPECT_EQ(out.delivered(), expected);
   EXPECT_EQ(QString::fromUtf8(readFile(log)).split('\n', Qt::SkipEmptyParts), expected);
   for (const QString& f : expected) EXPECT_TRUE(QFileInfo(f).isFile()) << f.toStdString();
+}
+
+TEST_F(PrintTest, ShowTellsTheUserWhatTheDesktopCouldNotOpen) {
+  ScopedEnv opener("ORDOLO_OPENER", QFile::encodeName(script(path(QStringLiteral("failing-opener")), "exit 4\n")));
+  test::ScriptedPort port;
+  ShowOutput out(path(QStringLiteral("shown")), &port);
+  QString error;
+  ASSERT_TRUE(out.prepare(&error)) << error.toStdString();
+  out.add({copyOf(QStringLiteral("memo.docx"), path(QStringLiteral("in/a.docx"))), QStringLiteral("Memo")});
+  EXPECT_FALSE(out.flush());
+  const QString file = path(QStringLiteral("shown/Memo.docx"));
+  EXPECT_EQ(port.messages, QStringList{lang::text(Msg::ProblemStarting) + QStringLiteral("29)")});
+  EXPECT_EQ(out.errors(), QStringList{lang::text(Msg::ErrOutputOpen).arg(file).arg(util::kOpenFailed)});
+
+  // The texts for the other results; a type without a program is not told.
+  const QString url = QStringLiteral("https://example.invalid/x");
+  EXPECT_EQ(print::OpenFailureText(util::kOpenBadUrl, url), lang::text(Msg::UrlNotValid) + url);
+  EXPECT_EQ(print::OpenFailureText(util::kOpenFileNotFound, file), lang::text(Msg::ProblemStarting) + QStringLiteral("2)"));
+  EXPECT_EQ(print::OpenFailureText(util::kOpenNoAssociation, file), QString());
+  EXPECT_EQ(print::OpenFailureText(util::kOpenStarted, file), QString());
 }
 
 }  // namespace
