@@ -298,6 +298,15 @@ const MsgDef kMessages[] = {
     {Msg::ErrPictureTooLarge, "ErrPictureTooLarge", "größer als %1 MB", "plus de %1 Mo", "larger than %1 MB"},
     {Msg::ErrPictureKind, "ErrPictureKind", "kein PNG-, JPEG-, GIF- oder BMP-Bild",
      "ni une image PNG, JPEG, GIF ou BMP", "not a PNG, JPEG, GIF or BMP picture"},
+    {Msg::ErrItemUnreadable, "ErrItemUnreadable", "Übersprungen: %1 kann nicht gelesen werden (%2)",
+     "Ignoré : %1 ne peut pas être lu (%2)", "Skipped %1: it cannot be read (%2)"},
+    {Msg::Stopping, "MsgStopping", "Wird gestoppt...", "Arrêt en cours...", "Stopping..."},
+    {Msg::RunStopped, "RunStopped", "Gestoppt nach %1 von %2 Einträgen.", "Arrêté après %1 éléments sur %2.",
+     "Stopped after %1 of %2 items."},
+    {Msg::RunStoppedDocument, "RunStoppedDocument",
+     "Gestoppt nach %1 von %2 Einträgen; das Dokument enthält die fertigen Einträge.",
+     "Arrêté après %1 éléments sur %2 ; le document contient les éléments terminés.",
+     "Stopped after %1 of %2 items; the document holds the items done so far."},
 };
 
 const MsgDef& def(Msg id) {

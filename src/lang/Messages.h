@@ -132,6 +132,10 @@ enum class Msg {
   CliOptAttachments,
   ErrPictureTooLarge,  // %1 the limit in MB
   ErrPictureKind,
+  ErrItemUnreadable,   // %1 the file, %2 the reason
+  Stopping,            // a stop was asked for during a run
+  RunStopped,          // %1 items done, %2 in all
+  RunStoppedDocument,  // the same, one document holding the items done
 };
 
 // The text in the current language of the process-wide table.

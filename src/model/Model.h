@@ -206,6 +206,10 @@ class Item : public Object, public std::enable_shared_from_this<Item> {
   virtual QVariant namedProperty(const QString& guid, const QString& id) const { return {}; }
   // Whether the stored state is all there is (a new draft is not saved yet).
   virtual bool Saved() const { return true; }
+  // False when the item's source turned out unreadable once its content was
+  // read (a mail whose body the parser gives up on); such an item is not
+  // listed for printing. May read the content to find out.
+  virtual bool Readable() const { return true; }
   // Moves the item into the Deleted Items folder.
   virtual bool Delete(QString* error = nullptr);
   // Writes an unsaved item to its folder.

@@ -119,6 +119,8 @@ bool Start::StartPrint(const model::Selection& selection, const model::FolderPtr
 }
 
 void Start::AddItem(int& kind, model::ItemPtr item, bool warnUnsaved) {
+  // An item the store could not read is left out; the store has said why.
+  if (!item->Readable()) return;
   if (!item->Saved() && warnUnsaved) {
     port_.beep();
     port_.notice(lang::table().ReadLangKey(QStringLiteral("Lang"), QStringLiteral("S81"),

@@ -1,5 +1,6 @@
 #include "store/FileStore.h"
 
+#include "lang/Messages.h"
 #include "store/Parsers.h"
 #include "store/StoreItems.h"
 #include "util/DebugLog.h"
@@ -32,10 +33,6 @@ using model::FolderPtr;
 using model::ItemPtr;
 
 namespace {
-
-void logSkip(const QString& path, const QString& why) {
-  util::DebugLog::write(QStringLiteral("Store: skipped %1: %2").arg(path, why));
-}
 
 QString joinPath(const QString& a, const QString& b) {
   if (a.isEmpty()) return b;
@@ -189,6 +186,10 @@ QString freeName(const QDir& dir, const QString& name) {
 
 }  // namespace
 
+void LogSkipped(const QString& path, const QString& why) {
+  util::DebugLog::write(lang::text(lang::Msg::ErrItemUnreadable).arg(path, why));
+}
+
 // --------------------------------------------------------------- entry ids
 
 QString MakeFolderEntryId(const QString& folderPath) { return QStringLiteral("00") + hex(folderPath); }
@@ -337,12 +338,12 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
     QString error;
     const QByteArray head = ReadMessageHead(absPath, &error);
     if (!error.isEmpty()) {
-      logSkip(absPath, error);
+      LogSkipped(absPath, error);
       return out;
     }
     // Only the check: the header is parsed when a property first needs it.
     if (!LooksLikeMessage(head, &error)) {
-      logSkip(absPath, error);
+      LogSkipped(absPath, error);
       return out;
     }
     const QString name = info.fileName();
@@ -356,12 +357,12 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
   }
 
   if (info.size() > kMaxParsedFileSize) {
-    logSkip(absPath, QStringLiteral("larger than %1 MB").arg(kMaxParsedFileSize / (1024 * 1024)));
+    LogSkipped(absPath, QStringLiteral("larger than %1 MB").arg(kMaxParsedFileSize / (1024 * 1024)));
     return out;
   }
   QFile f(absPath);
   if (!f.open(QIODevice::ReadOnly)) {
-    logSkip(absPath, f.errorString());
+    LogSkipped(absPath, f.errorString());
     return out;
   }
   const QByteArray bytes = f.readAll();
@@ -369,7 +370,7 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
   if (isVcf) {
     const ParsedCards cards = ParseVCards(bytes);
     if (!cards.ok) {
-      logSkip(absPath, cards.error);
+      LogSkipped(absPath, cards.error);
       return out;
     }
     int n = 0;
@@ -387,7 +388,7 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
 
   const ParsedCalendar calendar = ParseCalendar(bytes);
   if (!calendar.ok) {
-    logSkip(absPath, calendar.error);
+    LogSkipped(absPath, calendar.error);
     return out;
   }
   const bool notes = defaultId() == model::olFolderNotes;
@@ -437,7 +438,13 @@ std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
   const qint64 modified = qint64(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
   CacheEntry& entry = cache_[absPath];
   if (entry.size != size || entry.modified != modified) {
-    entry.items = parseFile(absPath, QFileInfo(absPath).fileName());
+    // One file the libraries fail on must not take the folder down.
+    try {
+      entry.items = parseFile(absPath, QFileInfo(absPath).fileName());
+    } catch (...) {
+      LogSkipped(absPath, CurrentExceptionText());
+      entry.items.clear();
+    }
     entry.size = size;
     entry.modified = modified;
   }

@@ -113,6 +113,10 @@ class FileStore : public model::Namespace, public std::enable_shared_from_this<F
   mutable QHash<int, QString> defaultCache_;
 };
 
+// Tells that a file or item is left out because it cannot be read (the
+// debug log, in the language of the table); `why` is the reader's reason.
+void LogSkipped(const QString& path, const QString& why);
+
 // Entry ids: hex text of the item's locator or the folder's path, so that an
 // id leads back to its file without an index.
 QString MakeFolderEntryId(const QString& folderPath);

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <exception>
 #include <vector>
 
 namespace ordolo::store {
@@ -93,8 +94,13 @@ ParsedCalendar ParseCalendar(const QByteArray& bytes) {
   }
   auto calendar = KCalendarCore::MemoryCalendar::Ptr(new KCalendarCore::MemoryCalendar(QTimeZone::systemTimeZone()));
   KCalendarCore::ICalFormat format;
-  if (!format.fromRawString(calendar, withoutKnownZones(text))) {
-    out.error = QStringLiteral("not valid iCalendar");
+  try {
+    if (!format.fromRawString(calendar, withoutKnownZones(text))) {
+      out.error = QStringLiteral("not valid iCalendar");
+      return out;
+    }
+  } catch (...) {
+    out.error = QStringLiteral("the calendar reader gave up: ") + CurrentExceptionText();
     return out;
   }
   // The calendar keeps its components in a hash; put them back in file order,
@@ -167,7 +173,13 @@ ParsedCards ParseVCards(const QByteArray& bytes) {
     return out;
   }
   KContacts::VCardConverter converter;
-  out.cards = converter.parseVCards(text);
+  try {
+    out.cards = converter.parseVCards(text);
+  } catch (...) {
+    out.error = QStringLiteral("the vCard reader gave up: ") + CurrentExceptionText();
+    out.cards.clear();
+    return out;
+  }
   if (out.cards.isEmpty()) {
     out.error = QStringLiteral("no card could be read");
     return out;
@@ -326,9 +338,38 @@ bool LooksLikeMessage(const QByteArray& bytes, QString* error) {
 std::unique_ptr<KMime::Message> ParseMessage(const QByteArray& bytes, QString* error) {
   if (!LooksLikeMessage(bytes, error)) return nullptr;
   auto message = std::make_unique<KMime::Message>();
-  message->setContent(KMime::CRLFtoLF(bytes));
-  message->parse();
+  // The parser throws on some bodies: std::bad_alloc for a yEnc part that
+  // declares a size no buffer can have, for one.
+  try {
+    message->setContent(KMime::CRLFtoLF(bytes));
+    message->parse();
+  } catch (...) {
+    if (error) *error = QStringLiteral("the MIME parser gave up: ") + CurrentExceptionText();
+    return nullptr;
+  }
   return message;
+}
+
+std::unique_ptr<KMime::Message> ParseMessageHead(const QByteArray& head, QString* error) {
+  auto message = std::make_unique<KMime::Message>();
+  try {
+    message->setHead(KMime::CRLFtoLF(head));
+    message->parse();
+  } catch (...) {
+    if (error) *error = QStringLiteral("the MIME parser gave up: ") + CurrentExceptionText();
+    message = std::make_unique<KMime::Message>();
+  }
+  return message;
+}
+
+QString CurrentExceptionText() {
+  try {
+    throw;
+  } catch (const std::exception& e) {
+    return QString::fromLocal8Bit(e.what());
+  } catch (...) {
+    return QStringLiteral("an exception of unknown type");
+  }
 }
 
 }  // namespace ordolo::store

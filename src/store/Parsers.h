@@ -1,6 +1,7 @@
 // The three file parsers of the store, each taking the bytes of one file.
-// They never throw and never crash on bad input (they are fuzzed); a file
-// they cannot read gives ok == false and a one-line reason.
+// They never throw and never crash on bad input (they are fuzzed, and what
+// the libraries throw is caught); a file they cannot read gives ok == false
+// and a one-line reason.
 #pragma once
 
 #include <KCalendarCore/Incidence>
@@ -45,8 +46,14 @@ QByteArray WithQuotedAddressNames(const QByteArray& head);
 // makes before parsing, cheap enough to run on every file of a folder.
 bool LooksLikeMessage(const QByteArray& bytes, QString* error = nullptr);
 // A parsed message (whole, or just a header block); null when the bytes
-// hold no header at all.
+// hold no header at all or the parser gives up on them.
 std::unique_ptr<KMime::Message> ParseMessage(const QByteArray& bytes, QString* error = nullptr);
+// A parsed header block; an empty message, and *error set, when the parser
+// gives up on it.
+std::unique_ptr<KMime::Message> ParseMessageHead(const QByteArray& head, QString* error);
+
+// Inside a catch block: what the exception being handled says.
+QString CurrentExceptionText();
 
 // Files larger than this are not parsed (calendars and cards; messages are
 // read header first, so a large attachment costs nothing until it is used).

@@ -505,9 +505,9 @@ MailItem::~MailItem() = default;
 
 KMime::Message* MailItem::head() const {
   if (!head_) {
-    head_ = std::make_unique<KMime::Message>();
-    head_->setHead(KMime::CRLFtoLF(WithQuotedAddressNames(rawHead_)));
-    head_->parse();
+    QString why;
+    head_ = ParseMessageHead(WithQuotedAddressNames(rawHead_), &why);
+    if (!why.isEmpty()) unreadable(why);
   }
   return head_.get();
 }
@@ -524,14 +524,29 @@ KMime::Message* MailItem::message() const {
       }
     }
     if (bytes.isEmpty()) bytes = rawHead_;
-    message_ = ParseMessage(bytes);
+    QString why;
+    message_ = ParseMessage(bytes, &why);
     if (!message_) {
-      message_ = std::make_unique<KMime::Message>();
-      message_->setHead(KMime::CRLFtoLF(rawHead_));
-      message_->parse();
+      // The parser gave up on the message (or the file lost its header
+      // since it was listed): the item is unreadable; its header block
+      // stands in, so that nothing that reads it fails.
+      unreadable(why);
+      why.clear();
+      message_ = ParseMessageHead(rawHead_, &why);
     }
   }
   return message_.get();
+}
+
+bool MailItem::Readable() const {
+  message();
+  return readError_.isEmpty();
+}
+
+void MailItem::unreadable(const QString& why) const {
+  if (!readError_.isEmpty()) return;
+  readError_ = why.isEmpty() ? QStringLiteral("?") : why;
+  LogSkipped(path_.isEmpty() ? EntryID() : path_, readError_);
 }
 
 QDateTime MailItem::receivedTime() const {
@@ -631,7 +646,12 @@ model::AttachmentList MailItem::Attachments() const {
   KMime::Content* text = m->mainBodyPart("text/plain");
   KMime::Content* html = m->mainBodyPart("text/html");
   if (!m->contentType(false) || !m->contentType()->isMultipart()) return out;
-  collectParts(m, text, html, out);
+  try {
+    collectParts(m, text, html, out);
+  } catch (...) {
+    unreadable(QStringLiteral("the MIME parser gave up: ") + CurrentExceptionText());
+    out.clear();
+  }
   return out;
 }
 

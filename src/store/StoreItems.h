@@ -144,11 +144,15 @@ class MailItem : public StoreItem {
   model::RecipientList Recipients() const override;
   model::AttachmentList Attachments() const override;
   bool Saved() const override { return saved_; }
+  // Reads the whole message when it has not been read yet.
+  bool Readable() const override;
   bool Save(QString* error = nullptr) override;
   bool Import(const QString& path, int format, QString* error = nullptr) override;
 
  private:
   void setContent(const QByteArray& bytes);
+  // Remembers and tells (once) why the message cannot be read.
+  void unreadable(const QString& why) const;
   QByteArray rawHead_;
   QByteArray rawMessage_;  // set for an unsaved draft
   qint64 size_ = 0;
@@ -157,6 +161,7 @@ class MailItem : public StoreItem {
   bool saved_ = true;
   mutable std::unique_ptr<KMime::Message> head_;
   mutable std::unique_ptr<KMime::Message> message_;
+  mutable QString readError_;
 };
 
 // Local time of a calendar value; dates of all-day values become midnight.

@@ -1,6 +1,13 @@
 // Mails as the store reads them from Maildir files a test writes: headers
-// that mail programs write in odd but common ways.
+// that mail programs write in odd but common ways, and a body the MIME
+// parser gives up on.
 #include "StoreFixture.h"
+
+#include "lang/LanguageTable.h"
+#include "lang/Messages.h"
+#include "session/Start.h"
+#include "support/ScriptedPort.h"
+#include "util/DebugLog.h"
 
 using namespace ordolo;
 using namespace ordolo::test;
@@ -64,6 +71,47 @@ TEST_F(MailFiles, AnAddressInSingleQuotesAsItsOwnNameIsOneRecipient) {
   EXPECT_EQ(mail->text("BCC"), "'dora@example.org'");
   // Only what is parsed changes: the raw headers stay as written.
   EXPECT_TRUE(mail->text("TransportMessageHeaders").contains("\r\nTo: 'anna@example.org' <anna@example.org>, Bob"));
+}
+
+// A plain (non-MIME) body with a yEnc part declaring 2^31 - 1 bytes: the
+// MIME parser sizes a buffer for it, which no QByteArray can be, and throws
+// std::bad_alloc (whatever memory the machine has).
+TEST_F(MailFiles, AMailTheParserGivesUpOnIsLeftOutAndNamedNotTheFolder) {
+  lang::table().load(util::IniDocument::fromText("[Lang]\nS26=Edit\nS22=Language\n"));
+  addMail(QStringLiteral("1773000001.M1P1.test:2,S"),
+          "From: Anna <anna@example.org>\nTo: Bob <bob@example.org>\nSubject: Fine\n"
+          "Date: Tue, 10 Mar 2026 12:00:00 +0100\n\nAll well\n");
+  const QString broken = addMail(QStringLiteral("1773000002.M2P1.test:2,S"),
+                                 "From: Anna <anna@example.org>\nTo: Bob <bob@example.org>\nSubject: Broken\n"
+                                 "Date: Tue, 10 Mar 2026 12:05:00 +0100\n\n"
+                                 "=ybegin line=128 size=2147483647 name=big.bin\nabc\n=yend size=3\n");
+  const QString log = dir.filePath("debug.log");
+  ASSERT_TRUE(util::DebugLog::open(log));
+  // Listing reads header blocks only: both are there.
+  const auto items = inbox();
+  ASSERT_EQ(items->Count(), 2);
+  const auto fine = items->Item(1), bad = items->Item(2);
+  ASSERT_EQ(bad->text("Subject"), "Broken");
+  EXPECT_TRUE(fine->Readable());
+  EXPECT_FALSE(bad->Readable());
+  // Whatever reads the body gets nothing instead of an exception.
+  EXPECT_EQ(bad->text("Body"), "");
+  EXPECT_TRUE(bad->Attachments().empty());
+
+  // A print run over the folder lists the other mail only.
+  test::ScriptedPort port;
+  session::Start start(port);
+  ASSERT_TRUE(start.StartPrint(model::Selection(items->all()), store->folderByPath("Inbox"), "Test User"));
+  ASSERT_EQ(start.items().size(), 1u);
+  EXPECT_EQ(start.items()[0]->text("Subject"), "Fine");
+  EXPECT_TRUE(port.messages.isEmpty());
+  util::DebugLog::close();
+
+  // Told once, naming the file, in the table's language.
+  const QString written = QString::fromUtf8(readFile(log));
+  const QString told = lang::text(lang::Msg::ErrItemUnreadable)
+                           .arg(broken, QStringLiteral("the MIME parser gave up: std::bad_alloc"));
+  EXPECT_EQ(written.count(told), 1) << written.toStdString();
 }
 
 }  // namespace
