@@ -39,7 +39,7 @@
 #include "office/Package.h"
 #include "office/word/Document.h"
 #include "template/ReplacePlaceholder.h"
-#include "template/RunState.h"
+#include "template/WordTarget.h"
 
 using namespace ordolo;
 using office::word::Document;
@@ -169,7 +169,7 @@ std::unique_ptr<Document> open(const QString& path) {
   return doc;
 }
 
-void replace(tpl::RunState& st, const QString& placeholder, const QString& value) {
+void replace(tpl::Target& st, const QString& placeholder, const QString& value) {
   bool test = true;
   bool retry = true;
   tpl::ReplacePlaceholder(st, placeholder, value, /*wildcards*/ true, test, retry);
@@ -216,16 +216,16 @@ int runMemo() {
   QString last;
   for (int i = 0; i < gItems; ++i) {
     std::unique_ptr<Document> doc;
-    tpl::RunState st;
     {
       Clock clk(&tOpen);
       doc = open(tpl);
     }
-    st.word = doc.get();
+    std::unique_ptr<tpl::WordTarget> target;
     {
       Clock clk(&tText);
-      st.DocumentText = doc->searchedText();
+      target = std::make_unique<tpl::WordTarget>(*doc);  // takes the searched text
     }
+    tpl::WordTarget& st = *target;
     {
       Clock clk(&tReplace);
       for (int f = 0; f < kMemoFields; ++f) replace(st, placeholders[f], values[i][f]);
@@ -284,21 +284,16 @@ int runTable() {
     doc = open(tpl);
   }
   const office::word::RowBlock block = doc->copyRows(1, 2, 2);
-  tpl::RunState st;
-  st.word = doc.get();
-  st.TableMode = true;
-  st.TableIndex = 1;
+  tpl::WordTarget st(*doc);
   for (int r = 0; r < gRows; ++r) {
     if (r > 0) {
       Clock clk(&tAppend);
       if (!doc->appendRows(1, block)) fail(QStringLiteral("appendRows failed at row %1").arg(r + 2));
     }
-    st.BlockStart = 2 + r;
     {
       Clock clk(&tText);
-      const auto row = doc->rowRange(1, st.BlockStart);
-      if (!row) fail(QStringLiteral("no row %1").arg(st.BlockStart));
-      st.DocumentText = doc->text(*row);
+      if (!doc->rowRange(1, 2 + r)) fail(QStringLiteral("no row %1").arg(2 + r));
+      st.fillRows(1, 2 + r, 1);
     }
     {
       Clock clk(&tReplace);

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <csignal>
 #include <cstdio>
 #include <unistd.h>
 
@@ -84,6 +85,75 @@ std::unique_ptr<print::Output> chooseOutput(const PrintOptions& o, TerminalPort&
   err(text(Msg::PrintPdfFallback).arg(folder));
   return print::makeOutput(print::Target::PdfFolder, folder, &port);
 }
+
+// The run a signal stops, and what the terminal is told then. Set while a
+// run is going; the handler only stores a flag and writes prepared bytes.
+session::PrintRun* g_run = nullptr;
+QByteArray g_stopping;
+
+extern "C" void onStopSignal(int) {
+  if (!g_run) return;
+  if (g_run->stopFlag().load()) {
+    // A second signal: the user insists. Finished files are whole (they are
+    // written under temporary names and renamed), so leaving now loses none.
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    std::raise(SIGTERM);
+    return;
+  }
+  g_run->requestStop();
+  const ssize_t written = ::write(STDERR_FILENO, g_stopping.constData(), size_t(g_stopping.size()));
+  (void)written;
+}
+
+// SIGINT and SIGTERM stop the run after its current document while it lives.
+class StopOnSignals {
+ public:
+  explicit StopOnSignals(session::PrintRun& run) {
+    g_stopping = (QLatin1Char('\n') + text(Msg::Stopping) + QLatin1Char('\n')).toUtf8();
+    g_run = &run;
+    struct sigaction action = {};
+    action.sa_handler = onStopSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, &oldInt_);
+    sigaction(SIGTERM, &action, &oldTerm_);
+  }
+  ~StopOnSignals() {
+    sigaction(SIGINT, &oldInt_, nullptr);
+    sigaction(SIGTERM, &oldTerm_, nullptr);
+    g_run = nullptr;
+  }
+
+ private:
+  struct sigaction oldInt_ = {}, oldTerm_ = {};
+};
+
+// The progress line of long runs on the terminal, and a line per finished
+// document that reached the output.
+class TerminalObserver : public session::RunObserver {
+ public:
+  TerminalObserver(bool terminal, bool progress) : terminal_(terminal), progress_(progress) {}
+  void itemFilled(int done, int total) override {
+    if (!progress_) return;
+    const QString line = text(Msg::PrintProgress).arg(done).arg(total);
+    if (terminal_)
+      std::fputs(("\r\033[K" + line + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
+    else if (done == total || done % 50 == 0)
+      std::fputs((line + QLatin1Char('\n')).toUtf8().constData(), stderr);
+    std::fflush(stderr);
+  }
+  void documentDelivered(const session::DeliveredDocument& d) override { show(d.where); }
+  void attachmentDelivered(const QString&, const QString& where) override { show(where); }
+
+ private:
+  void show(const QString& where) {
+    if (terminal_ && progress_) std::fputs("\r\033[K", stderr);
+    out(where);
+    std::fflush(stdout);
+  }
+
+  bool terminal_, progress_;
+};
 
 }  // namespace
 
@@ -177,6 +247,7 @@ int printCommand(const PrintOptions& o) {
   run.mode = o.show ? session::RunMode::Show : session::RunMode::Print;
   run.startRow = startRow;
   run.copies = copies;
+  run.kind = start.kind();
   run.sortColumn = sortColumn;
   run.session = store.get();
   run.attachments = attachmentQueue.get();
@@ -198,15 +269,9 @@ int printCommand(const PrintOptions& o) {
   const bool terminal = isatty(STDERR_FILENO);
   int selected = 0;
   for (const auto& row : start.rows()) selected += row.selected;
+  TerminalObserver observer(terminal, selected > 3);
+  printRun.setObserver(&observer);
   if (selected > 3) {
-    printRun.setProgress([terminal](int done, int total) {
-      const QString line = text(Msg::PrintProgress).arg(done).arg(total);
-      if (terminal)
-        std::fputs(("\r\033[K" + line + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
-      else if (done == total || done % 50 == 0)
-        std::fputs((line + QLatin1Char('\n')).toUtf8().constData(), stderr);
-      std::fflush(stderr);
-    });
     output->setProgress([terminal](const QString& what, int done, int total) {
       if (terminal)
         std::fputs(("\r\033[K" + what + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
@@ -222,10 +287,16 @@ int printCommand(const PrintOptions& o) {
       std::fflush(stderr);
     });
   }
-  const session::RunResult result = printRun.run(start.items(), start.rows(), run);
+  session::RunResult result;
+  {
+    StopOnSignals stopOnSignals(printRun);
+    result = printRun.run(start.items(), start.rows(), run);
+  }
   for (const QString& e : result.errors) err(e);
-  for (const QString& d : output->delivered()) out(d);
+  if (!result.note.isEmpty()) err(result.note);
   out(text(Msg::PrintDone).arg(result.items).arg(result.documents));
+  // Stopped with items left out: the shell's status for an interrupt.
+  if (result.stopRequested && result.items < selected) return 130;
   return result.errors.isEmpty() ? 0 : 1;
 }
 

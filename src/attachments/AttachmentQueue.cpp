@@ -172,7 +172,7 @@ void AttachmentQueue::PrintAttachmentQueue(const QString& fileName, bool flush) 
   }
 
   const std::optional<int> extra = options_.waitMs();
-  if (extra && *extra > 0) clock_->sleep(*extra);
+  if (extra && *extra > 0 && !stopped()) clock_->sleep(*extra);
   files_.clear();
 }
 
@@ -199,6 +199,7 @@ void AttachmentQueue::waitForJob(const QString& file, bool connected) {
   const QString bare = QFileInfo(file).fileName();
   int countdown = kWaitSteps;
   while (countdown > 0) {
+    if (stopped()) return;
     const std::optional<QStringList> names = system_.jobNames();
     if (names) {
       for (const QString& name : *names)

@@ -14,6 +14,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -121,10 +122,14 @@ class AttachmentQueue {
   void setProgress(std::function<void(const QString& file, int done, int total)> progress) {
     progress_ = std::move(progress);
   }
+  // A run's stop request (not owned; null: none). Once set, the files are
+  // still handed over but not waited for.
+  void setStopFlag(const std::atomic<bool>* stop) { stop_ = stop; }
 
  private:
   bool runProgram(const QString& program, const QString& switches, const QString& file);
   void waitForJob(const QString& file, bool connected);
+  bool stopped() const { return stop_ && stop_->load(); }
 
   PrintSystem& system_;
   ui::Port& port_;
@@ -134,6 +139,7 @@ class AttachmentQueue {
   QStringList files_;
   QStringList errors_;
   std::function<void(const QString&, int, int)> progress_;
+  const std::atomic<bool>* stop_ = nullptr;
 };
 
 }  // namespace ordolo::attachments

@@ -8,6 +8,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -57,9 +58,24 @@ class Output {
   virtual QStringList delivered() const = 0;
 
   void setProgress(Progress progress) { progress_ = std::move(progress); }
+  // Called for every job delivered: its name, and the file written or the
+  // queue and job it went to.
+  using Delivered = std::function<void(const QString& name, const QString& where)>;
+  void setDelivered(Delivered delivered) { onDelivered_ = std::move(delivered); }
+  // A run's stop request (not owned; null: none). Once set, the output stops
+  // waiting on the print system: what it was given is still delivered.
+  void setStopFlag(const std::atomic<bool>* stop) { stop_ = stop; }
 
  protected:
+  void reportDelivered(const QString& name, const QString& where) {
+    if (onDelivered_) onDelivered_(name, where);
+  }
+
+  bool stopRequested() const { return stop_ && stop_->load(); }
+
   Progress progress_;
+  Delivered onDelivered_;
+  const std::atomic<bool>* stop_ = nullptr;
 };
 
 }  // namespace ordolo::print

@@ -173,7 +173,10 @@ bool QueueOutput::flush() {
       errors_ << msg(Msg::ErrPrintSubmit).arg(job.name, name, why);
       continue;
     }
-    if (waitForJob(id, job)) delivered_ << QStringLiteral("%1-%2 %3").arg(name).arg(id).arg(job.name);
+    if (waitForJob(id, job)) {
+      delivered_ << QStringLiteral("%1-%2 %3").arg(name).arg(id).arg(job.name);
+      reportDelivered(job.name, delivered_.back());
+    }
   }
   for (int i = errorsBefore; i < errors_.size(); ++i) util::DebugLog::write(errors_[i]);
   return errors_.size() == errorsBefore;
@@ -202,6 +205,11 @@ bool QueueOutput::waitForJob(int id, const Job& job) {
       }
       default:
         break;
+    }
+    if (stopRequested()) {
+      // A stop ends the waiting, not the printing: the job stays queued.
+      util::DebugLog::write(QStringLiteral("CUPS: stop requested; job %1 not waited for").arg(id));
+      return true;
     }
     const qint64 left = options_.waitMs - clock.elapsed();
     if (left <= 0) {
@@ -297,6 +305,7 @@ QStringList FolderOutput::write() {
     util::DebugLog::write(QStringLiteral("Output: %1 written as %2").arg(job.file, target));
     delivered_ << target;
     written << target;
+    reportDelivered(job.name, target);
   }
   for (int i = errorsBefore; i < errors_.size(); ++i) util::DebugLog::write(errors_[i]);
   return written;

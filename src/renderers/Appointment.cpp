@@ -6,10 +6,8 @@
 
 #include "lang/LanguageTable.h"
 #include "model/Model.h"
-#include "renderers/CalendarTables.h"
 #include "template/AttachmentsAndBody.h"
 #include "template/Eigenschaften.h"
-#include "template/ExcelOutput.h"
 #include "template/ReplacePlaceholder.h"
 #include "util/Funktionen.h"
 #include "util/VbFormat.h"
@@ -24,14 +22,14 @@ QString F(const QDateTime& d, const char* pattern) { return util::Format(d, QStr
 QString Day(const QDateTime& d) { return F(d, "yyyyMMdd"); }
 
 // Replacement without the presence test (the categories of a new day).
-void PutUntested(tpl::RunState& st, const QString& cAlt, const QString& cNeu) {
+void PutUntested(tpl::Target& out, const QString& cAlt, const QString& cNeu) {
   bool test = false, retry = true;
-  tpl::ReplacePlaceholder(st, cAlt, cNeu, cAlt.startsWith(QLatin1String("#<")), test, retry);
+  tpl::ReplacePlaceholder(out, cAlt, cNeu, cAlt.startsWith(QLatin1String("#<")), test, retry);
 }
 
 // Placeholders that start with "#<" are whole-word searches, the others literal.
-void Set(tpl::RunState& st, const QString& cAlt, const QString& cNeu, bool retry = true) {
-  Put(st, cAlt, cNeu, cAlt.startsWith(QLatin1String("#<")), retry);
+void Set(tpl::Target& out, const QString& cAlt, const QString& cNeu, bool retry = true) {
+  Put(out, cAlt, cNeu, cAlt.startsWith(QLatin1String("#<")), retry);
 }
 
 // The day of the week with Monday as 1 and Sunday as 7.
@@ -78,20 +76,20 @@ Forms DateForms(const QDateTime& d) {
           day + QLatin1Char(' ') + shortDate};
 }
 
-void PutForms(tpl::RunState& st, const QString& prefix, const Forms& f) {
-  Set(st, QLatin1Char('#') + prefix + QLatin1String("Long"), f.Long);
-  Set(st, QLatin1Char('#') + prefix + QLatin1String("Short"), f.Short);
-  Set(st, QLatin1Char('#') + prefix + QLatin1String("Day"), f.Day);
-  Set(st, QLatin1Char('#') + prefix + QLatin1String("AmPm"), f.AmPm);
-  Set(st, QLatin1String("#<") + prefix + QLatin1Char('>'), f.Default);
+void PutForms(tpl::Target& out, const QString& prefix, const Forms& f) {
+  Set(out, QLatin1Char('#') + prefix + QLatin1String("Long"), f.Long);
+  Set(out, QLatin1Char('#') + prefix + QLatin1String("Short"), f.Short);
+  Set(out, QLatin1Char('#') + prefix + QLatin1String("Day"), f.Day);
+  Set(out, QLatin1Char('#') + prefix + QLatin1String("AmPm"), f.AmPm);
+  Set(out, QLatin1String("#<") + prefix + QLatin1Char('>'), f.Default);
 }
 
-void PutEndTimes(tpl::RunState& st, const QString& Long, const QString& Short, const QString& AmPm,
+void PutEndTimes(tpl::Target& out, const QString& Long, const QString& Short, const QString& AmPm,
                  const QString& Default) {
-  Set(st, QStringLiteral("#EndTimeLong"), Long);
-  Set(st, QStringLiteral("#EndTimeShort"), Short);
-  Set(st, QStringLiteral("#EndTimeAmPm"), AmPm);
-  Set(st, QStringLiteral("#<EndTime>"), Default);
+  Set(out, QStringLiteral("#EndTimeLong"), Long);
+  Set(out, QStringLiteral("#EndTimeShort"), Short);
+  Set(out, QStringLiteral("#EndTimeAmPm"), AmPm);
+  Set(out, QStringLiteral("#<EndTime>"), Default);
 }
 
 // One attendee list: "Name <address> response" per line.
@@ -99,12 +97,12 @@ struct AttendeeLists {
   QString required, optional, resources;
 };
 
-AttendeeLists AttendeeDetails(const tpl::RunState& st, const model::Item& item) {
+AttendeeLists AttendeeDetails(const tpl::Target& out, const model::Item& item) {
   AttendeeLists lists;
   const model::ItemPtr series = item.series();
   const model::RecipientList recipients = series ? series->Recipients() : item.Recipients();
   for (const model::Recipient& r : recipients) {
-    const QString line = tpl::LiteralText(st, r.Name + QStringLiteral(" <") + r.Address + QStringLiteral("> ") +
+    const QString line = tpl::LiteralText(out, r.Name + QStringLiteral(" <") + r.Address + QStringLiteral("> ") +
                                                   ResponseText(r.MeetingResponseStatus)) +
                          QLatin1Char('\r');
     switch (r.Type) {
@@ -156,7 +154,7 @@ QString LangPart(const char* key, int n) {
   return util::GetField(lang::GetLangText(QString::fromLatin1(key)), QStringLiteral("/"), n);
 }
 
-void PutTimedForms(tpl::RunState& st, const QString& prefix, const QDateTime& d) { PutForms(st, prefix, TimedForms(d)); }
+void PutTimedForms(tpl::Target& out, const QString& prefix, const QDateTime& d) { PutForms(out, prefix, TimedForms(d)); }
 
 QString ResponseText(qint64 response) {
   switch (response) {
@@ -238,133 +236,124 @@ RecurrenceText DescribeRecurrence(const model::Item& item, bool task) {
 
 namespace daylayout {
 
-bool Switch(const tpl::RunState& st, const char* word) {
-  return st.TemplatePath.contains(QLatin1String(word), Qt::CaseInsensitive);
+bool IsContinuation(const tpl::RunState& run, const QDateTime& start) {
+  return Day(start) == Day(run.LastStartDate) && (run.GroupKey == run.PrevGroupKey || !run.Grouped);
 }
 
-bool IsContinuation(const tpl::RunState& st, const QDateTime& start) {
-  return Day(start) == Day(st.LastStartDate) && (st.GroupKey == st.PrevGroupKey || !st.Grouped);
+void NewBlockIfNewGroup(RenderContext& ctx) {
+  if (!(ctx.run.Grouped && ctx.run.GroupKey == ctx.run.PrevGroupKey)) ctx.report.groupStarted();
 }
 
-void NewBlockIfBreak(tpl::RunState& st) {
-  const bool sameGroup = st.Grouped && st.GroupKey == st.PrevGroupKey;
-  if (Switch(st, "break") && st.TableMode && st.UseWord && st.ItemCounter >= 3 && !sameGroup)
-    NewTableBlock(st, Switch(st, "pagebreak"));
-}
-
-void NewDayBreaks(tpl::RunState& st) {
+void NewDayBreaks(const tpl::RunState& run, tpl::Target& out) {
   const QString crlf = QStringLiteral("#CRLF"), pagebreak = QStringLiteral("#PAGEBREAK");
-  if (st.Grouped && st.GroupKey == st.PrevGroupKey) {
-    Put(st, crlf, QString());
-    Put(st, pagebreak, st.UseWord ? QStringLiteral("\r\f") : QString());
-  } else if (st.UseWord) {
-    const bool later = st.ItemCounter >= 3;
-    Put(st, crlf, later ? QStringLiteral("\r") : QString());
-    Put(st, pagebreak, later ? QStringLiteral("\r\f") : QString());
-  } else if (st.ItemCounter < 3) {
-    Put(st, crlf, QString());
-    Put(st, pagebreak, QString());
-  } else if (st.excelOutput) {
-    st.excelOutput->BreakBeforeItem(st);
+  if (run.Grouped && run.GroupKey == run.PrevGroupKey) {
+    Put(out, crlf, QString());
+    Put(out, pagebreak, out.pageBreak());
+  } else if (run.ItemCounter < 3) {
+    Put(out, crlf, QString());
+    Put(out, pagebreak, QString());
+  } else {
+    out.breakBeforeItem();
   }
 }
 
 }  // namespace daylayout
 
 void RenderAppointment(RenderContext& ctx) {
-  tpl::RunState& st = ctx.st;
+  const tpl::RunState& run = ctx.run;
+  tpl::Target& out = ctx.target;
   const model::Item& item = *ctx.item;
   const QDateTime start = item.date(QStringLiteral("Start"));
   const QDateTime end = item.date(QStringLiteral("End"));
-  const QString categories = tpl::LiteralText(st, item.text(QStringLiteral("Categories")));
+  const QString categories = tpl::LiteralText(out, item.text(QStringLiteral("Categories")));
 
-  if (daylayout::IsContinuation(st, start)) {
+  if (daylayout::IsContinuation(run, start)) {
     // The day's heading was written by its first appointment.
     for (const char* p : {"#StartDateLong", "#StartDateShort", "#StartDateDay", "#StartDateAmPm", "#<StartDate>"})
-      Set(st, QString::fromLatin1(p), QString());
-    Put(st, QStringLiteral("#CRLF"), QString());
-    Put(st, QStringLiteral("#PAGEBREAK"), QString());
-    Set(st, QStringLiteral("@Su"), QString(), false);
-    Set(st, QStringLiteral("@Mo"), QString(), false);
-    if (st.DocumentText.contains(QLatin1String("#Birthdays"))) Set(st, QStringLiteral("#Birthdays"), QString());
+      Set(out, QString::fromLatin1(p), QString());
+    Put(out, QStringLiteral("#CRLF"), QString());
+    Put(out, QStringLiteral("#PAGEBREAK"), QString());
+    Set(out, QStringLiteral("@Su"), QString(), false);
+    Set(out, QStringLiteral("@Mo"), QString(), false);
+    if (out.text().contains(QLatin1String("#Birthdays"))) Set(out, QStringLiteral("#Birthdays"), QString());
   } else {
-    daylayout::NewBlockIfBreak(st);
-    PutUntested(st, QStringLiteral("#<Categories>"), categories);
+    daylayout::NewBlockIfNewGroup(ctx);
+    PutUntested(out, QStringLiteral("#<Categories>"), categories);
     // Week separators: before a Sunday, and before the first day after one.
     const QString paragraph = QStringLiteral("\r");
     if (Weekday(start) == 7) {
-      Set(st, QStringLiteral("@Su"), paragraph, false);
-      Set(st, QStringLiteral("@Mo"), QString(), false);
-    } else if (Weekday(st.LastStartDate) == 7) {
-      Set(st, QStringLiteral("@Su"), QString(), false);
-      Set(st, QStringLiteral("@Mo"), paragraph, false);
+      Set(out, QStringLiteral("@Su"), paragraph, false);
+      Set(out, QStringLiteral("@Mo"), QString(), false);
+    } else if (Weekday(run.LastStartDate) == 7) {
+      Set(out, QStringLiteral("@Su"), QString(), false);
+      Set(out, QStringLiteral("@Mo"), paragraph, false);
     } else {
-      Set(st, QStringLiteral("@Su"), QString(), false);
-      Set(st, QStringLiteral("@Mo"), QString(), false);
+      Set(out, QStringLiteral("@Su"), QString(), false);
+      Set(out, QStringLiteral("@Mo"), QString(), false);
     }
-    st.LastStartDate = start;
+    ctx.report.dayStarted(start);
     const QString heading = F(start, "ddd") + QLatin1Char(' ') + F(start, "Short Date");
-    Set(st, QStringLiteral("#StartDateLong"), F(start, "dddd, d. MMMM yyyy"));
-    Set(st, QStringLiteral("#StartDateShort"), F(start, "Short Date"));
-    Set(st, QStringLiteral("#StartDateDay"), F(start, "ddd"));
-    Set(st, QStringLiteral("#StartDateAmPm"), heading);
-    Set(st, QStringLiteral("#<StartDate>"), heading);
-    daylayout::NewDayBreaks(st);
-    if (st.DocumentText.contains(QLatin1String("#Birthdays")))
-      Set(st, QStringLiteral("#Birthdays"), tpl::LiteralText(st, Birthdays(ctx.session, start.date())));
+    Set(out, QStringLiteral("#StartDateLong"), F(start, "dddd, d. MMMM yyyy"));
+    Set(out, QStringLiteral("#StartDateShort"), F(start, "Short Date"));
+    Set(out, QStringLiteral("#StartDateDay"), F(start, "ddd"));
+    Set(out, QStringLiteral("#StartDateAmPm"), heading);
+    Set(out, QStringLiteral("#<StartDate>"), heading);
+    daylayout::NewDayBreaks(run, out);
+    if (out.text().contains(QLatin1String("#Birthdays")))
+      Set(out, QStringLiteral("#Birthdays"), tpl::LiteralText(out, Birthdays(ctx.session, start.date())));
   }
 
   // Calendar and place.
   const model::FolderPtr folder = item.folder();
-  Set(st, QStringLiteral("#<Calendar>"), tpl::LiteralText(st, folder ? folder->Name() : QString()));
-  Set(st, QStringLiteral("#<Location>"), tpl::LiteralText(st, item.text(QStringLiteral("Location"))));
+  Set(out, QStringLiteral("#<Calendar>"), tpl::LiteralText(out, folder ? folder->Name() : QString()));
+  Set(out, QStringLiteral("#<Location>"), tpl::LiteralText(out, item.text(QStringLiteral("Location"))));
   const qint64 duration = item.number(QStringLiteral("Duration"));
-  Set(st, QStringLiteral("#DurationMin"), QString::number(duration));
+  Set(out, QStringLiteral("#DurationMin"), QString::number(duration));
 
   if (!item.flag(QStringLiteral("AllDayEvent"))) {
-    Set(st, QStringLiteral("#StartTimeLong"), F(start, "hh:nn"));
-    Set(st, QStringLiteral("#StartTimeShort"), F(start, "Short Time"));
-    Set(st, QStringLiteral("#StartTimeAmPm"), util::AmPmTime(start));
-    Set(st, QStringLiteral("#<StartTime>"), F(start, "Short Time"));
-    PutTimedForms(st, QStringLiteral("Start"), start);
+    Set(out, QStringLiteral("#StartTimeLong"), F(start, "hh:nn"));
+    Set(out, QStringLiteral("#StartTimeShort"), F(start, "Short Time"));
+    Set(out, QStringLiteral("#StartTimeAmPm"), util::AmPmTime(start));
+    Set(out, QStringLiteral("#<StartTime>"), F(start, "Short Time"));
+    PutTimedForms(out, QStringLiteral("Start"), start);
     const Forms endForms = TimedForms(end);
     if (Day(end) == Day(start))
-      PutEndTimes(st, F(end, "hh:nn"), F(end, "Short Time"), util::AmPmTime(end), F(end, "Short Time"));
+      PutEndTimes(out, F(end, "hh:nn"), F(end, "Short Time"), util::AmPmTime(end), F(end, "Short Time"));
     else
-      PutEndTimes(st, endForms.Long, endForms.Short, endForms.AmPm, endForms.Default);
-    PutForms(st, QStringLiteral("End"), endForms);
+      PutEndTimes(out, endForms.Long, endForms.Short, endForms.AmPm, endForms.Default);
+    PutForms(out, QStringLiteral("End"), endForms);
     const QString text = tpl::DurationText(int(duration));
-    Set(st, QStringLiteral("#DurationText"), text);
-    Set(st, QStringLiteral("#Duration"), text);
+    Set(out, QStringLiteral("#DurationText"), text);
+    Set(out, QStringLiteral("#Duration"), text);
   } else {
-    if (daylayout::Switch(st, "allday") && st.TableMode && st.UseWord) PlainItemRows(st);
+    if (run.Kind.allDay) out.plainItemRows();
     for (const char* p : {"#StartTimeLong", "#StartTimeShort", "#StartTimeAmPm", "#<StartTime>"})
-      Set(st, QString::fromLatin1(p), QString());
-    PutForms(st, QStringLiteral("Start"), DateForms(start));
+      Set(out, QString::fromLatin1(p), QString());
+    PutForms(out, QStringLiteral("Start"), DateForms(start));
     const QDateTime lastDay = end.addDays(-1);
     const Forms last = DateForms(lastDay);
     if (Day(lastDay) == Day(start))
-      PutEndTimes(st, {}, {}, {}, {});
+      PutEndTimes(out, {}, {}, {}, {});
     else
-      PutEndTimes(st, last.Long, last.Short, last.AmPm, last.Default);
-    PutForms(st, QStringLiteral("End"), last);
+      PutEndTimes(out, last.Long, last.Short, last.AmPm, last.Default);
+    PutForms(out, QStringLiteral("End"), last);
     const qint64 days = std::llround(double(duration) / 1440.0);
     const QString text = QString::number(days) + QLatin1Char(' ') + LangPart("S38", days == 1 ? 5 : 6);
-    Set(st, QStringLiteral("#DurationText"), text);
-    Set(st, QStringLiteral("#Duration"), text);
+    Set(out, QStringLiteral("#DurationText"), text);
+    Set(out, QStringLiteral("#Duration"), text);
   }
 
   // Status fields.
-  tpl::FormatPropertyValue(st, item.get(QStringLiteral("ReplyTime")), QStringLiteral("ReplyTime"), false);
+  tpl::FormatPropertyValue(out, item.get(QStringLiteral("ReplyTime")), QStringLiteral("ReplyTime"), false);
   const RecurrenceText recurrence = DescribeRecurrence(item, false);
-  Set(st, QStringLiteral("#RecurrenceType"), recurrence.type);
-  Set(st, QStringLiteral("#RecurrencePattern"), recurrence.pattern);
+  Set(out, QStringLiteral("#RecurrenceType"), recurrence.type);
+  Set(out, QStringLiteral("#RecurrencePattern"), recurrence.pattern);
 
   const qint64 reminder = item.number(QStringLiteral("ReminderMinutesBeforeStart"));
   const QString reminderText =
       item.flag(QStringLiteral("ReminderSet")) && reminder > 0 ? QString::number(reminder) : QString();
-  Set(st, QStringLiteral("#ReminderMinutesBeforeStart"), reminderText);
-  Set(st, QStringLiteral("#<Reminder>"), reminderText);
+  Set(out, QStringLiteral("#ReminderMinutesBeforeStart"), reminderText);
+  Set(out, QStringLiteral("#<Reminder>"), reminderText);
 
   int busyPart = 0;
   switch (item.number(QStringLiteral("BusyStatus"))) {
@@ -374,7 +363,7 @@ void RenderAppointment(RenderContext& ctx) {
     case 1: busyPart = 4; break;
     default: break;  // not a state the text knows: the placeholder stays
   }
-  if (busyPart) Set(st, QStringLiteral("#BusyStatus"), LangPart("S33", busyPart));
+  if (busyPart) Set(out, QStringLiteral("#BusyStatus"), LangPart("S33", busyPart));
 
   int meetingPart = 0;
   switch (item.number(QStringLiteral("MeetingStatus"))) {
@@ -384,39 +373,39 @@ void RenderAppointment(RenderContext& ctx) {
     default: break;
   }
   const QString meeting = meetingPart ? LangPart("S20", meetingPart) : QString();
-  Set(st, QStringLiteral("#MeetingStatus"),
-      meetingPart ? meeting + QStringLiteral(" (") + tpl::LiteralText(st, item.text(QStringLiteral("Organizer"))) +
+  Set(out, QStringLiteral("#MeetingStatus"),
+      meetingPart ? meeting + QStringLiteral(" (") + tpl::LiteralText(out, item.text(QStringLiteral("Organizer"))) +
                         QLatin1Char(')')
                   : QString());
-  Set(st, QStringLiteral("#<Meeting>"), meeting);
+  Set(out, QStringLiteral("#<Meeting>"), meeting);
 
   // The response fields read the "response requested" flag, not the
   // response: true gives "Yes" and no status, false the regenerate text and
   // "None".
   const bool requested = item.flag(QStringLiteral("ResponseRequested"));
-  Set(st, QStringLiteral("#ResponseRequested"), lang::GetLangText(QString::fromLatin1(requested ? "S34" : "S45")));
-  Set(st, QStringLiteral("#ResponseStatus"), ResponseText(requested ? -1 : 0));
+  Set(out, QStringLiteral("#ResponseRequested"), lang::GetLangText(QString::fromLatin1(requested ? "S34" : "S45")));
+  Set(out, QStringLiteral("#ResponseStatus"), ResponseText(requested ? -1 : 0));
 
-  const AttendeeLists lists = AttendeeDetails(st, item);
-  Set(st, QStringLiteral("#RequiredDetail"), lists.required);
-  Set(st, QStringLiteral("#OptionalDetail"), lists.optional);
-  Set(st, QStringLiteral("#ResourceDetail"), lists.resources);
-  Set(st, QStringLiteral("#<Required>"), tpl::LiteralText(st, item.text(QStringLiteral("RequiredAttendees"))));
-  Set(st, QStringLiteral("#<Optional>"), tpl::LiteralText(st, item.text(QStringLiteral("OptionalAttendees"))));
-  Set(st, QStringLiteral("#Attendees"), tpl::LiteralText(st, AttendeesText(item)));
+  const AttendeeLists lists = AttendeeDetails(out, item);
+  Set(out, QStringLiteral("#RequiredDetail"), lists.required);
+  Set(out, QStringLiteral("#OptionalDetail"), lists.optional);
+  Set(out, QStringLiteral("#ResourceDetail"), lists.resources);
+  Set(out, QStringLiteral("#<Required>"), tpl::LiteralText(out, item.text(QStringLiteral("RequiredAttendees"))));
+  Set(out, QStringLiteral("#<Optional>"), tpl::LiteralText(out, item.text(QStringLiteral("OptionalAttendees"))));
+  Set(out, QStringLiteral("#Attendees"), tpl::LiteralText(out, AttendeesText(item)));
 
-  Set(st, QStringLiteral("#Importance"), tpl::FillImportance(st, item, QString()));
+  Set(out, QStringLiteral("#Importance"), tpl::FillImportance(out, item, QString()));
   const QString label = ColorLabelText(item);
-  Set(st, QStringLiteral("#ColorLabel"), label);
-  Set(st, QStringLiteral("#LabelColor"), label);
+  Set(out, QStringLiteral("#ColorLabel"), label);
+  Set(out, QStringLiteral("#LabelColor"), label);
 
   // What every kind shares.
-  tpl::FillSensitivity(st, item, QString());
-  tpl::FillLinkedContacts(st, item);
-  Set(st, QStringLiteral("#<Categories>"), categories);
-  tpl::FillAttachments(st, item, QString(), item.date(QStringLiteral("CreationTime")));
-  tpl::FillCommonPlaceholders(st, item);
-  tpl::FillBody(st, item, QString());
+  tpl::FillSensitivity(out, item, QString());
+  tpl::FillLinkedContacts(out, item);
+  Set(out, QStringLiteral("#<Categories>"), categories);
+  tpl::FillAttachments(out, ctx.attachments, item, QString(), item.date(QStringLiteral("CreationTime")));
+  tpl::FillCommonPlaceholders(out, item);
+  tpl::FillBody(out, item, QString());
 }
 
 }  // namespace ordolo::renderers

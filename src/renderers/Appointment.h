@@ -38,7 +38,7 @@ int TaskRecurrenceCheck(const model::Item& item);
 
 // "#<prefix>Long" ("Monday, 2. March 2026  09:30"), "#<prefix>Short",
 // "#<prefix>Day", "#<prefix>AmPm" and "#<<prefix>>" of a date and time.
-void PutTimedForms(tpl::RunState& st, const QString& prefix, const QDateTime& d);
+void PutTimedForms(tpl::Target& out, const QString& prefix, const QDateTime& d);
 
 // Part n (1-based) of a "/"-separated language text; empty beyond the last.
 QString LangPart(const char* key, int n);
@@ -46,15 +46,13 @@ QString LangPart(const char* key, int n);
 // Shared by the calendar list and the task list.
 namespace daylayout {
 
-// The "break", "pagebreak" and "allday" switches of the template path.
-bool Switch(const tpl::RunState& st, const char* word);
 // Whether an item starting at `start` goes on the current day (and group).
-bool IsContinuation(const tpl::RunState& st, const QDateTime& start);
-// A new day that is also a new group in a "break" table template: the
-// item goes into a new copy of the template.
-void NewBlockIfBreak(tpl::RunState& st);
+bool IsContinuation(const tpl::RunState& run, const QDateTime& start);
+// A new day that is also a new group: a "break" table template starts a
+// new copy of itself for the item.
+void NewBlockIfNewGroup(RenderContext& ctx);
 // "#CRLF" and "#PAGEBREAK" at a new day.
-void NewDayBreaks(tpl::RunState& st);
+void NewDayBreaks(const tpl::RunState& run, tpl::Target& out);
 
 }  // namespace daylayout
 

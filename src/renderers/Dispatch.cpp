@@ -1,7 +1,6 @@
 #include "renderers/Dispatch.h"
 
 #include "renderers/Appointment.h"
-#include "renderers/Calendar.h"
 #include "renderers/Contacts.h"
 #include "renderers/Journal.h"
 #include "renderers/Note.h"
@@ -28,7 +27,7 @@ Renderer RendererFor(int itemClass, bool calendarWordTemplate) {
 void Render(Renderer renderer, RenderContext& ctx) {
   switch (renderer) {
     case Renderer::Mail: RenderMail(ctx); return;
-    case Renderer::CalendarGrid: RenderCalendarGrid(ctx); return;
+    case Renderer::CalendarGrid: return;
     case Renderer::Appointment: RenderAppointment(ctx); return;
     case Renderer::Task: RenderTask(ctx); return;
     case Renderer::Note: RenderNote(ctx); return;

@@ -23,27 +23,27 @@ QString JournalTypeText(const model::Item& item) {
 }
 
 void RenderJournal(RenderContext& ctx) {
-  tpl::RunState& st = ctx.st;
+  tpl::Target& out = ctx.target;
   const model::Item& item = *ctx.item;
 
-  Put(st, QStringLiteral("#<TypeText>"), tpl::LiteralText(st, JournalTypeText(item)));
-  Put(st, QStringLiteral("#<Type>"), tpl::LiteralText(st, item.text(QStringLiteral("Type"))));
-  PutTimedForms(st, QStringLiteral("Start"), item.date(QStringLiteral("Start")));
-  PutTimedForms(st, QStringLiteral("End"), item.date(QStringLiteral("End")));
+  Put(out, QStringLiteral("#<TypeText>"), tpl::LiteralText(out, JournalTypeText(item)));
+  Put(out, QStringLiteral("#<Type>"), tpl::LiteralText(out, item.text(QStringLiteral("Type"))));
+  PutTimedForms(out, QStringLiteral("Start"), item.date(QStringLiteral("Start")));
+  PutTimedForms(out, QStringLiteral("End"), item.date(QStringLiteral("End")));
   const qint64 duration = item.number(QStringLiteral("Duration"));
   const QString text = tpl::DurationText(int(duration));
-  Put(st, QStringLiteral("#DurationText"), text, false);
-  Put(st, QStringLiteral("#<Duration>"), text);
-  Put(st, QStringLiteral("#DurationMin"), QString::number(duration), false);
+  Put(out, QStringLiteral("#DurationText"), text, false);
+  Put(out, QStringLiteral("#<Duration>"), text);
+  Put(out, QStringLiteral("#DurationMin"), QString::number(duration), false);
 
-  tpl::FillLinkedContacts(st, item);
-  Put(st, QStringLiteral("#Importance"), tpl::FillImportance(st, item, QString()), false);
-  tpl::FillSensitivity(st, item, QString());
-  Put(st, QStringLiteral("#<Categories>"), tpl::LiteralText(st, item.text(QStringLiteral("Categories"))));
-  tpl::FillRecipients(st, item);
-  tpl::FillAttachments(st, item, QString(), item.date(QStringLiteral("CreationTime")));
-  tpl::FillCommonPlaceholders(st, item);
-  tpl::FillBody(st, item, QString());
+  tpl::FillLinkedContacts(out, item);
+  Put(out, QStringLiteral("#Importance"), tpl::FillImportance(out, item, QString()), false);
+  tpl::FillSensitivity(out, item, QString());
+  Put(out, QStringLiteral("#<Categories>"), tpl::LiteralText(out, item.text(QStringLiteral("Categories"))));
+  tpl::FillRecipients(out, item);
+  tpl::FillAttachments(out, ctx.attachments, item, QString(), item.date(QStringLiteral("CreationTime")));
+  tpl::FillCommonPlaceholders(out, item);
+  tpl::FillBody(out, item, QString());
 }
 
 }  // namespace ordolo::renderers

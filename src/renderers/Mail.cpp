@@ -85,74 +85,75 @@ QDateTime MailReferenceDate(const model::Item& item) {
   return QDateTime(now.date(), QTime(now.time().hour(), now.time().minute()));
 }
 
-bool MailWantsHtml(const tpl::RunState& st, const model::Item& item) {
-  return st.UseWord && st.DocumentText.contains(QLatin1String("#HTMLBody")) &&
+bool MailWantsHtml(const tpl::Target& out, const model::Item& item) {
+  return out.takesFiles() && out.text().contains(QLatin1String("#HTMLBody")) &&
          item.number(QStringLiteral("BodyFormat")) == 2;
 }
 
 void RenderMail(RenderContext& ctx) {
-  tpl::RunState& st = ctx.st;
+  const tpl::RunState& run = ctx.run;
+  tpl::Target& out = ctx.target;
   const model::Item& item = *ctx.item;
 
   const QVariant receivedValue = item.get(QStringLiteral("ReceivedTime"));
   const bool received = IsRealDate(receivedValue);
   const QDateTime created = item.date(QStringLiteral("CreationTime"));
   const QDateTime d = received ? AsDate(receivedValue) : created;
-  const bool sameDay = Day(d) == Day(st.LastStartDate);
+  const bool sameDay = Day(d) == Day(run.LastStartDate);
 
   // Breaks between items: none inside a day (of one group), none before the
   // first item; otherwise a paragraph, or a page for "#PAGEBREAK".
-  if (sameDay && (st.GroupKey == st.PrevGroupKey || !st.Grouped)) {
-    Put(st, QStringLiteral("#CRLF"), QString());
-    Put(st, QStringLiteral("#PAGEBREAK"), QString());
+  if (sameDay && (run.GroupKey == run.PrevGroupKey || !run.Grouped)) {
+    Put(out, QStringLiteral("#CRLF"), QString());
+    Put(out, QStringLiteral("#PAGEBREAK"), QString());
   } else {
-    const bool later = st.ItemCounter >= 3 && st.UseWord;
-    Put(st, QStringLiteral("#CRLF"), later ? QStringLiteral("\r") : QString());
-    Put(st, QStringLiteral("#PAGEBREAK"), later ? QStringLiteral("\r\f") : QString());
+    const bool later = run.ItemCounter >= 3;
+    Put(out, QStringLiteral("#CRLF"), later ? out.paragraphMark() : QString());
+    Put(out, QStringLiteral("#PAGEBREAK"), later ? out.pageBreak() : QString());
   }
 
-  QString importance = tpl::FillImportance(st, item, QString());
+  QString importance = tpl::FillImportance(out, item, QString());
   const QVariant submitted = item.get(QStringLiteral("Submitted"));
   if (submitted.isValid() && !submitted.toBool() && importance.isEmpty()) importance = QStringLiteral("?");
-  Put(st, QStringLiteral("#Importance"), importance, false);
+  Put(out, QStringLiteral("#Importance"), importance, false);
 
   const QString senderName = item.text(QStringLiteral("SenderName"));
   const QString senderAddress = item.text(QStringLiteral("SenderEmailAddress"));
   const QString senderFull = senderName == senderAddress || senderAddress.isEmpty()
                                  ? senderName
                                  : senderName + QStringLiteral(" <") + senderAddress + QLatin1Char('>');
-  Put(st, QStringLiteral("#<SenderFull>"), tpl::LiteralText(st, senderFull));
+  Put(out, QStringLiteral("#<SenderFull>"), tpl::LiteralText(out, senderFull));
   const QString to = item.text(QStringLiteral("To"));
-  Put(st, QStringLiteral("#<To>"), tpl::LiteralText(st, to));
+  Put(out, QStringLiteral("#<To>"), tpl::LiteralText(out, to));
 
   // The day heading, once per day.
   if (sameDay) {
-    Put(st, QStringLiteral("#<TimeDateLong>"), QString());
-    Put(st, QStringLiteral("#<TimeDateDay>"), QString());
-    Put(st, QStringLiteral("#TimeDateAmPm"), QString(), false);
-    Put(st, QStringLiteral("#<TimeDate>"), QString());
-    Put(st, QStringLiteral("#CRLF"), QString());
+    Put(out, QStringLiteral("#<TimeDateLong>"), QString());
+    Put(out, QStringLiteral("#<TimeDateDay>"), QString());
+    Put(out, QStringLiteral("#TimeDateAmPm"), QString(), false);
+    Put(out, QStringLiteral("#<TimeDate>"), QString());
+    Put(out, QStringLiteral("#CRLF"), QString());
   } else {
-    st.LastStartDate = d;
+    ctx.report.dayStarted(d);
     const QString shortDate = util::Format(d, QStringLiteral("Short Date"));
-    Put(st, QStringLiteral("#<TimeDateLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")));
-    Put(st, QStringLiteral("#<TimeDateDay>"), util::Format(d, QStringLiteral("ddd")));
-    Put(st, QStringLiteral("#TimeDateAmPm"), util::Format(d, QStringLiteral("ddd")) + QLatin1Char(' ') + shortDate, false);
-    Put(st, QStringLiteral("#<TimeDate>"), shortDate);
-    Put(st, QStringLiteral("#CRLF"), st.ItemCounter > 2 && st.UseWord ? QStringLiteral("\r") : QString());
+    Put(out, QStringLiteral("#<TimeDateLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")));
+    Put(out, QStringLiteral("#<TimeDateDay>"), util::Format(d, QStringLiteral("ddd")));
+    Put(out, QStringLiteral("#TimeDateAmPm"), util::Format(d, QStringLiteral("ddd")) + QLatin1Char(' ') + shortDate, false);
+    Put(out, QStringLiteral("#<TimeDate>"), shortDate);
+    Put(out, QStringLiteral("#CRLF"), run.ItemCounter > 2 ? out.paragraphMark() : QString());
   }
 
   // The times, always.
   const QString shortTime = util::Format(d, QStringLiteral("Short Time"));
   const QString shortDate = util::Format(d, QStringLiteral("Short Date"));
   const QString dayName = util::Format(d, QStringLiteral("ddd"));
-  Put(st, QStringLiteral("#<TimeTimeLong>"), shortTime);
-  Put(st, QStringLiteral("#TimeTimeAmPm"), util::AmPmTime(d), false);
-  Put(st, QStringLiteral("#<TimeTime>"), shortTime);
-  Put(st, QStringLiteral("#<TimeLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")) + QLatin1Char(' ') + shortTime);
-  Put(st, QStringLiteral("#<TimeDay>"), dayName);
-  Put(st, QStringLiteral("#TimeAmPm"), dayName + QLatin1Char(' ') + shortDate + QLatin1Char(' ') + util::AmPmTime(d), false);
-  Put(st, QStringLiteral("#<Time>"), shortDate + QLatin1Char(' ') + shortTime);
+  Put(out, QStringLiteral("#<TimeTimeLong>"), shortTime);
+  Put(out, QStringLiteral("#TimeTimeAmPm"), util::AmPmTime(d), false);
+  Put(out, QStringLiteral("#<TimeTime>"), shortTime);
+  Put(out, QStringLiteral("#<TimeLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")) + QLatin1Char(' ') + shortTime);
+  Put(out, QStringLiteral("#<TimeDay>"), dayName);
+  Put(out, QStringLiteral("#TimeAmPm"), dayName + QLatin1Char(' ') + shortDate + QLatin1Char(' ') + util::AmPmTime(d), false);
+  Put(out, QStringLiteral("#<Time>"), shortDate + QLatin1Char(' ') + shortTime);
 
   // From or To: who the mail came from, or for one not received (a draft,
   // a sent mail) whom it goes to. A report names neither: the client's
@@ -172,42 +173,42 @@ void RenderMail(RenderContext& ctx) {
       if (!recipients.empty()) name = recipients.front().Name;
     }
   }
-  Put(st, QStringLiteral("#TextFromTo"), label, false, false);
-  Put(st, QStringLiteral("#<FromTo>"), tpl::LiteralText(st, name));
+  Put(out, QStringLiteral("#TextFromTo"), label, false, false);
+  Put(out, QStringLiteral("#<FromTo>"), tpl::LiteralText(out, name));
 
   // The internet header: the whole block, then its single lines.
   const QString headers = item.text(QStringLiteral("TransportMessageHeaders"));
-  if (!headers.isEmpty() && st.DocumentText.contains(QLatin1String("#H"))) {
-    if (st.DocumentText.contains(QLatin1String("#Header")))
-      Put(st, QStringLiteral("#Header"), tpl::TextWithLineBreaks(st, headers.trimmed()), false);
+  if (!headers.isEmpty() && out.text().contains(QLatin1String("#H"))) {
+    if (out.text().contains(QLatin1String("#Header")))
+      Put(out, QStringLiteral("#Header"), tpl::TextWithLineBreaks(out, headers.trimmed()), false);
     for (const QString& header : MailHeaderNames()) {
       QString placeholder = QStringLiteral("#H") + header;
       placeholder.remove(QLatin1Char('-'));
-      if (!st.DocumentText.contains(placeholder)) continue;
-      Put(st, placeholder, tpl::LiteralText(st, MailHeaderValue(headers, header)), false);
+      if (!out.text().contains(placeholder)) continue;
+      Put(out, placeholder, tpl::LiteralText(out, MailHeaderValue(headers, header)), false);
     }
   }
 
-  Put(st, QStringLiteral("#<RemoteStatus>"), RemoteStatusLetter(item.number(QStringLiteral("RemoteStatus"))));
+  Put(out, QStringLiteral("#<RemoteStatus>"), RemoteStatusLetter(item.number(QStringLiteral("RemoteStatus"))));
   const QVariant size = item.get(QStringLiteral("Size"));
-  if (size.isValid()) Put(st, QStringLiteral("#<Size>"), size.toString());
+  if (size.isValid()) Put(out, QStringLiteral("#<Size>"), size.toString());
 
-  tpl::FillSensitivity(st, item, QString());
+  tpl::FillSensitivity(out, item, QString());
 
   const QDateTime reference = MailReferenceDate(item);
-  tpl::FillAttachments(st, item, QString(), reference);
-  tpl::FillRecipients(st, item);
-  Put(st, QStringLiteral("#<Categories>"), tpl::LiteralText(st, item.text(QStringLiteral("Categories"))));
+  tpl::FillAttachments(out, ctx.attachments, item, QString(), reference);
+  tpl::FillRecipients(out, item);
+  Put(out, QStringLiteral("#<Categories>"), tpl::LiteralText(out, item.text(QStringLiteral("Categories"))));
 
   // The body: HTML where the Word template asks for it and the mail has
   // one, else (or when that fails) the text.
   bool htmlDone = false;
-  if (MailWantsHtml(st, item))
-    htmlDone = tpl::InsertHtmlAtPlaceholder(st, item.text(QStringLiteral("HTMLBody")), QStringLiteral("body.html"),
+  if (MailWantsHtml(out, item))
+    htmlDone = tpl::InsertHtmlAtPlaceholder(out, item.text(QStringLiteral("HTMLBody")), QStringLiteral("body.html"),
                                             QStringLiteral("#HTMLBody"), item, reference);
-  if (!htmlDone) tpl::FillBody(st, item, QString());
+  if (!htmlDone) tpl::FillBody(out, item, QString());
 
-  tpl::FillCommonPlaceholders(st, item);
+  tpl::FillCommonPlaceholders(out, item);
 }
 
 }  // namespace ordolo::renderers

@@ -22,7 +22,7 @@ QString RemoteStatusLetter(qint64 status);
 // creation time, else its received time, else now.
 QDateTime MailReferenceDate(const model::Item& item);
 // Whether the mail's HTML body goes into the target at "#HTMLBody".
-bool MailWantsHtml(const tpl::RunState& st, const model::Item& item);
+bool MailWantsHtml(const tpl::Target& out, const model::Item& item);
 
 // The header names whose first line fills "#H" + the name without "-"
 // ("#HMIMEVersion", "#HXMSMailPriority"), in the order they are filled.

@@ -12,7 +12,7 @@ namespace ordolo::renderers {
 using tpl::Put;
 
 void RenderNote(RenderContext& ctx) {
-  tpl::RunState& st = ctx.st;
+  tpl::Target& out = ctx.target;
   const model::Item& item = *ctx.item;
 
   // The colours' text starts with a caption; its colours run blue, green,
@@ -21,14 +21,14 @@ void RenderNote(RenderContext& ctx) {
   static const int kPart[] = {2, 3, 4, 6, 5};
   const qint64 color = item.number(QStringLiteral("Color"));
   if (color >= 0 && color < 5)
-    Put(st, QStringLiteral("#<Color>"), util::GetField(lang::GetLangText(QStringLiteral("S40")), QStringLiteral("/"), kPart[color]));
+    Put(out, QStringLiteral("#<Color>"), util::GetField(lang::GetLangText(QStringLiteral("S40")), QStringLiteral("/"), kPart[color]));
 
-  tpl::FillLinkedContacts(st, item);
-  Put(st, QStringLiteral("#<Categories>"), tpl::LiteralText(st, item.text(QStringLiteral("Categories"))));
-  Put(st, QStringLiteral("#Importance"), tpl::FillImportance(st, item, QString()), false);
-  tpl::FillAttachments(st, item, QString(), item.date(QStringLiteral("CreationTime")));
-  tpl::FillCommonPlaceholders(st, item);
-  tpl::FillBody(st, item, QString());
+  tpl::FillLinkedContacts(out, item);
+  Put(out, QStringLiteral("#<Categories>"), tpl::LiteralText(out, item.text(QStringLiteral("Categories"))));
+  Put(out, QStringLiteral("#Importance"), tpl::FillImportance(out, item, QString()), false);
+  tpl::FillAttachments(out, ctx.attachments, item, QString(), item.date(QStringLiteral("CreationTime")));
+  tpl::FillCommonPlaceholders(out, item);
+  tpl::FillBody(out, item, QString());
 }
 
 }  // namespace ordolo::renderers

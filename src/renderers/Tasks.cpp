@@ -17,11 +17,11 @@ namespace {
 
 // A value's part of a language text; values the table does not list leave
 // the placeholder as it is.
-void PutPart(tpl::RunState& st, const QString& placeholder, const char* key, qint64 value,
+void PutPart(tpl::Target& out, const QString& placeholder, const char* key, qint64 value,
              std::initializer_list<std::pair<int, int>> parts) {
   for (const auto& [v, part] : parts)
     if (v == value) {
-      Put(st, placeholder, LangPart(key, part), placeholder.startsWith(QLatin1String("#<")));
+      Put(out, placeholder, LangPart(key, part), placeholder.startsWith(QLatin1String("#<")));
       return;
     }
 }
@@ -31,36 +31,37 @@ void PutPart(tpl::RunState& st, const QString& placeholder, const char* key, qin
 QString WorkText(qint64 minutes) { return tpl::DurationText(int(minutes >= 240 ? minutes * 3 : minutes)); }
 
 void RenderTask(RenderContext& ctx) {
-  tpl::RunState& st = ctx.st;
+  const tpl::RunState& run = ctx.run;
+  tpl::Target& out = ctx.target;
   const model::Item& item = *ctx.item;
   const QDateTime start = item.date(QStringLiteral("StartDate"));
 
-  if (daylayout::IsContinuation(st, start)) {
-    Put(st, QStringLiteral("#StartDateDate"), QString(), false);
-    Put(st, QStringLiteral("#StartDateLong"), QString(), false);
-    Put(st, QStringLiteral("#CRLF"), QString());
-    Put(st, QStringLiteral("#PAGEBREAK"), QString());
+  if (daylayout::IsContinuation(run, start)) {
+    Put(out, QStringLiteral("#StartDateDate"), QString(), false);
+    Put(out, QStringLiteral("#StartDateLong"), QString(), false);
+    Put(out, QStringLiteral("#CRLF"), QString());
+    Put(out, QStringLiteral("#PAGEBREAK"), QString());
   } else {
-    daylayout::NewBlockIfBreak(st);
-    Put(st, QStringLiteral("#<Categories>"), tpl::LiteralText(st, item.text(QStringLiteral("Categories"))));
-    st.LastStartDate = start;
+    daylayout::NewBlockIfNewGroup(ctx);
+    Put(out, QStringLiteral("#<Categories>"), tpl::LiteralText(out, item.text(QStringLiteral("Categories"))));
+    ctx.report.dayStarted(start);
     const bool none = start.date().year() > 3000;  // no start date
-    Put(st, QStringLiteral("#StartDateDate"), none ? QString() : util::Format(start, QStringLiteral("Short Date")), false);
-    Put(st, QStringLiteral("#StartDateLong"), none ? QString() : util::Format(start, QStringLiteral("dddd, d. MMMM yyyy")),
+    Put(out, QStringLiteral("#StartDateDate"), none ? QString() : util::Format(start, QStringLiteral("Short Date")), false);
+    Put(out, QStringLiteral("#StartDateLong"), none ? QString() : util::Format(start, QStringLiteral("dddd, d. MMMM yyyy")),
         false);
-    daylayout::NewDayBreaks(st);
+    daylayout::NewDayBreaks(run, out);
   }
-  Put(st, QStringLiteral("#StartDateTime"),
+  Put(out, QStringLiteral("#StartDateTime"),
       start.time() == QTime(0, 0) ? QString() : util::Format(start, QStringLiteral("Short Time")), false);
 
   for (const char* name : {"StartDate", "DueDate", "DateCompleted"})
-    tpl::FormatPropertyValue(st, item.get(QString::fromLatin1(name)), QString::fromLatin1(name), false);
-  Put(st, QStringLiteral("#<PercentComplete>"), QString::number(item.number(QStringLiteral("PercentComplete"))) + QLatin1Char('%'));
+    tpl::FormatPropertyValue(out, item.get(QString::fromLatin1(name)), QString::fromLatin1(name), false);
+  Put(out, QStringLiteral("#<PercentComplete>"), QString::number(item.number(QStringLiteral("PercentComplete"))) + QLatin1Char('%'));
 
-  PutPart(st, QStringLiteral("#DelegationState"), "S42", item.number(QStringLiteral("DelegationState")),
+  PutPart(out, QStringLiteral("#DelegationState"), "S42", item.number(QStringLiteral("DelegationState")),
           {{2, 1}, {3, 2}, {1, 3}, {0, 4}});
-  PutPart(st, QStringLiteral("#Ownership"), "S43", item.number(QStringLiteral("Ownership")), {{1, 1}, {0, 2}, {2, 3}});
-  PutPart(st, QStringLiteral("#ResponseState"), "S44", item.number(QStringLiteral("ResponseState")),
+  PutPart(out, QStringLiteral("#Ownership"), "S43", item.number(QStringLiteral("Ownership")), {{1, 1}, {0, 2}, {2, 3}});
+  PutPart(out, QStringLiteral("#ResponseState"), "S44", item.number(QStringLiteral("ResponseState")),
           {{2, 1}, {1, 2}, {3, 3}, {0, 4}});
 
   QString reminder;
@@ -71,26 +72,26 @@ void RenderTask(RenderContext& ctx) {
     else
       reminder = util::Format(r, QStringLiteral("ddd")) + QLatin1Char(' ') + util::Format(r, QStringLiteral("Short Date"));
   }
-  Put(st, QStringLiteral("#<ReminderTime>"), reminder);
+  Put(out, QStringLiteral("#<ReminderTime>"), reminder);
 
-  PutPart(st, QStringLiteral("#<Status>"), "S41", item.number(QStringLiteral("Status")),
+  PutPart(out, QStringLiteral("#<Status>"), "S41", item.number(QStringLiteral("Status")),
           {{2, 1}, {4, 2}, {1, 3}, {0, 4}, {3, 5}});
-  Put(st, QStringLiteral("#<TeamTask>"), item.flag(QStringLiteral("TeamTask")) ? lang::GetLangText(QStringLiteral("S34")) : QString());
+  Put(out, QStringLiteral("#<TeamTask>"), item.flag(QStringLiteral("TeamTask")) ? lang::GetLangText(QStringLiteral("S34")) : QString());
 
-  Put(st, QStringLiteral("#TotalText"), WorkText(item.number(QStringLiteral("TotalWork"))), false);
-  Put(st, QStringLiteral("#ActualText"), WorkText(item.number(QStringLiteral("ActualWork"))), false);
+  Put(out, QStringLiteral("#TotalText"), WorkText(item.number(QStringLiteral("TotalWork"))), false);
+  Put(out, QStringLiteral("#ActualText"), WorkText(item.number(QStringLiteral("ActualWork"))), false);
 
   const RecurrenceText recurrence = DescribeRecurrence(item, true);
-  Put(st, QStringLiteral("#RecurrenceType"), recurrence.type, false);
-  Put(st, QStringLiteral("#RecurrencePattern"), recurrence.pattern, false);
+  Put(out, QStringLiteral("#RecurrenceType"), recurrence.type, false);
+  Put(out, QStringLiteral("#RecurrencePattern"), recurrence.pattern, false);
 
-  Put(st, QStringLiteral("#Importance"), tpl::FillImportance(st, item, QString()), false);
-  tpl::FillSensitivity(st, item, QString());
-  tpl::FillLinkedContacts(st, item);
-  tpl::FillRecipients(st, item);
-  tpl::FillAttachments(st, item, QString(), item.date(QStringLiteral("CreationTime")));
-  tpl::FillCommonPlaceholders(st, item);
-  tpl::FillBody(st, item, QString());
+  Put(out, QStringLiteral("#Importance"), tpl::FillImportance(out, item, QString()), false);
+  tpl::FillSensitivity(out, item, QString());
+  tpl::FillLinkedContacts(out, item);
+  tpl::FillRecipients(out, item);
+  tpl::FillAttachments(out, ctx.attachments, item, QString(), item.date(QStringLiteral("CreationTime")));
+  tpl::FillCommonPlaceholders(out, item);
+  tpl::FillBody(out, item, QString());
 }
 
 }  // namespace ordolo::renderers

@@ -1,29 +1,26 @@
 // The print run: every selected item of the list fills the chosen template
-// through the renderer of its kind, and every finished document goes to the
-// print output (a CUPS queue, a PDF folder, a folder of documents, or the
-// desktop's program).
+// through the renderer of its kind, in the layout the template's name
+// chooses (template/TemplateKind.h, layouts/), and every finished document
+// goes to the print output (a CUPS queue, a PDF folder, a folder of
+// documents, or the desktop's program).
 //
-// The template's file name decides the layout:
-//   ".xl" in its last five characters: Excel, one workbook for the run, one
-//     copy of the template block per item;
-//   "Table": one Word document, table 1's template rows repeated per item;
-//   "Report": one Word document, the "<% ... %>" block repeated per item;
-//   "Label": the block put into the cells of table 1 from the start row on,
-//     a new document when the table is full;
-//   anything else: one Word document per item.
+// Front ends watch a run through a RunObserver and end it early with
+// requestStop(): the run stops after the current document, finishes what
+// it has filled, and delivers every finished document whole.
 #pragma once
 
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
 
-#include <functional>
+#include <atomic>
 #include <map>
 #include <memory>
 #include <vector>
 
 #include "model/Model.h"
 #include "session/Start.h"
+#include "template/AttachmentsAndBody.h"
 #include "template/RunState.h"
 
 namespace ordolo::ui {
@@ -38,6 +35,9 @@ class Output;
 namespace ordolo::office::convert {
 class Converter;
 }
+namespace ordolo::office::word {
+class Document;
+}
 
 namespace ordolo::session {
 
@@ -48,6 +48,7 @@ struct RunOptions {
   RunMode mode = RunMode::Print;
   int startRow = 1;    // label templates: the first label row to fill (1..9)
   int copies = 1;      // label templates: labels per item
+  int kind = 0;        // the run's kind (its item class); 0: the first item's
   int sortColumn = 0;  // the list is sorted by this column: items group by it
   tpl::RunHeader header;
   model::Namespace* session = nullptr;  // resolves members and linked items
@@ -63,8 +64,29 @@ struct RunResult {
   int items = 0;           // items filled
   int documents = 0;       // documents finished
   bool stopped = false;    // ended early: stop request, "No", or an error
+  bool stopRequested = false;  // ended by requestStop()
   QStringList errors;      // what went wrong, for the user
+  QString note;            // how a stopped run ended, for the user
   int attachments = 0;     // attachment files printed or tried
+};
+
+// A finished document that reached the output.
+struct DeliveredDocument {
+  int number = 0;    // the run's document number, from 1
+  int lastItem = 0;  // the last item it holds, from 1
+  int total = 0;     // items in the run
+  QString name;      // the print job's name, the output file's stem
+  QString where;     // the file written, or the queue and job
+};
+
+class RunObserver {
+ public:
+  virtual ~RunObserver() = default;
+  // An item is filled: `done` of `total`.
+  virtual void itemFilled(int done, int total) {}
+  virtual void documentDelivered(const DeliveredDocument& document) {}
+  // Something else of the run reached the output: an attachment file.
+  virtual void attachmentDelivered(const QString& name, const QString& where) {}
 };
 
 class PrintRun {
@@ -75,30 +97,24 @@ class PrintRun {
   // Fills the template with every selected row's item, in list order.
   RunResult run(const std::vector<model::ItemPtr>& items, const std::vector<ListRow>& rows, const RunOptions& options);
 
-  // Ends the run before the next item (the dialog's exit button).
-  void requestStop() { stop_ = true; }
+  // Ends the run after the current document (the dialog's exit button, a
+  // signal). Safe to call from a signal handler.
+  void requestStop() { stop_.store(true); }
+  const std::atomic<bool>& stopFlag() const { return stop_; }
   bool busy() const { return busy_; }
 
-  // Called after each item: items done, items in all.
-  void setProgress(std::function<void(int done, int total)> progress) { progress_ = std::move(progress); }
+  // Not owned; null: nobody watches.
+  void setObserver(RunObserver* observer) { observer_ = observer; }
 
   const tpl::RunState& state() const { return st_; }
 
  private:
-  struct Doc;
-  bool openDocument(RunResult& result);
-  bool prepareBlock(RunResult& result);
-  bool prepareTable();
-  bool placeLabels(int count, RunResult& result, int* placed);
-  void placeReportBlock();
-  void nextTableRows();
-  void removeLeftovers(bool fromBlock);
-  bool finishDocument(RunResult& result);
+  class Driver;
+  friend class Driver;
   bool deliver(RunResult& result);
-  void printAttachments(RunResult& result);
+  void addError(RunResult& result, const QString& error);
   void prefetchHtml(const std::vector<model::ItemPtr>& items, const std::vector<size_t>& chosen, int from);
   QString importFile(const QString& file, QString* error);
-  void blockError(const QString& message, RunResult& result);
   QString resolveTemplate(RunResult& result);
 
   ui::Port& port_;
@@ -106,15 +122,11 @@ class PrintRun {
   office::convert::Converter* converter_;
   tpl::RunState st_;
   RunOptions options_;
-  QString templateFile_;  // the OOXML file filled (a converted copy for legacy templates)
-  QString baseName_;
-  bool report_ = false, label_ = false, calendar_ = false;
-  std::unique_ptr<Doc> doc_;
-  int pending_ = 0;   // documents handed to the output and not yet delivered
-  int docNumber_ = 0;
-  bool stop_ = false;
+  std::atomic<bool> stop_{false};
   bool busy_ = false;
-  std::function<void(int, int)> progress_;
+  RunObserver* observer_ = nullptr;
+  int pending_ = 0;  // documents handed to the output and not yet delivered
+  int docNumber_ = 0;
   // Mails' HTML bodies turned into .docx ahead, many per LibreOffice start:
   // by the SHA-1 of the HTML file's bytes.
   std::map<QByteArray, QString> imports_;

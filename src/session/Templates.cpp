@@ -1,5 +1,7 @@
 #include "session/Templates.h"
 
+#include "template/TemplateKind.h"
+
 #include <QDir>
 #include <QFileInfo>
 
@@ -33,9 +35,7 @@ bool PassesExtensionTest(const QString& fileName) {
   return QStringLiteral(".xls/.xlt/.dot/dotx/xltx/xlsx").contains(fileName.right(4), Qt::CaseInsensitive);
 }
 
-bool IsExcelTemplate(const QString& fileName) {
-  return fileName.right(5).contains(QLatin1String(".xl"), Qt::CaseInsensitive);
-}
+bool IsExcelTemplate(const QString& fileName) { return tpl::TemplateKind::IsExcelName(fileName); }
 
 QStringList ListTemplates(const QString& kindLetter, const QString& folder) {
   QStringList found;

@@ -85,7 +85,8 @@ bool IsInlinePicture(const model::Attachment& attachment, const QString& html) {
   return !id.isEmpty() && html.contains(QStringLiteral("cid:") + id, Qt::CaseInsensitive);
 }
 
-void FillAttachments(RunState& st, const model::Item& item, const QString& prefix, const QDateTime& referenceDate) {
+void FillAttachments(Target& target, AttachmentPrinting* printing, const model::Item& item, const QString& prefix,
+                     const QDateTime& referenceDate) {
   const model::AttachmentList all = item.Attachments();
   const QString html = all.empty() ? QString() : item.text(QStringLiteral("HTMLBody"));
   std::vector<const model::Attachment*> listed;
@@ -98,39 +99,40 @@ void FillAttachments(RunState& st, const model::Item& item, const QString& prefi
     names << name;
     lines << name + QStringLiteral(" (") + SizeText(a->Size()) + QLatin1Char(')');
   }
-  Put(st, QStringLiteral("#<") + prefix + QStringLiteral("Attachments>"), LiteralText(st, names.join(QStringLiteral("; "))),
+  Put(target, QStringLiteral("#<") + prefix + QStringLiteral("Attachments>"), LiteralText(target, names.join(QStringLiteral("; "))),
       true);
-  Put(st, QStringLiteral("#<") + prefix + QStringLiteral("AttachmentCount>"), QString::number(listed.size()), true);
-  Put(st, QStringLiteral("#<") + prefix + QStringLiteral("AttachmentList>"),
-      TextWithLineBreaks(st, lines.join(QLatin1Char('\n'))), true);
+  Put(target, QStringLiteral("#<") + prefix + QStringLiteral("AttachmentCount>"), QString::number(listed.size()), true);
+  Put(target, QStringLiteral("#<") + prefix + QStringLiteral("AttachmentList>"),
+      TextWithLineBreaks(target, lines.join(QLatin1Char('\n'))), true);
 
-  if (!st.Attachments || listed.empty()) return;
+  if (!printing || !printing->queue || listed.empty()) return;
+  attachments::AttachmentQueue& queue = *printing->queue;
   const QString key = item.EntryID();
   if (!key.isEmpty()) {
-    if (st.AttachmentsQueuedFor.contains(key)) return;
-    st.AttachmentsQueuedFor << key;
+    if (printing->queuedFor.contains(key)) return;
+    printing->queuedFor << key;
   }
   for (const model::Attachment* a : listed) {
-    if (st.Attachments->options().suppressed(a->FileName()) ||
-        st.Attachments->options().suppressed(SafeAttachmentName(a->FileName())))
+    if (queue.options().suppressed(a->FileName()) ||
+        queue.options().suppressed(SafeAttachmentName(a->FileName())))
       continue;
     if (a->Size() == 0) {
       util::DebugLog::write(QStringLiteral("Attachment not printed, it is empty: ") + a->FileName());
       continue;
     }
     const QString saved = SaveAttachment(*a, util::TempFolder(), referenceDate);
-    if (!saved.isEmpty()) st.Attachments->PrintAttachmentQueue(saved, false);
+    if (!saved.isEmpty()) queue.PrintAttachmentQueue(saved, false);
   }
 }
 
-void FillBody(RunState& st, const model::Item& item, const QString& prefix) {
+void FillBody(Target& target, const model::Item& item, const QString& prefix) {
   QString body = item.text(QStringLiteral("Body"));
   // Trailing blank lines would only push what follows down.
   while (!body.isEmpty() && body.back().isSpace()) body.chop(1);
-  const QString value = TextWithLineBreaks(st, body);
-  Put(st, QStringLiteral("#<") + prefix + QStringLiteral("Body>"), value, true);
-  Put(st, QLatin1Char('#') + prefix + QStringLiteral("HTMLBody"), value, false);
-  Put(st, QLatin1Char('#') + prefix + QStringLiteral("Body"), value, false);
+  const QString value = TextWithLineBreaks(target, body);
+  Put(target, QStringLiteral("#<") + prefix + QStringLiteral("Body>"), value, true);
+  Put(target, QLatin1Char('#') + prefix + QStringLiteral("HTMLBody"), value, false);
+  Put(target, QLatin1Char('#') + prefix + QStringLiteral("Body"), value, false);
 }
 
 }  // namespace ordolo::tpl

@@ -16,22 +16,37 @@
 #include <QString>
 
 #include "template/RunState.h"
+#include "template/Target.h"
+
+#include <QStringList>
 
 namespace ordolo::model {
 class Attachment;
 class Item;
 }  // namespace ordolo::model
+namespace ordolo::attachments {
+class AttachmentQueue;
+}
 
 namespace ordolo::tpl {
 
-// Fills the attachment placeholders; when st.Attachments is set, also saves
-// every attachment whose name is not suppressed to the temporary folder and
-// queues it for printing. The saved files are named after referenceDate
-// ("yyyyMMdd-hhnn_" + the attachment's name).
-void FillAttachments(RunState& st, const model::Item& item, const QString& prefix, const QDateTime& referenceDate);
+// Where a print run's attachments go: the queue, and the items whose
+// attachments are in it already (a label template fills one item several
+// times, a distribution list fills its members' contacts).
+struct AttachmentPrinting {
+  attachments::AttachmentQueue* queue = nullptr;
+  QStringList queuedFor;  // entry ids
+};
+
+// Fills the attachment placeholders; with `printing`, also saves every
+// attachment whose name is not suppressed to the temporary folder and queues
+// it for printing, once per item and run. The saved files are named after
+// referenceDate ("yyyyMMdd-hhnn_" + the attachment's name).
+void FillAttachments(Target& target, AttachmentPrinting* printing, const model::Item& item, const QString& prefix,
+                     const QDateTime& referenceDate);
 
 // Fills the body placeholders with the item's text body.
-void FillBody(RunState& st, const model::Item& item, const QString& prefix);
+void FillBody(Target& target, const model::Item& item, const QString& prefix);
 
 // An attachment's name made safe as a file name: no folders ("../../x"
 // gives "x"), no control characters, not empty, not hidden, not too long.

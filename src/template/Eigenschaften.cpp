@@ -2,8 +2,6 @@
 
 #include "lang/LanguageTable.h"
 #include "model/Model.h"
-#include "office/word/Document.h"
-#include "template/ExcelOutput.h"
 #include "template/ReplacePlaceholder.h"
 #include "util/DebugLog.h"
 #include "util/Funktionen.h"
@@ -62,39 +60,31 @@ QString AsText(const QVariant& v) {
 
 // The text the property walk looks for "#" + name in: what the current item
 // can still fill.
-QString ScanText(const RunState& st) {
-  // A table row or report block is all the current item can fill; the text
-  // of the whole document would grow with every item.
-  if (st.UseWord && (st.TableMode || st.BlockMode)) return st.DocumentText;
-  if (st.UseWord) return st.word ? st.word->searchedText() : st.DocumentText;
-  return st.excelOutput ? st.excelOutput->ScanText(st) : st.DocumentText;
-}
-
-void FillProperty(RunState& st, const model::ItemProperty& p) {
+void FillProperty(Target& target, const model::ItemProperty& p) {
   const QString placeholder = QStringLiteral("#<") + p.Name + QLatin1Char('>');
   switch (p.Type) {
     case model::olOutlookInternal:
     case model::olDateTime:
-      FormatPropertyValue(st, p.Value, p.Name, false);
+      FormatPropertyValue(target, p.Value, p.Name, false);
       break;
     case model::olText:
-      Put(st, placeholder, TextWithLineBreaks(st, AsText(p.Value)), true);
+      Put(target, placeholder, TextWithLineBreaks(target, AsText(p.Value)), true);
       break;
     case model::olNumber:
     case model::olDuration:
     case model::olKeywords:
     case model::olFormula:
     case model::olCombination:
-      Put(st, placeholder, LiteralText(st, AsText(p.Value)), true);
+      Put(target, placeholder, LiteralText(target, AsText(p.Value)), true);
       break;
     case model::olYesNo:
-      Put(st, placeholder, lang::GetLangText(p.Value.toBool() ? QStringLiteral("S34") : QStringLiteral("S35")), true);
+      Put(target, placeholder, lang::GetLangText(p.Value.toBool() ? QStringLiteral("S34") : QStringLiteral("S35")), true);
       break;
     case model::olPercent:
-      Put(st, placeholder, util::Format(p.Value.toDouble(), QStringLiteral("Percent")), true);
+      Put(target, placeholder, util::Format(p.Value.toDouble(), QStringLiteral("Percent")), true);
       break;
     case model::olCurrency:
-      Put(st, placeholder, util::Format(p.Value.toDouble(), QStringLiteral("Currency")), true);
+      Put(target, placeholder, util::Format(p.Value.toDouble(), QStringLiteral("Currency")), true);
       break;
     default:
       Debug(QStringLiteral("ItemProperty .Type??: ") + p.Name + QLatin1Char(' ') + QString::number(p.Type));
@@ -105,7 +95,7 @@ void FillProperty(RunState& st, const model::ItemProperty& p) {
 // Fills every property whose name follows a "#" in the scan text. Only those
 // are read and formatted: an item has hundreds of properties, a template a
 // handful of placeholders.
-void WalkProperties(RunState& st, const QList<model::ItemProperty>& props, const QString& scan) {
+void WalkProperties(Target& target, const QList<model::ItemProperty>& props, const QString& scan) {
   for (const model::ItemProperty& p : props) {
     if (p.Name.isEmpty() || !scan.contains(QLatin1Char('#') + p.Name, Qt::CaseSensitive)) continue;
     // Bodies have their own placeholders, brought in as text, RTF or HTML.
@@ -118,7 +108,7 @@ void WalkProperties(RunState& st, const QList<model::ItemProperty>& props, const
       continue;
     }
     Debug(QStringLiteral("ItemProperty ") + p.Name + QStringLiteral(" = ") + AsText(p.Value));
-    FillProperty(st, p);
+    FillProperty(target, p);
   }
 }
 
@@ -126,47 +116,44 @@ void WalkProperties(RunState& st, const QList<model::ItemProperty>& props, const
 
 // A stored text as the replacement reads it: in Word a "^" starts a code,
 // so the item's own carets are doubled ("5^2" stays "5^2").
-QString LiteralText(const RunState& st, QString text) {
-  if (st.UseWord) text.replace(QLatin1Char('^'), QLatin1String("^^"));
-  return text;
-}
+QString LiteralText(const Target& target, QString text) { return target.literal(std::move(text)); }
 
 // Line ends of a stored text become manual line breaks, so that the text
 // stays inside the placeholder's paragraph. Files written on Linux carry a
 // lone LF.
-QString TextWithLineBreaks(const RunState& st, QString text) {
-  text = LiteralText(st, text);
+QString TextWithLineBreaks(const Target& target, QString text) {
+  text = LiteralText(target, text);
   text.replace(QLatin1String("\r\n"), QLatin1String("^l"));
   text.replace(QLatin1Char('\r'), QLatin1String("^l"));
   text.replace(QLatin1Char('\n'), QLatin1String("^l"));
   return text;
 }
 
-void FillCommonPlaceholders(RunState& st, const model::Item& item) {
+void FillCommonPlaceholders(Target& target, const model::Item& item) {
   const QVariant subject = item.get(QStringLiteral("Subject"));
-  if (subject.isValid()) Put(st, QStringLiteral("#<Subject>"), LiteralText(st, AsText(subject)), true);
+  if (subject.isValid()) Put(target, QStringLiteral("#<Subject>"), LiteralText(target, AsText(subject)), true);
   const QVariant created = item.get(QStringLiteral("CreationTime"));
-  if (IsDate(created)) Put(st, QStringLiteral("#CreationTime"), util::ShortDateTime(AsDateTime(created)), false);
+  if (IsDate(created)) Put(target, QStringLiteral("#CreationTime"), util::ShortDateTime(AsDateTime(created)), false);
   const QVariant changed = item.get(QStringLiteral("LastModificationTime"));
-  if (IsDate(changed)) Put(st, QStringLiteral("#LastModificationTime"), util::ShortDateTime(AsDateTime(changed)), false);
+  if (IsDate(changed)) Put(target, QStringLiteral("#LastModificationTime"), util::ShortDateTime(AsDateTime(changed)), false);
 
   const QList<model::ItemProperty> props = item.ItemProperties();
   if (props.isEmpty()) return;
 
-  const QString scan = ScanText(st);
+  const QString scan = target.scanText();
   if (!scan.contains(QLatin1Char('#'))) return;
-  WalkProperties(st, props, scan);
+  WalkProperties(target, props, scan);
 
   // An occurrence of a recurring appointment: fields kept only on the series
   // (user-defined ones especially) are filled from there.
   const model::ObjectPtr parent = item.Parent();
   if (parent && parent->Class() == model::olAppointment) {
-    if (auto series = std::dynamic_pointer_cast<model::Item>(parent)) WalkProperties(st, series->ItemProperties(), scan);
+    if (auto series = std::dynamic_pointer_cast<model::Item>(parent)) WalkProperties(target, series->ItemProperties(), scan);
   }
   if (util::DebugLog::isOn()) Debug(QStringLiteral("ItemProperty unresolved: ") + scan);
 }
 
-void FormatPropertyValue(RunState& st, const QVariant& value, const QString& name, bool dateOnly) {
+void FormatPropertyValue(Target& target, const QVariant& value, const QString& name, bool dateOnly) {
   QString text;
   if (!IsDate(value)) {
     text = AsText(value);
@@ -180,10 +167,10 @@ void FormatPropertyValue(RunState& st, const QVariant& value, const QString& nam
       text = util::ShortDateTime(t);
     }
   }
-  Put(st, QStringLiteral("#<") + name + QLatin1Char('>'), text, true);
+  Put(target, QStringLiteral("#<") + name + QLatin1Char('>'), text, true);
 }
 
-void FillSensitivity(RunState& st, const model::Item& item, const QString& prefix) {
+void FillSensitivity(Target& target, const model::Item& item, const QString& prefix) {
   const QVariant v = item.get(QStringLiteral("Sensitivity"));
   bool ok = false;
   const int sensitivity = v.toInt(&ok);
@@ -198,11 +185,11 @@ void FillSensitivity(RunState& st, const model::Item& item, const QString& prefi
     case 3: field = 4; break;
     default: return;
   }
-  Put(st, QLatin1Char('#') + prefix + QStringLiteral("Sensitivity"),
+  Put(target, QLatin1Char('#') + prefix + QStringLiteral("Sensitivity"),
       util::GetField(lang::GetLangText(QStringLiteral("S31")), QStringLiteral("/"), field), false);
 }
 
-QString FillImportance(RunState& st, const model::Item& item, const QString& prefix) {
+QString FillImportance(Target& target, const model::Item& item, const QString& prefix) {
   const QVariant v = item.get(QStringLiteral("Importance"));
   QString text;
   if (v.isValid()) {
@@ -212,7 +199,7 @@ QString FillImportance(RunState& st, const model::Item& item, const QString& pre
       default: break;
     }
   }
-  Put(st, QStringLiteral("#<") + prefix + QStringLiteral("I>"), text, true);
+  Put(target, QStringLiteral("#<") + prefix + QStringLiteral("I>"), text, true);
   return text;
 }
 
@@ -232,7 +219,7 @@ QString DurationText(int m) {
   return number(m) + unit(2);
 }
 
-void FillLinkedContacts(RunState& st, const model::Item& item) {
+void FillLinkedContacts(Target& target, const model::Item& item) {
   QString names;
   QString withAddresses;
   for (const model::Link& link : item.Links()) {
@@ -247,12 +234,12 @@ void FillLinkedContacts(RunState& st, const model::Item& item) {
   }
   names.chop(2);
   withAddresses.chop(2);
-  Put(st, QStringLiteral("#ContactWithEmails"), withAddresses, false);
-  Put(st, QStringLiteral("#ContactNames"), names, false);
-  Put(st, QStringLiteral("#Contacts"), names, false);
+  Put(target, QStringLiteral("#ContactWithEmails"), withAddresses, false);
+  Put(target, QStringLiteral("#ContactNames"), names, false);
+  Put(target, QStringLiteral("#Contacts"), names, false);
 }
 
-void FillRecipients(RunState& st, const model::Item& item) {
+void FillRecipients(Target& target, const model::Item& item) {
   enum { To, CC, BCC, All };
   QString names[4];
   QString full[4];
@@ -287,22 +274,22 @@ void FillRecipients(RunState& st, const model::Item& item) {
     names[i].chop(2);
     full[i].chop(2);
   }
-  Put(st, QStringLiteral("#<HRecipientsTo>"), full[To], true);
-  Put(st, QStringLiteral("#<HRecipientsCC>"), full[CC], true);
-  Put(st, QStringLiteral("#<HRecipientsBCC>"), full[BCC], true);
-  Put(st, QStringLiteral("#<HRecipients>"), full[All], true);
-  Put(st, QStringLiteral("#<RecipientsTo>"), names[To], true);
-  Put(st, QStringLiteral("#<RecipientsCC>"), names[CC], true);
-  Put(st, QStringLiteral("#<RecipientsBCC>"), names[BCC], true);
-  Put(st, QStringLiteral("#<Recipients>"), names[All], true);
+  Put(target, QStringLiteral("#<HRecipientsTo>"), full[To], true);
+  Put(target, QStringLiteral("#<HRecipientsCC>"), full[CC], true);
+  Put(target, QStringLiteral("#<HRecipientsBCC>"), full[BCC], true);
+  Put(target, QStringLiteral("#<HRecipients>"), full[All], true);
+  Put(target, QStringLiteral("#<RecipientsTo>"), names[To], true);
+  Put(target, QStringLiteral("#<RecipientsCC>"), names[CC], true);
+  Put(target, QStringLiteral("#<RecipientsBCC>"), names[BCC], true);
+  Put(target, QStringLiteral("#<Recipients>"), names[All], true);
 }
 
-void FillRunHeader(RunState& st) {
-  Put(st, QStringLiteral("#<User>"), st.Header.User, true);
-  Put(st, QStringLiteral("#<Caption>"), st.Header.Caption, true);
-  Put(st, QStringLiteral("#<Folder>"), st.Header.Folder, true);
-  Put(st, QStringLiteral("#<SelStart>"), st.Header.SelStart, true);
-  Put(st, QStringLiteral("#<SelEnd>"), st.Header.SelEnd, true);
+void FillRunHeader(Target& target, const RunHeader& header) {
+  Put(target, QStringLiteral("#<User>"), header.User, true);
+  Put(target, QStringLiteral("#<Caption>"), header.Caption, true);
+  Put(target, QStringLiteral("#<Folder>"), header.Folder, true);
+  Put(target, QStringLiteral("#<SelStart>"), header.SelStart, true);
+  Put(target, QStringLiteral("#<SelEnd>"), header.SelEnd, true);
 }
 
 }  // namespace ordolo::tpl

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "template/RunState.h"
+#include "template/Target.h"
 
 #include <QString>
 #include <QVariant>
@@ -19,37 +20,37 @@ namespace ordolo::tpl {
 // Subject, "#CreationTime", "#LastModificationTime", then every property of
 // the item (and, for an occurrence, of its series) whose name follows a "#"
 // in the target. Renderers call it last.
-void FillCommonPlaceholders(RunState& st, const model::Item& item);
+void FillCommonPlaceholders(Target& target, const model::Item& item);
 
 // Replaces "#<" + name + ">" by a property value: dates after 3000 as
 // nothing, midnight (or dateOnly) as the short date, else short date and time.
-void FormatPropertyValue(RunState& st, const QVariant& value, const QString& name, bool dateOnly);
+void FormatPropertyValue(Target& target, const QVariant& value, const QString& name, bool dateOnly);
 
 // "#" + prefix + "Sensitivity" from the fields of S31 (prefix "" or "DL").
-void FillSensitivity(RunState& st, const model::Item& item, const QString& prefix);
+void FillSensitivity(Target& target, const model::Item& item, const QString& prefix);
 
 // "#<" + prefix + "I>": "" normal, "!" high, "-" low; returns that text.
-QString FillImportance(RunState& st, const model::Item& item, const QString& prefix);
+QString FillImportance(Target& target, const model::Item& item, const QString& prefix);
 
 // "90 minutes" as "1.5 hours" and so on, with the units of S38 and the
 // locale's decimal separator.
 QString DurationText(int minutes);
 
 // "#ContactWithEmails", "#ContactNames", "#Contacts" from the item's links.
-void FillLinkedContacts(RunState& st, const model::Item& item);
+void FillLinkedContacts(Target& target, const model::Item& item);
 
 // The eight recipient lists: "#<HRecipientsTo>" .. "#<Recipients>".
-void FillRecipients(RunState& st, const model::Item& item);
+void FillRecipients(Target& target, const model::Item& item);
 
 // A stored text as a replacement value: in Word a "^" starts a code, so the
 // item's own carets are doubled.
-QString LiteralText(const RunState& st, QString text);
+QString LiteralText(const Target& target, QString text);
 // The same with every line end (CR LF, CR, LF) as a manual line break, so
 // that a text of several lines stays inside the placeholder's paragraph.
-QString TextWithLineBreaks(const RunState& st, QString text);
+QString TextWithLineBreaks(const Target& target, QString text);
 
 // The run header: "#<User>", "#<Caption>", "#<Folder>", "#<SelStart>",
-// "#<SelEnd>" from st.Header.
-void FillRunHeader(RunState& st);
+// "#<SelEnd>".
+void FillRunHeader(Target& target, const RunHeader& header);
 
 }  // namespace ordolo::tpl

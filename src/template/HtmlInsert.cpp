@@ -7,14 +7,11 @@
 #include <QUrl>
 
 #include "model/Model.h"
-#include "office/word/Document.h"
 #include "template/AttachmentsAndBody.h"
 #include "util/DebugLog.h"
 #include "util/Folders.h"
 
 namespace ordolo::tpl {
-
-namespace word = office::word;
 
 namespace {
 
@@ -279,10 +276,9 @@ QString PrepareHtml(const QString& html, const model::Item& item, const QDateTim
   return SanitizeHtml(text, linked);
 }
 
-bool InsertHtmlAtPlaceholder(RunState& st, const QString& html, const QString& fileName, const QString& placeholder,
+bool InsertHtmlAtPlaceholder(Target& target, const QString& html, const QString& fileName, const QString& placeholder,
                              const model::Item& item, const QDateTime& referenceDate) {
-  word::Document* doc = st.word;
-  if (!st.UseWord || !doc) return false;
+  if (!target.takesFiles()) return false;
 
   const QString text = PrepareHtml(html, item, referenceDate);
   const QString path = util::TempFolder() + fileName;
@@ -294,32 +290,10 @@ bool InsertHtmlAtPlaceholder(RunState& st, const QString& html, const QString& f
       return false;
     }
   }
-
-  // Where the placeholder may be: the current row or block on, else the text.
-  word::Range r = doc->content();
-  if (st.TableMode) {
-    if (auto row = doc->rowRange(st.TableIndex, st.BlockStart)) r = *row;
-  } else if (st.BlockMode) {
-    r.start = std::clamp(st.BlockStart, 0, r.end);
-  }
-  word::FindOptions find;
-  find.text = placeholder;
-  find.matchCase = true;
-  find.wrap = word::Wrap::Stop;
-  bool ok = false;
-  const word::FindResult found = doc->execute(r, find, word::ReplaceMode::None);
-  if (found.ok && found.found > 0) {
-    QString error;
-    if (doc->insertFile(path, r, &error)) {
-      doc->selection() = r;
-      doc->typeBackspace();
-      ok = true;
-    } else {
-      Debug(QStringLiteral("HTML not inserted: ") + error);
-    }
-  } else {
-    Debug(QStringLiteral("HTML placeholder not found: ") + placeholder);
-  }
+  QString error;
+  const bool ok = target.insertFileAt(placeholder, path, &error);
+  if (!ok) Debug(error.isEmpty() ? QStringLiteral("HTML placeholder not found: ") + placeholder
+                                 : QStringLiteral("HTML not inserted: ") + error);
   QFile::remove(path);
   return ok;
 }

@@ -8,7 +8,7 @@
 #include <QString>
 #include <QStringList>
 
-#include "template/RunState.h"
+#include "template/Target.h"
 
 namespace ordolo::model {
 class Item;
@@ -37,13 +37,12 @@ QString LinkInlinePictures(const QString& html, const model::Item& item, const Q
 // item gives the same text again (its pictures are saved once).
 QString PrepareHtml(const QString& html, const model::Item& item, const QDateTime& referenceDate);
 
-// Inserts HTML at the first occurrence of placeholder in the current target
-// (from the current row or block on in table and block templates): inline
-// pictures linked, the text made safe, written as fileName in the temporary
-// folder, inserted, the paragraph mark the insertion adds taken away, the
-// file deleted. False when the file cannot be written, the placeholder is
+// Inserts HTML at the first occurrence of placeholder in the current part of
+// the target: inline pictures linked, the text made safe, written as
+// fileName in the temporary folder, inserted, the file deleted. False when
+// the target takes no files, the file cannot be written, the placeholder is
 // not there, or the insertion fails; the document is then unchanged.
-bool InsertHtmlAtPlaceholder(RunState& st, const QString& html, const QString& fileName, const QString& placeholder,
+bool InsertHtmlAtPlaceholder(Target& target, const QString& html, const QString& fileName, const QString& placeholder,
                              const model::Item& item, const QDateTime& referenceDate);
 
 }  // namespace ordolo::tpl

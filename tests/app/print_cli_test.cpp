@@ -8,6 +8,8 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include <csignal>
+
 #include "app/RunOrdolo.h"
 #include "support/CupsServer.h"
 #include "support/TestEnv.h"
@@ -109,6 +111,54 @@ TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
   EXPECT_TRUE(QFileInfo(jobs[1]).fileName().endsWith("-MMemo-002"));
   EXPECT_TRUE(ordolo::test::pdfText(jobs[1]).contains(listed[1].section('\t', 2, 2))) << ordolo::test::pdfText(jobs[1]).toStdString();
   EXPECT_TRUE(r.out.contains(QRegularExpression("capq-\\d+ MMemo-001\ncapq-\\d+ MMemo-002"))) << r.out.toStdString();
+}
+
+// Ctrl-C in the middle of a run: the documents finished by then are
+// delivered whole, nothing half-written is left, and the exit says stopped.
+TEST_F(PrintCli, AnInterruptStopsTheRunAfterTheCurrentDocument) {
+  QProcess p;
+  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+  env.insert("ORDOLO_HOME", home.path());
+  env.insert("LANG", "en_US.UTF-8");
+  env.insert("TZ", "Europe/Berlin");
+  env.remove("LC_ALL");
+  p.setProcessEnvironment(env);
+  p.start(QStringLiteral(ORDOLO_BINARY), {"print", "--store", kStore, "--folder", "Calendar", "--from", "2026-02-01",
+                                          "--to", "2026-04-30", "--template", kTemplates + "AMemo.dotx", "--pdf",
+                                          out.path()});
+  ASSERT_TRUE(p.waitForStarted());
+  // The first batch of documents has reached the folder: interrupt.
+  QByteArray stdoutText;
+  while (!stdoutText.contains(out.path().toUtf8()) && p.state() == QProcess::Running) {
+    p.waitForReadyRead(1000);
+    stdoutText += p.readAllStandardOutput();
+  }
+  ASSERT_EQ(p.state(), QProcess::Running) << stdoutText.toStdString();
+  ::kill(pid_t(p.processId()), SIGINT);
+  ASSERT_TRUE(p.waitForFinished(120000));
+  stdoutText += p.readAllStandardOutput();
+  const QString err = QString::fromUtf8(p.readAllStandardError());
+
+  EXPECT_EQ(p.exitStatus(), QProcess::NormalExit);
+  EXPECT_EQ(p.exitCode(), 130);
+  EXPECT_TRUE(err.contains("Stopping...")) << err.toStdString();
+  EXPECT_TRUE(err.contains(QRegularExpression("Stopped after \\d+ of \\d+ items\\."))) << err.toStdString();
+  // What the folder holds is exactly what was reported, all of it whole.
+  QStringList reported;
+  for (const QString& line : QString::fromUtf8(stdoutText).split('\n'))
+    if (line.startsWith(out.path())) reported << QFileInfo(line).fileName();
+  const QStringList files = QDir(out.path()).entryList(QDir::Files | QDir::Hidden, QDir::Name);
+  EXPECT_EQ(files, reported);
+  const QRegularExpression total("Stopped after (\\d+) of (\\d+) items");
+  const auto m = total.match(err);
+  ASSERT_TRUE(m.hasMatch());
+  EXPECT_EQ(files.size(), m.captured(1).toInt());
+  EXPECT_LT(files.size(), m.captured(2).toInt());
+  for (const QString& f : files) {
+    const QByteArray pdf = ordolo::test::readFile(out.filePath(f));
+    EXPECT_TRUE(pdf.startsWith("%PDF-")) << f.toStdString();
+    EXPECT_TRUE(pdf.right(32).contains("%%EOF")) << f.toStdString();
+  }
 }
 
 }  // namespace

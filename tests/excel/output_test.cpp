@@ -1,9 +1,10 @@
 // The Excel output of a print run: the template block, one copy per item,
-// ReplacePlaceholderExcel's matching rules, and the finished file as
+// the Excel replacement's matching rules, and the finished file as
 // LibreOffice reads it.
 #include "office/Package.h"
 #include "template/ExcelOutput.h"
 #include "template/ReplacePlaceholder.h"
+#include "template/TemplateKind.h"
 #include "support/TestEnv.h"
 
 #include <QProcess>
@@ -36,16 +37,15 @@ class ExcelRun : public ::testing::Test {
  protected:
   void open(const char* name) {
     QString error;
-    ASSERT_TRUE(output.Open(st, data(name), &error)) << error.toStdString();
+    ASSERT_TRUE(output.Open(data(name), &error)) << error.toStdString();
     sheet = output.workbook()->ActiveSheet();
   }
   void put(const char* placeholder, const QString& value, bool test = true) {
     bool lTest = test, lRetry = true;
-    ReplacePlaceholderExcel(st, QString::fromLatin1(placeholder), value, true, lTest, lRetry);
+    ReplacePlaceholder(output, QString::fromLatin1(placeholder), value, true, lTest, lRetry);
   }
   QString at(int row, int col) const { return sheet->Text(row, col); }
 
-  RunState st;
   ExcelOutput output;
   Worksheet* sheet = nullptr;
 };
@@ -54,9 +54,9 @@ class ExcelRun : public ::testing::Test {
 
 TEST_F(ExcelRun, BlockIsTheRowsHoldingItemPlaceholders) {
   open("list.xlsx");
-  EXPECT_FALSE(st.UseWord);
-  EXPECT_EQ(st.BlockFirstRow, 3);  // row 1's #User and #Folder are sheet-wide
-  EXPECT_EQ(st.BlockLastRow, 4);
+  EXPECT_FALSE(TemplateKind::fromFileName(data("list.xlsx")).word);
+  EXPECT_EQ(output.blockFirstRow(), 3);  // row 1's #User and #Folder are sheet-wide
+  EXPECT_EQ(output.blockLastRow(), 4);
   EXPECT_TRUE(ExcelOutput::HoldsItemPlaceholder(QStringLiteral("due #StartDate")));
   EXPECT_FALSE(ExcelOutput::HoldsItemPlaceholder(QStringLiteral("#User on #Folder")));
   EXPECT_FALSE(ExcelOutput::HoldsItemPlaceholder(QStringLiteral("#1 and # 2")));
@@ -66,9 +66,9 @@ TEST_F(ExcelRun, BlockIsTheRowsHoldingItemPlaceholders) {
 TEST_F(ExcelRun, EachItemFillsItsOwnCopyAndRowsBelowMoveDown) {
   open("list.xlsx");
   for (int item = 1; item <= 3; ++item) {
-    output.BeginItem(st);
-    EXPECT_EQ(st.OutputRow, 3 + 2 * (item - 1));
-    EXPECT_TRUE(st.DocumentText.contains(QStringLiteral("#Subject and more")));
+    output.BeginItem();
+    EXPECT_EQ(output.outputRow(), 3 + 2 * (item - 1));
+    EXPECT_TRUE(output.text().contains(QStringLiteral("#Subject and more")));
     put("#<Subject>", QStringLiteral("Item %1").arg(item));
     put("#StartDate", QStringLiteral("day %1").arg(item));
     put("#DurationMin", QString::number(item * 30));
@@ -93,9 +93,9 @@ TEST_F(ExcelRun, EachItemFillsItsOwnCopyAndRowsBelowMoveDown) {
 
 TEST_F(ExcelRun, MatchingRulesOfTheExcelPath) {
   open("list.xlsx");
-  output.BeginItem(st);
-  output.BeginItem(st);  // the second copy, rows 5-6
-  ASSERT_EQ(st.OutputRow, 5);
+  output.BeginItem();
+  output.BeginItem();  // the second copy, rows 5-6
+  ASSERT_EQ(output.outputRow(), 5);
 
   // Case differs: never replaced, with or without the presence test.
   put("#<subject>", QStringLiteral("x"));
@@ -115,7 +115,7 @@ TEST_F(ExcelRun, MatchingRulesOfTheExcelPath) {
   EXPECT_EQ(at(8, 1), QStringLiteral("End of Calendar"));
 
   // Not in DocumentText: skipped while testing, searched without the test.
-  st.DocumentText.clear();
+  output.setText(QString());
   put("#<Location>", QStringLiteral("Hall"));
   EXPECT_EQ(at(6, 1), QStringLiteral("#Location"));
   put("#<Location>", QStringLiteral("Hall"), false);
@@ -123,7 +123,7 @@ TEST_F(ExcelRun, MatchingRulesOfTheExcelPath) {
 
   // Line breaks in the Word notation become line breaks in a wrapped cell.
   bool lTest = false, lRetry = true;
-  ReplacePlaceholderExcel(st, QStringLiteral("#StartDate"), QStringLiteral("Mon^lTue\r\nWed"), true, lTest, lRetry);
+  ReplacePlaceholder(output, QStringLiteral("#StartDate"), QStringLiteral("Mon^lTue\r\nWed"), true, lTest, lRetry);
   EXPECT_EQ(at(5, 2), QStringLiteral("Mon\nTue\nWed"));
   // Its row is made three lines high, each as high as the template row.
   QTemporaryDir dir;
@@ -141,7 +141,7 @@ TEST_F(ExcelRun, MatchingRulesOfTheExcelPath) {
 
 TEST_F(ExcelRun, ValueBeyondTheCellLimitGoesThroughTheFallback) {
   open("list.xlsx");
-  output.BeginItem(st);
+  output.BeginItem();
   const QString huge = QString(39990, QLatin1Char('y')) + QStringLiteral("0123456789");
   put("#<Subject>", huge);
   EXPECT_EQ(at(3, 1), huge.left(kMaxCellChars));
@@ -154,12 +154,12 @@ TEST_F(ExcelRun, FinishedTemplateOpensInLibreOffice) {
   open("list.xltx");
   const char* subjects[] = {"Lunch", "Review, final", "Dentist"};
   for (const char* subject : subjects) {
-    output.BeginItem(st);
+    output.BeginItem();
     put("#<Subject>", QString::fromLatin1(subject));
     put("#StartDate", QStringLiteral("12.03."));
     put("#<User>", QStringLiteral("Anna"));
   }
-  output.Finish(st);
+  output.Finish();
   QTemporaryDir dir;
   const QString out = dir.filePath(QStringLiteral("run.xlsx"));
   QString error;
@@ -180,19 +180,19 @@ TEST_F(ExcelRun, FinishedTemplateOpensInLibreOffice) {
 
 TEST_F(ExcelRun, LineBreaksPageBreaksAndFormulasOverManyItems) {
   open("breaks.xlsx");
-  ASSERT_EQ(st.BlockFirstRow, 2);
-  ASSERT_EQ(st.BlockLastRow, 3);
+  ASSERT_EQ(output.blockFirstRow(), 2);
+  ASSERT_EQ(output.blockLastRow(), 3);
   const int items = 2000;
   for (int item = 1; item <= items; ++item) {
-    output.BeginItem(st);
-    if (item > 1) output.BreakBeforeItem(st);
+    output.BeginItem();
+    if (item > 1) output.breakBeforeItem();
     else put("#CRLF", QString()), put("#PAGEBREAK", QString());
     put("#<Subject>", QStringLiteral("Item %1").arg(item));
     put("#DurationMin", QString::number(item));
   }
   // Each later item: an empty row, then its two rows below a page break.
   const int last = 2 + 3 * (items - 1);
-  EXPECT_EQ(st.OutputRow, last);
+  EXPECT_EQ(output.outputRow(), last);
   EXPECT_EQ(at(last + 1, 1), QStringLiteral("Item %1").arg(items));
   EXPECT_EQ(sheet->Formula(last + 1, 3), QStringLiteral("LEN(A%1)").arg(last + 1));
   EXPECT_EQ(sheet->Formula(last + 2, 2), QStringLiteral("SUM(B2:B%1)").arg(last + 1));

@@ -9,6 +9,7 @@
 #include "store/Parsers.h"
 #include "store/StoreItems.h"
 #include "template/ReplacePlaceholder.h"
+#include "template/WordTarget.h"
 
 #include <KCalendarCore/Recurrence>
 #include <KContacts/Addressee>
@@ -148,10 +149,8 @@ inline Outcome touchDocument(ScratchStore& scratch, const QByteArray& bytes) {
   QString error;
   auto doc = office::word::Document::create(path, &error);
   if (!doc) return Outcome{false, error, 0};
-  tpl::RunState st;
-  st.word = doc.get();
-  st.DocumentText = doc->searchedText();
-  use(st.DocumentText.size());
+  tpl::WordTarget st(*doc);
+  use(st.text().size());
   auto fill = [&](const char* cAlt, const char* value, bool wildcards) {
     bool test = true;
     bool retry = true;
@@ -162,18 +161,11 @@ inline Outcome touchDocument(ScratchStore& scratch, const QByteArray& bytes) {
   if (doc->tableCount() > 0 && doc->rowCount(1) > 0) {
     const auto block = doc->copyRows(1, doc->rowCount(1), doc->rowCount(1));
     doc->appendRows(1, block);
-    st.TableMode = true;
-    st.BlockStart = doc->rowCount(1);
-    if (auto row = doc->rowRange(1, st.BlockStart)) st.DocumentText = doc->text(*row);
+    st.fillRows(1, doc->rowCount(1), 1);
     fill("#<Start>", "09:00", true);
     doc->deleteRow(1, 1);
   }
-  office::word::Range all = doc->content();
-  office::word::FindOptions leftover;
-  leftover.text = QStringLiteral("#<([A-Z])*([A-Z,1-9,a-z])>");
-  leftover.matchWildcards = true;
-  leftover.wrap = office::word::Wrap::Continue;
-  doc->execute(all, leftover, office::word::ReplaceMode::All);
+  st.clearLeftovers();
   const QString out = scratch.writeFile("fuzz-out.docx", {});
   if (!doc->saveAs(out, &error)) return Outcome{true, QString(), 1};
   auto again = office::word::Document::create(out, &error);

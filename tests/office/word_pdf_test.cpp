@@ -3,6 +3,7 @@
 #include "office/convert/Converter.h"
 #include "office/word/Document.h"
 #include "template/ReplacePlaceholder.h"
+#include "template/WordTarget.h"
 
 #include <QFile>
 #include <QProcess>
@@ -17,9 +18,7 @@ TEST(WordPdfTest, FilledTemplatePrintsItsValues) {
   QString error;
   auto doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/memo.dotx"), &error);
   ASSERT_TRUE(doc) << error.toStdString();
-  tpl::RunState st;
-  st.word = doc.get();
-  st.DocumentText = doc->searchedText();
+  tpl::WordTarget st(*doc);
   auto fill = [&](const char* cAlt, const QString& value, bool wildcards) {
     bool test = true;
     bool retry = true;

@@ -5,6 +5,7 @@
 #include "office/word/Document.h"
 #include "support/TempCleanup.h"
 #include "template/ReplacePlaceholder.h"
+#include "template/WordTarget.h"
 
 #include <QDir>
 #include <QFile>
@@ -40,11 +41,8 @@ QByteArray PartOf(const QString& path, const char* part) {
 }
 
 struct Filler {
-  tpl::RunState st;
-  explicit Filler(Document* doc) {
-    st.word = doc;
-    st.DocumentText = doc->searchedText();
-  }
+  tpl::WordTarget st;
+  explicit Filler(Document* doc) : st(*doc) {}
   void operator()(const QString& cAlt, const QString& cNeu, bool wildcards = true, bool test = true) {
     bool retry = true;
     tpl::ReplacePlaceholder(st, cAlt, cNeu, wildcards, test, retry);
@@ -180,7 +178,7 @@ TEST(WordDocumentTest, LeftoverRemovalAndUnsupportedPatternRetry) {
   Range& sel = doc->selection();
   sel = Range{sel.story, 0, 0};
   ASSERT_TRUE(doc->typeText("Total #Sum{net}\r"));
-  fill.st.DocumentText = doc->searchedText();
+  fill.st.fillWhole();
   fill("#<Sum{net}>", "12.50");
   EXPECT_TRUE(doc->contentText().startsWith("Total 12.50\r")) << doc->contentText().toStdString();
   bool test = true;
@@ -196,14 +194,11 @@ TEST(WordDocumentTest, TableModeLeavesEarlierRowsAlone) {
   ASSERT_EQ(doc->rowCount(1), 2);
   const RowBlock block = doc->copyRows(1, 2, 2);
   Filler fill(doc.get());
-  fill.st.TableMode = true;
-  fill.st.TableIndex = 1;
   for (int item = 0; item < 3; ++item) {
     if (item > 0) {
       ASSERT_TRUE(doc->appendRows(1, block));
     }
-    fill.st.BlockStart = 2 + item;
-    fill.st.DocumentText = doc->text(*doc->rowRange(1, fill.st.BlockStart));
+    fill.st.fillRows(1, 2 + item, 1);
     fill("#<Subject>", QStringLiteral("Item %1").arg(item));
     // The first item leaves #Location unfilled; later rows must not reach back.
     if (item > 0) fill("#<Location>", QStringLiteral("Room %1").arg(item));
@@ -250,18 +245,19 @@ TEST(WordDocumentTest, ReportBlocksRepeatAtTheBookmark) {
   ASSERT_TRUE(doc->addBookmark("ORDOLO", sel));
 
   Filler fill(doc.get());
-  fill.st.BlockMode = true;
+  int blockStart = 0;
   const QStringList subjects = {"Alpha", "Beta", "Gamma"};
   for (int item = 0; item < subjects.size(); ++item) {
     if (item > 0) {
       auto mark = doc->bookmark("ORDOLO");
       ASSERT_TRUE(mark);
       Range at{mark->story, mark->end, mark->end};
-      fill.st.BlockStart = at.start;
+      blockStart = at.start;
       ASSERT_TRUE(doc->paste(at, block));
-      ASSERT_TRUE(doc->addBookmark("ORDOLO", Range{at.story, fill.st.BlockStart, at.start}));
+      ASSERT_TRUE(doc->addBookmark("ORDOLO", Range{at.story, blockStart, at.start}));
     }
-    fill.st.DocumentText = doc->contentText();
+    fill.st.fillFrom(blockStart);
+    fill.st.setText(doc->contentText());
     fill("#<Subject>", subjects[item]);
     fill("#<Start>", QStringLiteral("%1:00").arg(9 + item));
   }

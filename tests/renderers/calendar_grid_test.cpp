@@ -10,7 +10,7 @@
 #include "lang/LanguageTable.h"
 #include "office/convert/Converter.h"
 #include "office/word/Document.h"
-#include "renderers/Calendar.h"
+#include "layouts/Calendar.h"
 #include "renderers/Dispatch.h"
 #include "support/FakeItem.h"
 #include "support/TestEnv.h"
@@ -49,19 +49,15 @@ class Grid : public ::testing::Test {
     QString error;
     doc = word::Document::create(templ, &error);
     ASSERT_TRUE(doc) << error.toStdString();
-    st = tpl::RunState{};
-    st.word = doc.get();
-    st.Header.User = "Test User";
-    st.Header.Folder = "Calendar";
-    st.Header.First = first;
-    st.Header.Last = last;
-    renderers::CalendarGrid grid;
-    st.Grid = &grid;
-    for (const auto& item : items) {
-      renderers::RenderContext ctx{st, item};
-      renderers::Render(renderers::RendererFor(item->Class(), true), ctx);
-    }
-    written = grid.write(st);
+    header = tpl::RunHeader{};
+    header.User = "Test User";
+    header.Folder = "Calendar";
+    header.First = first;
+    header.Last = last;
+    layouts::CalendarGrid grid;
+    for (const auto& item : items) grid.add(*item);
+    tpl::WordTarget target(*doc);
+    written = grid.write(target, header);
   }
 
   QString cell(int table, int row, int column) const {
@@ -99,7 +95,7 @@ class Grid : public ::testing::Test {
   }
 
   std::unique_ptr<word::Document> doc;
-  tpl::RunState st;
+  tpl::RunHeader header;
   bool written = false;
 };
 

@@ -13,6 +13,7 @@
 #include "store/StoreFixture.h"
 #include "support/FakeItem.h"
 #include "template/Eigenschaften.h"
+#include "template/WordTarget.h"
 #include "util/VbFormat.h"
 
 using namespace ordolo;
@@ -43,10 +44,9 @@ class CalendarFill : public StoreTest {
     QString error;
     doc = word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/calendar.docx"), &error);
     ASSERT_TRUE(doc) << error.toStdString();
-    st.word = doc.get();
-    st.DocumentText = doc->searchedText();
+    target = std::make_unique<tpl::WordTarget>(*doc);
     ++st.ItemCounter;
-    renderers::RenderContext ctx{st, item, store.get()};
+    renderers::RenderContext ctx{st, *target, item, report, store.get()};
     renderers::Render(renderer, ctx);
   }
   // The text of the paragraph that starts with `start`.
@@ -57,7 +57,9 @@ class CalendarFill : public StoreTest {
   }
 
   std::unique_ptr<word::Document> doc;
+  std::unique_ptr<tpl::WordTarget> target;
   tpl::RunState st;
+  renderers::StateReporter report{st};
 };
 
 std::shared_ptr<FakeItem> Appointment(const QDateTime& start, const QDateTime& end, bool allDay = false) {

@@ -20,6 +20,7 @@
 #include "support/TestEnv.h"
 #include "template/AttachmentsAndBody.h"
 #include "template/HtmlInsert.h"
+#include "template/WordTarget.h"
 #include "util/Folders.h"
 #include "util/VbFormat.h"
 
@@ -60,13 +61,12 @@ class MailFill : public ::testing::Test {
     QString error;
     doc = word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/mail.docx"), &error);
     ASSERT_TRUE(doc) << error.toStdString();
-    st.word = doc.get();
-    st.DocumentText = doc->searchedText();
+    target = std::make_unique<tpl::WordTarget>(*doc);
   }
   void render(const model::ItemPtr& item) {
     open();
     ++st.ItemCounter;
-    renderers::RenderContext ctx{st, item};
+    renderers::RenderContext ctx{st, *target, item, report, nullptr, attachments.queue ? &attachments : nullptr};
     renderers::Render(renderers::Renderer::Mail, ctx);
   }
   // The text of the paragraph that starts with `start`.
@@ -94,7 +94,10 @@ class MailFill : public ::testing::Test {
   std::shared_ptr<store::FileStore> store;
   int files = 0;
   std::unique_ptr<word::Document> doc;
+  std::unique_ptr<tpl::WordTarget> target;
   tpl::RunState st;
+  renderers::StateReporter report{st};
+  tpl::AttachmentPrinting attachments;
 };
 
 QDateTime At(int y, int mo, int d, int h, int mi) { return {QDate(y, mo, d), QTime(h, mi)}; }
@@ -233,7 +236,7 @@ TEST_F(MailFill, AttachmentsAreListedAndQueuedUnderSafeNamesInTheTemporaryFolder
   attachments::Options options;
   options.suppress = QStringLiteral(" signature.gif , signatur.jpg");
   attachments::AttachmentQueue queue(system, port, options);
-  st.Attachments = &queue;
+  attachments.queue = &queue;
   render(m);
 
   // The inline picture belongs to the body, not to the attachments.
@@ -337,7 +340,7 @@ TEST_F(MailFill, TheHtmlBodyBringsItsInlinePictureAndNothingElse) {
     return r.output;
   });
   ++st.ItemCounter;
-  renderers::RenderContext ctx{st, item};
+  renderers::RenderContext ctx{st, *target, item, report};
   renderers::Render(renderers::Renderer::Mail, ctx);
 
   const QString text = doc->contentText();

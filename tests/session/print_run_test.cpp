@@ -49,7 +49,18 @@ class Run : public StoreTest {
     QString why;
     EXPECT_TRUE(output.prepare(&why)) << why.toStdString();
     session::PrintRun run(port, output);
-    run.setProgress([&](int, int) { keys << run.state().PrevGroupKey + "|" + run.state().GroupKey; });
+    // The group keys each item saw.
+    struct Keys : session::RunObserver {
+      session::PrintRun& run;
+      QStringList& keys;
+      int stopAfter;
+      Keys(session::PrintRun& r, QStringList& k, int s) : run(r), keys(k), stopAfter(s) {}
+      void itemFilled(int done, int) override {
+        keys << run.state().PrevGroupKey + "|" + run.state().GroupKey;
+        if (done == stopAfter) run.requestStop();
+      }
+    } observer(run, keys, stopAfter);
+    run.setObserver(&observer);
     options.templatePath = templatePath;
     options.header.User = "Test User";
     options.header.Folder = "Inbox";
@@ -79,6 +90,7 @@ class Run : public StoreTest {
   QTemporaryDir dir, out;
   ScriptedPort port;
   QStringList keys;
+  int stopAfter = 0;  // the run is asked to stop once this many items are filled
 };
 
 const QRegularExpression kLeftover("#[A-Z]");
@@ -295,6 +307,24 @@ TEST_F(Run, BreakTemplatesStartACopyOfTheTemplatePerDay) {
   }
 }
 
+// A body that starts with its table: each day's rows join that one table.
+TEST_F(Run, ABreakTemplateStartingWithItsTableGrowsOneTableByADayBlock) {
+  const auto result = print(CalendarWeek(), templ("calrows.docx", "ACalTable-break.docx"));
+  EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+  auto doc = open("ACalTable-break-001.docx");
+  ASSERT_TRUE(doc);
+  ASSERT_EQ(doc->tableCount(), 1);
+  // Per day: the heading row, the column titles, a row per item, the foot.
+  EXPECT_EQ(doc->rowCount(1), 5 + 4 + 4);
+  const QString text = TableText(*doc, 1);
+  EXPECT_TRUE(text.contains(QRegularExpression("Monday, 2\\. March 2026.*Stand-up.*Review.*Total.*"
+                                               "Tuesday, 3\\. March 2026.*Workshop.*Total.*"
+                                               "Wednesday, 4\\. March 2026.*Holiday.*Total")))
+      << text.toStdString();
+  EXPECT_EQ(text.count("for Test User"), 3);
+  EXPECT_FALSE(doc->searchedText().contains(kLeftover)) << text.toStdString();
+}
+
 TEST_F(Run, AlldayTemplatesSetAllDayRowsPlain) {
   const auto result = print(CalendarWeek(), templ("calendar.docx", "ACalTable-allday.docx"));
   EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
@@ -365,4 +395,65 @@ TEST_F(Run, AContactPictureIsInsertedAtItsSizeOrLeavesABlank) {
   ASSERT_TRUE(result);
   EXPECT_EQ(result->ActiveSheet()->Text(4, 3), "Photo: ");
   EXPECT_EQ(result->ActiveSheet()->Text(6, 3), "Photo: ");
+}
+
+// A stop request ends every layout after the item being filled: documents
+// already finished are delivered whole, and a document that holds every
+// item is finished with the items done so far.
+TEST_F(Run, AStopAfterTheThirdOfTenItemsEndsEveryLayoutCleanly) {
+  std::vector<model::ItemPtr> appointments, people;
+  for (int i = 1; i <= 10; ++i) {
+    const QString subject = QStringLiteral("Subject-%1").arg(i, 2, 10, QLatin1Char('0'));
+    auto a = FakeItem::make(model::olAppointment);
+    a->set("Subject", subject)
+        .set("Start", at(2026, 3, i + 1, 9, 0), model::olDateTime)
+        .set("End", at(2026, 3, i + 1, 10, 0), model::olDateTime)
+        .set("Duration", 60, model::olNumber)
+        .set("AllDayEvent", false, model::olYesNo);
+    a->entryId = subject;
+    appointments.push_back(a);
+    auto c = FakeItem::make(model::olContact);
+    c->set("FullName", subject).set("Email1Address", subject + "@example.org");
+    c->entryId = subject + "c";
+    people.push_back(c);
+  }
+  struct Case {
+    const char* source;
+    const char* name;
+    bool contacts;
+    int documents;  // written when the run stops after three items
+  };
+  const Case cases[] = {
+      {"calendar.docx", "AMemo.docx", false, 3},       {"calendar.docx", "ACalTable.docx", false, 1},
+      {"report.docx", "AReport.docx", false, 1},       {"label.docx", "CLabel.docx", true, 1},
+      {"grid.docx", "ACalendar.docx", false, 1},       {"", "AList.xltx", false, 1},
+  };
+  stopAfter = 3;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    QDir(out.path()).removeRecursively();
+    QDir().mkpath(out.path());
+    QString path = dir.filePath(c.name);
+    if (*c.source) {
+      path = templ(c.source, c.name);
+    } else {
+      QFile::remove(path);
+      QFile::copy(QStringLiteral(ORDOLO_TEST_DATA "/excel/list.xltx"), path);
+    }
+    const auto result = print(c.contacts ? people : appointments, path);
+    EXPECT_TRUE(result.errors.isEmpty()) << result.errors.join("; ").toStdString();
+    EXPECT_EQ(result.items, 3);
+    EXPECT_TRUE(result.stopped);
+    EXPECT_TRUE(result.stopRequested);
+    EXPECT_EQ(result.note, c.documents == 3 ? "Stopped after 3 of 10 items."
+                                            : "Stopped after 3 of 10 items; the document holds the items done so far.");
+    const QStringList files = written();
+    ASSERT_EQ(files.size(), c.documents) << files.join(", ").toStdString();
+    QByteArray all;
+    for (const QString& f : files)
+      for (const char* part : {"word/document.xml", "xl/sharedStrings.xml", "xl/worksheets/sheet1.xml", "xl/worksheets/sheet2.xml"})
+        all += zipPart(out.filePath(f), part);
+    for (int i = 1; i <= 3; ++i) EXPECT_TRUE(all.contains(QStringLiteral("Subject-0%1").arg(i).toUtf8())) << i;
+    EXPECT_FALSE(all.contains("Subject-04"));
+  }
 }

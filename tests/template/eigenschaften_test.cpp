@@ -6,6 +6,7 @@
 #include "support/TestEnv.h"
 #include "template/Eigenschaften.h"
 #include "template/ExcelOutput.h"
+#include "template/WordTarget.h"
 #include "util/VbFormat.h"
 
 #include <gtest/gtest.h>
@@ -35,15 +36,13 @@ class CommonFill : public ::testing::Test {
     QString error;
     doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/common.docx"), &error);
     ASSERT_TRUE(doc) << error.toStdString();
-    st = RunState{};
-    st.word = doc.get();
-    st.DocumentText = doc->searchedText();
+    st = std::make_unique<WordTarget>(*doc);
   }
   // Asserts that the main text holds `part`.
   void has(const QString& part) { EXPECT_TRUE(doc->contentText().contains(part)) << doc->contentText().toStdString(); }
 
   std::unique_ptr<office::word::Document> doc;
-  RunState st;
+  std::unique_ptr<WordTarget> st;  // the document as the target
 };
 
 }  // namespace
@@ -62,7 +61,7 @@ TEST_F(CommonFill, PropertyLoopFormatsDatesTextsAndSkipsWhatItMust) {
       .set("Location", QVariant())  // cannot be read
       .set("Body", "brought in by the body placeholders")
       .set("Organizer", "Anna Berger");
-  FillCommonPlaceholders(st, *item);
+  FillCommonPlaceholders(*st, *item);
 
   has("Subject: Budget review\rCreated " + DayTime(At(2024, 3, 12, 9, 5)) + ", changed " +
       DayTime(At(2024, 3, 13, 17, 30)) + "\r");
@@ -82,8 +81,8 @@ TEST_F(CommonFill, GermanRun) {
   item->set("AllDayEvent", true, model::olYesNo).set("IsRecurring", false, model::olYesNo);
   item->set("DueDate", At(2024, 3, 15), model::olDateTime).set("Sensitivity", 1, model::olNumber);
   // Renderers fill their own placeholders first; the loop would put the bare number into "#Sensitivity".
-  FillSensitivity(st, *item, QString());
-  FillCommonPlaceholders(st, *item);
+  FillSensitivity(*st, *item, QString());
+  FillCommonPlaceholders(*st, *item);
   has("All day [Ja] recurring [Nein]\r");
   has("due [15.03.2024]");
   has(QStringLiteral("sensitivity [Persönlich]\r"));
@@ -106,7 +105,7 @@ TEST_F(CommonFill, OccurrenceTakesFieldsKeptOnlyOnItsSeries) {
   auto occurrence = FakeItem::make();
   occurrence->set("Location", "Room 4").parent = series;
   open();
-  FillCommonPlaceholders(st, *occurrence);
+  FillCommonPlaceholders(*st, *occurrence);
   has("Series [Bring the slides] location [Room 4]\r");
 }
 
@@ -116,11 +115,11 @@ TEST_F(CommonFill, SensitivityInTheLanguageTextsOrderAndImportanceMarks) {
   for (const auto& [value, word] : sensitivity) {
     open();
     auto item = FakeItem::make(model::olMail);
-    FillSensitivity(st, item->set("Sensitivity", value, model::olNumber), QString());
+    FillSensitivity(*st, item->set("Sensitivity", value, model::olNumber), QString());
     has(QStringLiteral("sensitivity [%1]\r").arg(QLatin1String(word)));
   }
   auto high = FakeItem::make(model::olMail);
-  EXPECT_EQ(FillImportance(st, high->set("Importance", 2, model::olNumber), QString()), "!");
+  EXPECT_EQ(FillImportance(*st, high->set("Importance", 2, model::olNumber), QString()), "!");
   has("Importance [!] sensitivity [#Sensitivity]");  // the last document: sensitivity 7 is no value
 }
 
@@ -132,7 +131,7 @@ TEST_F(CommonFill, RecipientLists) {
                       {"'carl@example.org'", "c.x@example.org", model::olTo},  // quoted, another address
                       {"Dora", "dora@example.org", model::olBCC},
                       {"Organizer", "org@example.org", model::olOrganizer}};  // in no list
-  FillRecipients(st, *mail);
+  FillRecipients(*st, *mail);
   has("To [anna@example.org; carl@example.org] CC [Bob Miller] BCC [Dora] "
       "all [anna@example.org; Bob Miller; carl@example.org; Dora]\r");
   has("HTo [anna@example.org; carl@example.org <c.x@example.org>] HCC [Bob Miller <bob@example.org>] "
@@ -141,21 +140,20 @@ TEST_F(CommonFill, RecipientLists) {
 
   open();  // only a blind copy, one entry
   mail->recipients = {{"Dora", "dora@example.org", model::olBCC}};
-  FillRecipients(st, *mail);
+  FillRecipients(*st, *mail);
   has("To [] CC [] BCC [Dora] all [Dora]\rHTo [] HCC [] HBCC [Dora <dora@example.org>] Hall [Dora <dora@example.org>]\r");
 }
 
 TEST_F(CommonFill, ExcelPropertiesAreFoundInEachItemsBlockCopy) {
   ExcelOutput output;
   QString error;
-  ASSERT_TRUE(output.Open(st, QStringLiteral(ORDOLO_TEST_DATA "/excel/list.xltx"), &error)) << error.toStdString();
-  st.excelOutput = &output;
+  ASSERT_TRUE(output.Open(QStringLiteral(ORDOLO_TEST_DATA "/excel/list.xltx"), &error)) << error.toStdString();
   for (int n = 1; n <= 2; ++n) {
-    output.BeginItem(st);
+    output.BeginItem();
     auto item = FakeItem::make();
     item->set("Subject", QStringLiteral("Item %1").arg(n)).set("Location", QStringLiteral("Room %1\nback").arg(n));
     item->set("StartDate", At(2024, 3, 10 + n), model::olDateTime).set("DurationMin", 30 * n, model::olNumber);
-    FillCommonPlaceholders(st, *item);
+    FillCommonPlaceholders(output, *item);
   }
   office::excel::Worksheet* sheet = output.workbook()->ActiveSheet();
   for (int n = 1, row = 3; n <= 2; ++n, row += 2) {

@@ -36,8 +36,9 @@ TEST(OpenDocument, OpenerExitCodesBecomeResults) {
     EXPECT_EQ(OpenDocument(c.target), c.result) << c.target.toStdString();
     // A missing file never reaches the opener.
     EXPECT_EQ(QFile::exists(dir.filePath("opened")), c.result != kOpenFileNotFound);
-    if (c.result != kOpenFileNotFound)
+    if (c.result != kOpenFileNotFound) {
       EXPECT_EQ(ordolo::test::readFile(dir.filePath("opened")), c.target.toUtf8() + "\n");
+    }
   }
   ScopedEnv none("ORDOLO_OPENER", dir.filePath("no-such-opener").toUtf8());
   EXPECT_EQ(OpenDocument(doc), kOpenNoOpener);

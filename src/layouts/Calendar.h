@@ -17,9 +17,10 @@
 #include <memory>
 #include <vector>
 
-#include "renderers/Dispatch.h"
+#include "layouts/Layout.h"
+#include "template/WordTarget.h"
 
-namespace ordolo::renderers {
+namespace ordolo::layouts {
 
 class CalendarGrid {
  public:
@@ -33,18 +34,18 @@ class CalendarGrid {
   // when it has one, else from the earliest to the latest month the items
   // cover. Empty without either.
   std::vector<QDate> months(const tpl::RunHeader& header) const;
-  // Writes the month pages into st.word, the template's body as it was
-  // opened turned into one page per month. False when the template holds
+  // Writes the month pages into the target's document, the template's body
+  // as it was opened turned into one page per month. False when the template holds
   // no grid table or there is no month to print (the reason in the debug
   // log); the document is then left as it is.
-  bool write(tpl::RunState& st);
+  bool write(tpl::WordTarget& target, const tpl::RunHeader& header);
 
  private:
   struct Impl;
   std::unique_ptr<Impl> d;
 };
 
-// The renderer of "Calendar" templates: records the item in st.Grid.
-void RenderCalendarGrid(RenderContext& ctx);
+// The layout of "Calendar" templates: one document for the run.
+std::unique_ptr<Layout> MakeGridLayout(Host& host, const Options& options);
 
-}  // namespace ordolo::renderers
+}  // namespace ordolo::layouts

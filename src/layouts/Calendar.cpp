@@ -1,4 +1,6 @@
-#include "renderers/Calendar.h"
+#include "layouts/Calendar.h"
+
+#include "layouts/WordDocument.h"
 
 #include <QRegularExpression>
 
@@ -15,7 +17,7 @@
 #include "util/Funktionen.h"
 #include "util/VbFormat.h"
 
-namespace ordolo::renderers {
+namespace ordolo::layouts {
 
 namespace word = office::word;
 
@@ -248,10 +250,9 @@ std::vector<QDate> CalendarGrid::months(const tpl::RunHeader& header) const {
   return {months.begin(), months.end()};
 }
 
-bool CalendarGrid::write(tpl::RunState& st) {
-  word::Document* doc = st.word;
-  if (!doc) return false;
-  const std::vector<QDate> months = this->months(st.Header);
+bool CalendarGrid::write(tpl::WordTarget& target, const tpl::RunHeader& header) {
+  word::Document* doc = &target.document();
+  const std::vector<QDate> months = this->months(header);
   if (months.empty()) {
     Debug(QStringLiteral("no item with a date and no range: nothing to print"));
     return false;
@@ -264,9 +265,8 @@ bool CalendarGrid::write(tpl::RunState& st) {
 
   // The run header reads the same on every page: filled once, before the
   // body is copied for the other months.
-  st.TableMode = st.BlockMode = false;
-  st.DocumentText = doc->searchedText();
-  tpl::FillRunHeader(st);
+  target.fillWhole();
+  tpl::FillRunHeader(target, header);
 
   // The template as it is now, taken before the first month fills it: its
   // week rows, and the whole body but the last paragraph's mark.
@@ -345,23 +345,54 @@ bool CalendarGrid::write(tpl::RunState& st) {
     }
 
     // The page's own placeholders, from its start on.
-    st.BlockMode = true;
-    st.BlockStart = pageStart;
-    const word::Range all = doc->content();
-    st.DocumentText = doc->text(word::Range{all.story, pageStart, all.end});
-    tpl::Put(st, QStringLiteral("#<MonthName>"), util::GetField(monthNamesText, QStringLiteral("/"), month.month()));
-    tpl::Put(st, QStringLiteral("#<Month>"), QString::number(month.month()));
-    tpl::Put(st, QStringLiteral("#<Year>"), QString::number(month.year()));
-    if (st.DocumentText.contains(QLatin1String("#DayName"))) FillDayNames(*doc, pageStart, dayNames);
+    target.fillFrom(pageStart);
+    tpl::Put(target, QStringLiteral("#<MonthName>"), util::GetField(monthNamesText, QStringLiteral("/"), month.month()));
+    tpl::Put(target, QStringLiteral("#<Month>"), QString::number(month.month()));
+    tpl::Put(target, QStringLiteral("#<Year>"), QString::number(month.year()));
+    if (target.text().contains(QLatin1String("#DayName"))) FillDayNames(*doc, pageStart, dayNames);
   }
-  st.BlockMode = false;
-  st.BlockStart = 0;
-  st.DocumentText = doc->searchedText();
+  target.fillWhole();
   return true;
 }
 
-void RenderCalendarGrid(RenderContext& ctx) {
-  if (ctx.st.Grid) ctx.st.Grid->add(*ctx.item);
+namespace {
+
+// "Calendar" templates: the items are collected, and the document is
+// written when the run ends.
+class CalendarLayout : public Layout {
+ public:
+  CalendarLayout(Host& host, Options options) : host_(host), options_(std::move(options)) {}
+
+  bool open() override { return doc_.open(host_, options_.templateFile); }
+
+  bool item() override {
+    grid_.add(*host_.currentItem());
+    ++doc_.items;
+    return true;
+  }
+
+  bool finish() override {
+    if (!doc_.isOpen() || doc_.items == 0) {
+      doc_.close();
+      return true;
+    }
+    grid_.write(doc_.target(), host_.run().Header);
+    return doc_.finish(host_);
+  }
+
+  int pendingItems() const override { return doc_.items; }
+
+ private:
+  Host& host_;
+  Options options_;
+  WordDocument doc_;
+  CalendarGrid grid_;
+};
+
+}  // namespace
+
+std::unique_ptr<Layout> MakeGridLayout(Host& host, const Options& options) {
+  return std::make_unique<CalendarLayout>(host, options);
 }
 
-}  // namespace ordolo::renderers
+}  // namespace ordolo::layouts
