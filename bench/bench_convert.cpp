@@ -64,7 +64,7 @@ void makeDocuments() {
 
 void check(benchmark::State& state, const std::vector<ordolo::office::convert::Result>& results) {
   for (const auto& r : results)
-    if (!r.ok()) state.SkipWithError(qPrintable(r.error));
+    if (!r.ok()) state.SkipWithError(qPrintable(r.error.debugText()));
 }
 
 void BM_PdfBatch(benchmark::State& state) {

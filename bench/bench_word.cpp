@@ -163,9 +163,9 @@ int writeData(const QString& dir) {
 // ---------------------------------------------------------------- helpers
 
 std::unique_ptr<Document> open(const QString& path) {
-  QString error;
+  office::Error error;
   auto doc = Document::create(path, &error);
-  if (!doc) fail(error);
+  if (!doc) fail(error.debugText());
   return doc;
 }
 
@@ -231,9 +231,9 @@ int runMemo() {
       for (int f = 0; f < kMemoFields; ++f) replace(st, placeholders[f], values[i][f]);
     }
     last = outDir + QStringLiteral("/memo-%1.docx").arg(i + 1, 4, 10, QLatin1Char('0'));
-    QString error;
+    office::Error error;
     Clock clk(&tSave);
-    if (!doc->saveAs(last, &error)) fail(error);
+    if (!doc->saveAs(last, &error)) fail(error.debugText());
   }
   const double seconds = total.nsecsElapsed() / 1e9;
   const double peak = peakMB();
@@ -306,9 +306,9 @@ int runTable() {
   }
   const double peakBeforeSave = peakMB();
   {
-    QString error;
+    office::Error error;
     Clock clk(&tSave);
-    if (!doc->saveAs(out, &error)) fail(error);
+    if (!doc->saveAs(out, &error)) fail(error.debugText());
   }
   const double seconds = total.nsecsElapsed() / 1e9;
   const double peak = peakMB();

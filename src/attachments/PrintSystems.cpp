@@ -72,7 +72,7 @@ PrintSystem::Result CupsPrintSystem::print(const QString& file) {
   if (!converter_) converter_ = std::make_unique<office::convert::Converter>(convertOptions_);
   const std::vector<office::convert::Result> converted = converter_->toPdf({file}, staging.path());
   if (converted.empty() || !converted.front().ok())
-    return {Outcome::Failed, 0, converted.empty() ? QString() : converted.front().error};
+    return {Outcome::Failed, 0, converted.empty() ? QString() : lang::Describe(converted.front().error)};
   return submit(converted.front().output, title);
 }
 

@@ -154,9 +154,6 @@ const MsgDef kMessages[] = {
      "L'image %1 ne peut pas être insérée : %2", "The picture %1 cannot be inserted: %2"},
     {Msg::ErrInsertFile, "ErrInsertFile", "Die Datei %1 kann nicht eingefügt werden: %2",
      "Le fichier %1 ne peut pas être inséré : %2", "The file %1 cannot be inserted: %2"},
-    {Msg::ErrNoPrintTarget, "ErrNoPrintTarget", "%1 kann nicht gedruckt werden: kein Drucker und kein Ausgabeordner gewählt.",
-     "%1 ne peut pas être imprimé : aucune imprimante ni aucun dossier de sortie choisi.",
-     "%1 cannot be printed: no printer and no output folder chosen."},
     {Msg::PrintConverting, "PrintConverting", "Umwandeln in PDF: %1 von %2",
      "Conversion en PDF : %1 sur %2",
      "Converting to PDF: %1 of %2"},
@@ -321,6 +318,42 @@ QString text(Msg id) {
   const MsgDef& m = def(id);
   return table().ReadLangKey(QStringLiteral("Lang"), QString::fromUtf8(m.key), QString::fromUtf8(m.de),
                              QString::fromUtf8(m.fr), QString::fromUtf8(m.en));
+}
+
+QString Describe(const office::Error& error) {
+  using office::Problem;
+  static const struct {
+    Problem problem;
+    Msg msg;
+  } kTexts[] = {
+      {Problem::DocumentOpen, Msg::ErrDocumentOpen},       {Problem::DocumentXml, Msg::ErrDocumentXml},
+      {Problem::DocumentNoBody, Msg::ErrDocumentNoBody},   {Problem::DocumentSave, Msg::ErrDocumentSave},
+      {Problem::InsertFile, Msg::ErrInsertFile},           {Problem::PictureInsert, Msg::ErrPictureInsert},
+      {Problem::PictureTooLarge, Msg::ErrPictureTooLarge}, {Problem::PictureKind, Msg::ErrPictureKind},
+      {Problem::WorkbookOpen, Msg::ErrWorkbookOpen},       {Problem::WorkbookPart, Msg::ErrWorkbookPart},
+      {Problem::WorkbookXml, Msg::ErrWorkbookXml},         {Problem::WorkbookNoSheet, Msg::ErrWorkbookNoSheet},
+      {Problem::WorkbookSave, Msg::ErrWorkbookSave},       {Problem::OfficeMissing, Msg::ErrOfficeMissing},
+      {Problem::ConvertNoFile, Msg::ErrConvertNoFile},     {Problem::ConvertNotDocument, Msg::ErrConvertNotDocument},
+      {Problem::ConvertNotLegacy, Msg::ErrConvertNotLegacy}, {Problem::ConvertFailed, Msg::ErrConvertFailed},
+      {Problem::ConvertCrashed, Msg::ErrConvertCrashed},   {Problem::ConvertTimeout, Msg::ErrConvertTimeout},
+      {Problem::ConvertWrite, Msg::ErrConvertWrite},
+  };
+  if (!error.failed()) return {};
+  QStringList args = error.details;
+  if (error.cause) args << Describe(*error.cause);
+  for (const auto& t : kTexts) {
+    if (t.problem != error.problem) continue;
+    // All at once: a detail that holds "%2" (a file name can) stays as it is.
+    const QString m = text(t.msg);
+    switch (args.size()) {
+      case 0: return m;
+      case 1: return m.arg(args[0]);
+      case 2: return m.arg(args[0], args[1]);
+      case 3: return m.arg(args[0], args[1], args[2]);
+      default: return m.arg(args[0], args[1], args[2], args[3]);
+    }
+  }
+  return error.debugText();
 }
 
 QString keyOf(Msg id) { return QString::fromUtf8(def(id).key); }

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+#include "office/Error.h"
+
 namespace ordolo::lang {
 
 enum class Msg {
@@ -70,7 +72,6 @@ enum class Msg {
   ErrDocumentSave,    // %1 the file, %2 the reason
   ErrPictureInsert,   // %1 the picture, %2 the reason
   ErrInsertFile,      // %1 the file, %2 the reason
-  ErrNoPrintTarget,   // %1 the document
   PrintConverting,    // %1 the number done, %2 in all
   PrintPrinting,      // %1 the number, %2 in all
   PrintSaving,        // %1 the number, %2 in all
@@ -137,6 +138,10 @@ enum class Msg {
   RunStopped,          // %1 items done, %2 in all
   RunStoppedDocument,  // the same, one document holding the items done
 };
+
+// An engine error in the words of the current language: its message with
+// the details filled in, naming the file.
+QString Describe(const office::Error& error);
 
 // The text in the current language of the process-wide table.
 QString text(Msg id);

@@ -1,7 +1,13 @@
 #include "layouts/WordDocument.h"
 
+#include <QFileInfo>
+
+#include <atomic>
+
+#include "lang/Messages.h"
 #include "office/word/Document.h"
 #include "template/Eigenschaften.h"
+#include "util/Folders.h"
 
 namespace ordolo::layouts {
 
@@ -10,10 +16,10 @@ WordDocument::~WordDocument() = default;
 
 bool WordDocument::open(Host& host, const QString& templateFile) {
   close();
-  QString error;
+  office::Error error;
   doc_ = office::word::Document::create(templateFile, &error);
   if (!doc_) {
-    host.failed(error);
+    host.failed(lang::Describe(error));
     return false;
   }
   target_ = std::make_unique<tpl::WordTarget>(*doc_);
@@ -29,16 +35,19 @@ void WordDocument::fillRunHeader(Host& host) {
 bool WordDocument::finish(Host& host) {
   if (!doc_) return true;
   target_->clearLeftovers();
-  QString saved;
-  doc_->setPrintHook([&saved](const QString& file, QString*) {
-    saved = file;
-    return true;
-  });
-  QString error;
-  const bool printed = doc_->printOut(&error);
+  // Each finished document is a file of its own, under its template's name,
+  // across all runs of the process: the output may still read an earlier one.
+  static std::atomic<int> finished{0};
+  const QFileInfo source(doc_->sourcePath());
+  const QString saved = QStringLiteral("%1%2-%3.%4")
+                            .arg(util::TempFolder(), source.completeBaseName())
+                            .arg(++finished)
+                            .arg(doc_->macroEnabled() ? QStringLiteral("docm") : QStringLiteral("docx"));
+  office::Error error;
+  const bool written = doc_->saveAs(saved, &error);
   close();
-  if (!printed) {
-    host.failed(error);
+  if (!written) {
+    host.failed(lang::Describe(error));
     return false;
   }
   return host.finished(saved);

@@ -1,6 +1,5 @@
 #include "office/Package.h"
 
-#include "lang/Messages.h"
 
 #include <QDir>
 #include <QFile>
@@ -185,14 +184,14 @@ bool Package::saveAs(const QString& target, QString* error) const {
   return true;
 }
 
-bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* type, QString* why) {
+bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* type, Error* error) {
   QFile file(path);
   if (!file.open(QIODevice::ReadOnly)) {
-    *why = file.errorString();
+    *error = Error(Problem::PictureInsert, {path, file.errorString()});
     return false;
   }
   if (file.size() > kMaxPictureSize) {
-    *why = lang::text(lang::Msg::ErrPictureTooLarge).arg(kMaxPictureSize >> 20);
+    *error = Error(Problem::PictureInsert, {path}, Error(Problem::PictureTooLarge, {QString::number(kMaxPictureSize >> 20)}));
     return false;
   }
   *data = file.readAll();
@@ -210,7 +209,7 @@ bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* t
       *type = QLatin1String(k.type);
       return true;
     }
-  *why = lang::text(lang::Msg::ErrPictureKind);
+  *error = Error(Problem::PictureInsert, {path}, Error(Problem::PictureKind));
   return false;
 }
 

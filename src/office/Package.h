@@ -12,6 +12,8 @@
 #include <memory>
 #include <optional>
 
+#include "office/Error.h"
+
 namespace ordolo::office {
 
 class Package {
@@ -55,8 +57,9 @@ class Package {
 constexpr qint64 kMaxPictureSize = 64LL * 1024 * 1024;
 
 // Reads a picture file for a document: its bytes, the extension and content
-// type its first bytes show (PNG, JPEG, GIF or BMP). False and *why set when
-// it cannot be read, is too large or is none of these.
-bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* type, QString* why);
+// type its first bytes show (PNG, JPEG, GIF or BMP). False and *error set
+// (PictureInsert, naming the file) when it cannot be read, is too large or
+// is none of these.
+bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* type, Error* error);
 
 }  // namespace ordolo::office

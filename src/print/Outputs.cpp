@@ -155,7 +155,7 @@ bool QueueOutput::flush() {
     if (job.convert) {
       const Result& r = converted[size_t(i)];
       if (!r.ok()) {
-        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, r.error);
+        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(r.error));
         continue;
       }
       file = r.output;
@@ -288,7 +288,7 @@ QStringList FolderOutput::write() {
     if (pdf_ && job.convert) {
       const Result& r = converted[size_t(i)];
       if (!r.ok()) {
-        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, r.error);
+        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(r.error));
         continue;
       }
       source = r.output;

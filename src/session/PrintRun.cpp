@@ -69,7 +69,7 @@ class PrintRun::Driver : public layouts::Host, public renderers::Reporter {
 
   void opened(office::word::Document& doc) override {
     if (run_.converter_)
-      doc.setImporter([this](const QString& file, QString* err) { return run_.importFile(file, err); });
+      doc.setImporter([this](const QString& file, office::Error* err) { return run_.importFile(file, err); });
     if (!run_.htmlTemplate_) run_.htmlTemplate_ = doc.searchedText().contains(QLatin1String("#HTMLBody"));
   }
 
@@ -172,7 +172,7 @@ QString PrintRun::resolveTemplate(RunResult& result) {
     }
     const office::convert::Result converted = converter_->toOoxml(path);
     if (!converted.ok()) {
-      addError(result, converted.error);
+      addError(result, lang::Describe(converted.error));
       return {};
     }
     return converted.output;
@@ -289,7 +289,7 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
   return end();
 }
 
-QString PrintRun::importFile(const QString& file, QString* error) {
+QString PrintRun::importFile(const QString& file, office::Error* error) {
   QFile f(file);
   const QByteArray bytes = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
   const auto known = imports_.find(QCryptographicHash::hash(bytes, QCryptographicHash::Sha1));

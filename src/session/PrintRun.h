@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "model/Model.h"
+#include "office/Error.h"
 #include "session/Start.h"
 #include "template/AttachmentsAndBody.h"
 #include "template/RunState.h"
@@ -114,7 +115,7 @@ class PrintRun {
   bool deliver(RunResult& result);
   void addError(RunResult& result, const QString& error);
   void prefetchHtml(const std::vector<model::ItemPtr>& items, const std::vector<size_t>& chosen, int from);
-  QString importFile(const QString& file, QString* error);
+  QString importFile(const QString& file, office::Error* error);
   QString resolveTemplate(RunResult& result);
 
   ui::Port& port_;

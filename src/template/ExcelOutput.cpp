@@ -1,5 +1,6 @@
 #include "template/ExcelOutput.h"
 
+#include "lang/Messages.h"
 #include "util/DebugLog.h"
 
 #include <optional>
@@ -51,8 +52,12 @@ bool ExcelOutput::HoldsItemPlaceholder(const QString& text) {
 }
 
 bool ExcelOutput::Open(const QString& templatePath, QString* error) {
-  book_ = Workbook::open(templatePath, error);
-  if (!book_) return false;
+  office::Error why;
+  book_ = Workbook::open(templatePath, &why);
+  if (!book_) {
+    if (error) *error = lang::Describe(why);
+    return false;
+  }
   Worksheet* ws = book_->ActiveSheet();
   blockFirst_ = blockLast_ = 0;
   ws->forEachValue(1, ws->lastRow(), [&](int row, int, const CellValue& v) {
@@ -132,7 +137,11 @@ bool ExcelOutput::putPicture(const QString& placeholder, const QString& path, do
       ws->Rows(outputRow_, last).Find(QStringLiteral("*") + placeholder + QStringLiteral("*"), office::excel::xlWhole);
   if (!at) return false;
   ws->SetText(at->row, at->column, ws->Text(at->row, at->column).remove(placeholder));
-  return path.isEmpty() || ws->AddPicture(at->row, at->column, path, widthPt, heightPt, error);
+  if (path.isEmpty()) return true;
+  office::Error why;
+  if (ws->AddPicture(at->row, at->column, path, widthPt, heightPt, &why)) return true;
+  if (error) *error = lang::Describe(why);
+  return false;
 }
 
 QString ExcelOutput::scanText() const {
@@ -203,6 +212,11 @@ void ExcelOutput::replace(const QString& cAlt, const QString& cNeu, bool lWildca
   if (value.contains(QLatin1Char('\n'))) sheet->SetWrapText(found->row, found->column);
 }
 
-bool ExcelOutput::SaveAs(const QString& path, QString* error) { return book_ && book_->saveAs(path, error); }
+bool ExcelOutput::SaveAs(const QString& path, QString* error) {
+  office::Error why;
+  if (book_ && book_->saveAs(path, &why)) return true;
+  if (error && why) *error = lang::Describe(why);
+  return false;
+}
 
 }  // namespace ordolo::tpl

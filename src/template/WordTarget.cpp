@@ -1,5 +1,6 @@
 #include "template/WordTarget.h"
 
+#include "lang/Messages.h"
 #include "office/word/Document.h"
 #include "template/ReplacePlaceholder.h"
 #include "util/DebugLog.h"
@@ -193,7 +194,9 @@ bool WordTarget::putPicture(const QString& placeholder, const QString& path, dou
   find.wrap = word::Wrap::Continue;
   const word::FindResult found = doc_.execute(at, find, word::ReplaceMode::None);
   if (!found.ok || found.found == 0 || doc_.text(at) != placeholder) return false;
-  if (path.isEmpty() || !doc_.addPicture(path, at, widthPt, heightPt, error)) {
+  office::Error why;
+  if (path.isEmpty() || !doc_.addPicture(path, at, widthPt, heightPt, &why)) {
+    if (error && why) *error = lang::Describe(why);
     // A blank keeps the layout where the picture would be.
     doc_.selection() = at;
     doc_.typeText(QStringLiteral(" "));
@@ -217,7 +220,11 @@ bool WordTarget::insertFileAt(const QString& placeholder, const QString& path, Q
   find.wrap = word::Wrap::Stop;
   const word::FindResult found = doc_.execute(r, find, word::ReplaceMode::None);
   if (!found.ok || found.found == 0) return false;
-  if (!doc_.insertFile(path, r, error)) return false;
+  office::Error why;
+  if (!doc_.insertFile(path, r, &why)) {
+    if (error) *error = lang::Describe(why);
+    return false;
+  }
   // The insertion ends in a paragraph mark of its own; the placeholder's
   // paragraph goes on behind it.
   doc_.selection() = r;

@@ -129,14 +129,14 @@ TEST_F(ConvertTest, BatchGivesEachDocumentItsOwnPdfAndErrorsOnlyForTheBadOnes) {
   const std::vector<Result> r = converter_->toPdf({sameA, noise, sameB, missing, notWord}, out,
                                                   [&](int n, int total) { done.push_back(total == 5 ? n : -1); });
   ASSERT_EQ(r.size(), 5u);
-  ASSERT_TRUE(r[0].ok() && r[2].ok()) << r[0].error.toStdString() << r[2].error.toStdString();
+  ASSERT_TRUE(r[0].ok() && r[2].ok()) << r[0].error.debugText().toStdString() << r[2].error.debugText().toStdString();
   EXPECT_EQ(r[0].output, QDir(out).absoluteFilePath("same.pdf"));
   EXPECT_EQ(r[2].output, QDir(out).absoluteFilePath("same (2).pdf"));
   EXPECT_TRUE(pdfText(r[0].output).contains("Alpha paragraph"));
   EXPECT_TRUE(pdfText(r[2].output).contains("Beta paragraph"));
-  EXPECT_EQ(r[1].error, lang::text(Msg::ErrConvertNotDocument).arg(noise));
-  EXPECT_EQ(r[3].error, lang::text(Msg::ErrConvertNoFile).arg(missing));
-  EXPECT_EQ(r[4].error, lang::text(Msg::ErrConvertFailed).arg(notWord));
+  EXPECT_EQ(lang::Describe(r[1].error), lang::text(Msg::ErrConvertNotDocument).arg(noise));
+  EXPECT_EQ(lang::Describe(r[3].error), lang::text(Msg::ErrConvertNoFile).arg(missing));
+  EXPECT_EQ(lang::Describe(r[4].error), lang::text(Msg::ErrConvertFailed).arg(notWord));
   EXPECT_EQ(QDir(out).entryList(QDir::Files).size(), 2);
   EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
   EXPECT_EQ(done.back(), 5);
@@ -147,7 +147,7 @@ TEST_F(ConvertTest, LegacyTemplateIsConvertedOnceAndAgainWhenItChanges) {
   const int before = converter_->launches();
 
   const Result first = converter_->toOoxml(dot);
-  ASSERT_TRUE(first.ok()) << first.error.toStdString();
+  ASSERT_TRUE(first.ok()) << first.error.debugText().toStdString();
   EXPECT_FALSE(first.fromCache);
   EXPECT_EQ(converter_->launches(), before + 1);
   EXPECT_TRUE(first.output.startsWith(path("/cache/")));
@@ -169,7 +169,7 @@ TEST_F(ConvertTest, LegacyTemplateIsConvertedOnceAndAgainWhenItChanges) {
   utime(QFile::encodeName(dot).constData(), &later);
 
   const Result changed = converter_->toOoxml(dot);
-  ASSERT_TRUE(changed.ok()) << changed.error.toStdString();
+  ASSERT_TRUE(changed.ok()) << changed.error.debugText().toStdString();
   EXPECT_FALSE(changed.fromCache);
   EXPECT_EQ(converter_->launches(), before + 2);
   EXPECT_TRUE(partText(changed.output, "word/document.xml").contains("Zeta letter"));
@@ -177,7 +177,7 @@ TEST_F(ConvertTest, LegacyTemplateIsConvertedOnceAndAgainWhenItChanges) {
   EXPECT_EQ(QDir(path("/cache")).entryList(QDir::Files).size(), 1);
 
   const Result sheet = converter_->toOoxml(fixture("/legacy/Sheet.xls"));
-  ASSERT_TRUE(sheet.ok()) << sheet.error.toStdString();
+  ASSERT_TRUE(sheet.ok()) << sheet.error.debugText().toStdString();
   EXPECT_TRUE(sheet.output.endsWith(".xlsx"));
   EXPECT_TRUE(partText(sheet.output, "xl/sharedStrings.xml").contains("Epsilon"));
 }
@@ -188,12 +188,12 @@ TEST(ConvertSetup, MissingLibreOfficeIsToldAndRefusalsComeFirst) {
   Converter converter(Options{.cacheFolder = dir.path()});
   const QString doc = writeFile(dir.path() + "/a.docx", "PK\x03\x04 enough for the first look");
   const QString old = writeFile(dir.path() + "/b.doc", "{\\rtf1 hello}");
-  EXPECT_EQ(converter.toPdf({doc}, dir.path() + "/out").at(0).error, lang::text(Msg::ErrOfficeMissing));
-  EXPECT_EQ(converter.toOoxml(old).error, lang::text(Msg::ErrOfficeMissing));
+  EXPECT_EQ(lang::Describe(converter.toPdf({doc}, dir.path() + "/out").at(0).error), lang::text(Msg::ErrOfficeMissing));
+  EXPECT_EQ(lang::Describe(converter.toOoxml(old).error), lang::text(Msg::ErrOfficeMissing));
 
-  EXPECT_EQ(converter.toOoxml(doc).error, lang::text(Msg::ErrConvertNotLegacy).arg(doc));
+  EXPECT_EQ(lang::Describe(converter.toOoxml(doc).error), lang::text(Msg::ErrConvertNotLegacy).arg(doc));
   const QString fake = writeFile(dir.path() + "/Fake.xlt", "PK\x03\x04 a zip, not a workbook of 1997");
-  EXPECT_EQ(converter.toOoxml(fake).error, lang::text(Msg::ErrConvertNotDocument).arg(fake));
+  EXPECT_EQ(lang::Describe(converter.toOoxml(fake).error), lang::text(Msg::ErrConvertNotDocument).arg(fake));
   EXPECT_EQ(converter.launches(), 0);
 }
 
@@ -206,7 +206,7 @@ TEST(ConvertFake, HangingLibreOfficeIsKilledWithItsChildren) {
   Converter converter(Options{.program = hang, .baseTimeoutMs = 300, .perDocumentTimeoutMs = 200});
   const QString doc = writeFile(dir.path() + "/a.docx", "PK\x03\x04 enough for the first look");
 
-  EXPECT_EQ(converter.toPdf({doc}, dir.path() + "/out").at(0).error,
+  EXPECT_EQ(lang::Describe(converter.toPdf({doc}, dir.path() + "/out").at(0).error),
             lang::text(Msg::ErrConvertTimeout).arg(doc, "1"));
   const QList<QByteArray> started = readFile(pids).trimmed().split('\n');
   ASSERT_EQ(started.size(), 2);
@@ -242,9 +242,9 @@ done
 
   const auto r = converter.toPdf(inputs, dir.path() + "/out");
   ASSERT_EQ(r.size(), 4u);
-  EXPECT_EQ(r[1].error, lang::text(Msg::ErrConvertCrashed).arg(inputs[1]));
+  EXPECT_EQ(lang::Describe(r[1].error), lang::text(Msg::ErrConvertCrashed).arg(inputs[1]));
   for (int i : {0, 2, 3}) {
-    ASSERT_TRUE(r[size_t(i)].ok()) << r[size_t(i)].error.toStdString();
+    ASSERT_TRUE(r[size_t(i)].ok()) << r[size_t(i)].error.debugText().toStdString();
     EXPECT_EQ(readFile(r[size_t(i)].output), readFile(inputs[i]));
   }
   EXPECT_EQ(converter.launches(), 2);
@@ -252,7 +252,7 @@ done
   // One that dies at once every time is given up on after a second try.
   Converter broken(Options{.program = script(dir.path(), "dies", "kill -SEGV $$\n")});
   const auto all = broken.toPdf(inputs, dir.path() + "/out2");
-  for (size_t i = 0; i < all.size(); ++i) EXPECT_EQ(all[i].error, lang::text(Msg::ErrConvertCrashed).arg(inputs[int(i)]));
+  for (size_t i = 0; i < all.size(); ++i) EXPECT_EQ(lang::Describe(all[i].error), lang::text(Msg::ErrConvertCrashed).arg(inputs[int(i)]));
   EXPECT_EQ(broken.launches(), 2);
 }
 

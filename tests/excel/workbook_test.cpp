@@ -20,9 +20,9 @@ namespace {
 QString data(const char* name) { return QStringLiteral(ORDOLO_TEST_DATA "/excel/") + QString::fromLatin1(name); }
 
 std::unique_ptr<Workbook> openOrFail(const char* name) {
-  QString error;
+  ordolo::office::Error error;
   auto book = Workbook::open(data(name), &error);
-  EXPECT_TRUE(book) << error.toStdString();
+  EXPECT_TRUE(book) << error.debugText().toStdString();
   return book;
 }
 
@@ -145,8 +145,8 @@ TEST(ExcelWorkbook, SavedTemplateIsAWorkbookWithUntouchedPartsKept) {
   ASSERT_TRUE(book);
   Worksheet* ws = book->ActiveSheet();
   ws->SetText(3, 1, QStringLiteral("Tea & <cake> _x0041_ \x01"));
-  QString error;
-  ASSERT_TRUE(book->saveAs(out, &error)) << error.toStdString();
+  ordolo::office::Error error;
+  ASSERT_TRUE(book->saveAs(out, &error)) << error.debugText().toStdString();
 
   EXPECT_TRUE(part(out, "[Content_Types].xml").contains("spreadsheetml.sheet.main+xml"));
   EXPECT_FALSE(part(out, "[Content_Types].xml").contains("template.main+xml"));
@@ -156,7 +156,7 @@ TEST(ExcelWorkbook, SavedTemplateIsAWorkbookWithUntouchedPartsKept) {
   EXPECT_TRUE(part(out, "xl/sharedStrings.xml").contains("count=\"12\" uniqueCount=\"13\""));
 
   auto again = Workbook::open(out, &error);
-  ASSERT_TRUE(again) << error.toStdString();
+  ASSERT_TRUE(again) << error.debugText().toStdString();
   EXPECT_EQ(again->ActiveSheet()->Text(3, 1), QStringLiteral("Tea & <cake> _x0041_ \x01"));
   EXPECT_EQ(again->ActiveSheet()->Text(3, 3), QStringLiteral("#Subject and more"));
 }
@@ -180,8 +180,8 @@ TEST(ExcelWorkbook, InsertedRowCopiesCarryValuesStylesMergesAndFormulas) {
   EXPECT_EQ(ws->Formula(9, 2), QStringLiteral("COUNTA(A3:A8)"));
 
   const QString out = dir.filePath(QStringLiteral("rows.xlsx"));
-  QString error;
-  ASSERT_TRUE(book->saveAs(out, &error)) << error.toStdString();
+  ordolo::office::Error error;
+  ASSERT_TRUE(book->saveAs(out, &error)) << error.debugText().toStdString();
   const QByteArray sheet = part(out, "xl/worksheets/sheet2.xml");
   EXPECT_TRUE(sheet.contains("<mergeCells count=\"3\"><mergeCell ref=\"A4:B4\"/><mergeCell ref=\"A6:B6\"/><mergeCell ref=\"A8:B8\"/></mergeCells>"));
   EXPECT_TRUE(sheet.contains("<dimension ref=\"A1:D10\"/>"));
@@ -213,15 +213,15 @@ TEST(ExcelWorkbook, PicturesFollowTheirRowAndJoinAnExistingDrawing) {
   auto book = openOrFail("list.xlsx");
   ASSERT_TRUE(book);
   Worksheet* ws = book->ActiveSheet();
-  QString error;
+  ordolo::office::Error error;
   EXPECT_FALSE(ws->AddPicture(3, 2, text, 10, 10, &error));
-  EXPECT_TRUE(error.contains(text)) << error.toStdString();
-  ASSERT_TRUE(ws->AddPicture(3, 2, png, 98.95, 108.85, &error)) << error.toStdString();
+  EXPECT_TRUE(error.debugText().contains(text)) << error.debugText().toStdString();
+  ASSERT_TRUE(ws->AddPicture(3, 2, png, 98.95, 108.85, &error)) << error.debugText().toStdString();
   ASSERT_TRUE(ws->AddPicture(4, 1, png, 10, 10, &error));
   ws->InsertEmptyRows(2, 2);  // row 3 becomes row 5
   ws->DeleteRows(6, 1);       // the second picture's row goes, and the picture with it
   const QString out = dir.filePath(QStringLiteral("pictures.xlsx"));
-  ASSERT_TRUE(book->saveAs(out, &error)) << error.toStdString();
+  ASSERT_TRUE(book->saveAs(out, &error)) << error.debugText().toStdString();
 
   const QByteArray drawing = part(out, "xl/drawings/drawing1.xml");
   EXPECT_EQ(drawing.count("<xdr:oneCellAnchor"), 1);
@@ -238,30 +238,33 @@ TEST(ExcelWorkbook, PicturesFollowTheirRowAndJoinAnExistingDrawing) {
   auto again = Workbook::open(out, &error);
   ASSERT_TRUE(again);
   ASSERT_TRUE(again->ActiveSheet()->AddPicture(1, 1, png, 10, 10, &error));
-  ASSERT_TRUE(again->saveAs(out, &error)) << error.toStdString();
+  ASSERT_TRUE(again->saveAs(out, &error)) << error.debugText().toStdString();
   EXPECT_EQ(part(out, "xl/drawings/drawing1.xml").count("<xdr:oneCellAnchor"), 2);
   EXPECT_TRUE(part(out, "xl/drawings/_rels/drawing1.xml.rels").contains("Target=\"../media/ordolo2.png\""));
-  EXPECT_FALSE(Package::open(out, &error)->has(QStringLiteral("xl/drawings/drawing2.xml")));
+  QString why;
+  EXPECT_FALSE(Package::open(out, &why)->has(QStringLiteral("xl/drawings/drawing2.xml")));
 }
 
 TEST(ExcelWorkbook, DamagedFilesAreRefusedNamingTheFile) {
-  QString error;
+  ordolo::office::Error error;
   EXPECT_FALSE(Workbook::open(data("not-a-zip.xlsx"), &error));
-  EXPECT_TRUE(error.contains(data("not-a-zip.xlsx"))) << error.toStdString();
+  EXPECT_TRUE(error.debugText().contains(data("not-a-zip.xlsx"))) << error.debugText().toStdString();
 
-  error.clear();
+  error = {};
   EXPECT_FALSE(Workbook::open(data("missing-sheet.xlsx"), &error));
-  EXPECT_TRUE(error.contains(data("missing-sheet.xlsx"))) << error.toStdString();
-  EXPECT_TRUE(error.contains(QStringLiteral("xl/worksheets/sheet2.xml"))) << error.toStdString();
+  EXPECT_EQ(error.problem, ordolo::office::Problem::WorkbookPart);
+  EXPECT_TRUE(error.debugText().contains(data("missing-sheet.xlsx"))) << error.debugText().toStdString();
+  EXPECT_TRUE(error.debugText().contains(QStringLiteral("xl/worksheets/sheet2.xml"))) << error.debugText().toStdString();
 
-  error.clear();
+  error = {};
   EXPECT_FALSE(Workbook::open(data("bad-xml.xlsx"), &error));
-  EXPECT_TRUE(error.contains(data("bad-xml.xlsx"))) << error.toStdString();
-  EXPECT_TRUE(error.contains(QStringLiteral("xl/worksheets/sheet2.xml"))) << error.toStdString();
+  EXPECT_EQ(error.problem, ordolo::office::Problem::WorkbookXml);
+  EXPECT_TRUE(error.debugText().contains(data("bad-xml.xlsx"))) << error.debugText().toStdString();
+  EXPECT_TRUE(error.debugText().contains(QStringLiteral("xl/worksheets/sheet2.xml"))) << error.debugText().toStdString();
 
-  error.clear();
+  error = {};
   EXPECT_FALSE(Workbook::open(data("no-such-file.xlsx"), &error));
-  EXPECT_TRUE(error.contains(QStringLiteral("no-such-file.xlsx")));
+  EXPECT_TRUE(error.debugText().contains(QStringLiteral("no-such-file.xlsx")));
 }
 
 TEST(ExcelReferences, FormulasFollowRowShiftsAndCopies) {

@@ -146,9 +146,9 @@ inline Outcome touchMessage(ScratchStore& scratch, const QByteArray& bytes) {
 // table rows, leftover removal), saved and opened again.
 inline Outcome touchDocument(ScratchStore& scratch, const QByteArray& bytes) {
   const QString path = scratch.writeFile("fuzz.dotx", bytes);
-  QString error;
+  office::Error error;
   auto doc = office::word::Document::create(path, &error);
-  if (!doc) return Outcome{false, error, 0};
+  if (!doc) return Outcome{false, error.debugText(), 0};
   tpl::WordTarget st(*doc);
   use(st.text().size());
   auto fill = [&](const char* cAlt, const char* value, bool wildcards) {

@@ -15,9 +15,9 @@ using namespace ordolo;
 
 TEST(WordPdfTest, FilledTemplatePrintsItsValues) {
   if (office::convert::Converter::findProgram().isEmpty()) GTEST_SKIP() << "LibreOffice is not installed";
-  QString error;
+  office::Error error;
   auto doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/memo.dotx"), &error);
-  ASSERT_TRUE(doc) << error.toStdString();
+  ASSERT_TRUE(doc) << error.debugText().toStdString();
   tpl::WordTarget st(*doc);
   auto fill = [&](const char* cAlt, const QString& value, bool wildcards) {
     bool test = true;
@@ -35,11 +35,11 @@ TEST(WordPdfTest, FilledTemplatePrintsItsValues) {
 
   QTemporaryDir dir;
   const QString docx = dir.filePath("memo.docx");
-  ASSERT_TRUE(doc->saveAs(docx, &error)) << error.toStdString();
+  ASSERT_TRUE(doc->saveAs(docx, &error)) << error.debugText().toStdString();
   office::convert::Converter converter;
   const auto results = converter.toPdf({docx}, dir.path());
   ASSERT_EQ(results.size(), 1u);
-  ASSERT_TRUE(results[0].ok()) << results[0].error.toStdString();
+  ASSERT_TRUE(results[0].ok()) << results[0].error.debugText().toStdString();
 
   QProcess pdftotext;
   pdftotext.start("pdftotext", {"-layout", results[0].output, "-"});
@@ -63,9 +63,9 @@ TEST(WordPdfTest, HtmlInsertedThroughLibreOffice) {
     f.write("<html><body><p>Hello <b>bold</b> world</p><table border=1><tr><td>cell A</td><td>cell B</td></tr></table>"
             "<p>Last</p></body></html>");
   }
-  QString error;
+  office::Error error;
   auto doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/report.docx"), &error);
-  ASSERT_TRUE(doc) << error.toStdString();
+  ASSERT_TRUE(doc) << error.debugText().toStdString();
   office::word::Range at = doc->content();
   office::word::FindOptions find;
   find.text = "#Folder";
@@ -73,15 +73,16 @@ TEST(WordPdfTest, HtmlInsertedThroughLibreOffice) {
   // Without an importer HTML is refused with the file's name.
   office::word::Range copy = at;
   EXPECT_FALSE(doc->insertFile(html, copy, &error));
-  EXPECT_TRUE(error.contains("body.html"));
+  EXPECT_EQ(error.problem, office::Problem::InsertFile);
+  EXPECT_EQ(error.details.value(0), html);
 
   office::convert::Converter converter;
-  doc->setImporter([&](const QString& file, QString* why) {
+  doc->setImporter([&](const QString& file, office::Error* why) {
     const auto r = converter.toDocx(file, dir.filePath("imported.docx"));
     if (!r.ok()) *why = r.error;
     return r.output;
   });
-  ASSERT_TRUE(doc->insertFile(html, at, &error)) << error.toStdString();
+  ASSERT_TRUE(doc->insertFile(html, at, &error)) << error.debugText().toStdString();
   const QString text = doc->contentText();
   EXPECT_TRUE(text.startsWith("Title Hello bold world\rcell A\r\acell B\r\a\r\aLast\r")) << text.toStdString();
   EXPECT_EQ(doc->tableCount(), 1);

@@ -46,9 +46,9 @@ class Grid : public ::testing::Test {
   // first and last are given.
   void build(const std::vector<model::ItemPtr>& items, QDate first = {}, QDate last = {},
              const QString& templ = QStringLiteral(ORDOLO_TEST_DATA "/word/grid.docx")) {
-    QString error;
+    office::Error error;
     doc = word::Document::create(templ, &error);
-    ASSERT_TRUE(doc) << error.toStdString();
+    ASSERT_TRUE(doc) << error.debugText().toStdString();
     header = tpl::RunHeader{};
     header.User = "Test User";
     header.Folder = "Calendar";
@@ -241,8 +241,8 @@ TEST_F(Grid, ShippedTemplatePrintsAPagePerMonth) {
         QStringLiteral(ORDOLO_SOURCE_DIR "/examples/templates/ACalendar.dotx"));
   ASSERT_TRUE(written);
   QTemporaryDir dir;
-  QString error;
-  ASSERT_TRUE(doc->saveAs(dir.filePath("ACalendar.docx"), &error)) << error.toStdString();
+  office::Error error;
+  ASSERT_TRUE(doc->saveAs(dir.filePath("ACalendar.docx"), &error)) << error.debugText().toStdString();
   const auto pdf = office::convert::Converter().toPdf({dir.filePath("ACalendar.docx")}, dir.path());
   ASSERT_TRUE(pdf.size() == 1 && pdf[0].ok());
   const QStringList pages = pdfText(pdf[0].output, true).split(QChar(12), Qt::SkipEmptyParts);

@@ -41,9 +41,9 @@ class CalendarFill : public StoreTest {
 
   // Each item fills a fresh copy of the document; the run state goes on.
   void render(const model::ItemPtr& item, Renderer renderer = Renderer::Appointment) {
-    QString error;
+    office::Error error;
     doc = word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/calendar.docx"), &error);
-    ASSERT_TRUE(doc) << error.toStdString();
+    ASSERT_TRUE(doc) << error.debugText().toStdString();
     target = std::make_unique<tpl::WordTarget>(*doc);
     ++st.ItemCounter;
     renderers::RenderContext ctx{st, *target, item, report, store.get()};

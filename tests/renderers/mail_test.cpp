@@ -58,9 +58,9 @@ class MailFill : public ::testing::Test {
 
   // A fresh copy of the test document as the target, the run state kept.
   void open() {
-    QString error;
+    office::Error error;
     doc = word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/mail.docx"), &error);
-    ASSERT_TRUE(doc) << error.toStdString();
+    ASSERT_TRUE(doc) << error.debugText().toStdString();
     target = std::make_unique<tpl::WordTarget>(*doc);
   }
   void render(const model::ItemPtr& item) {
@@ -334,7 +334,7 @@ TEST_F(MailFill, TheHtmlBodyBringsItsInlinePictureAndNothingElse) {
   office::convert::Converter converter;
   if (converter.program().isEmpty()) GTEST_SKIP() << "LibreOffice is not installed";
   open();
-  doc->setImporter([&](const QString& file, QString* why) {
+  doc->setImporter([&](const QString& file, office::Error* why) {
     const auto r = converter.toDocx(file, util::TempFolder() + "imported.docx");
     if (!r.ok()) *why = r.error;
     return r.output;
@@ -355,14 +355,15 @@ TEST_F(MailFill, TheHtmlBodyBringsItsInlinePictureAndNothingElse) {
                         util::Format(item->date("CreationTime"), "yyyyMMdd-hhnn") + "_logo.png";
   EXPECT_EQ(readFile(saved), kPng);
   const QString out = home.filePath("filled.docx");
-  QString why;
-  ASSERT_TRUE(doc->saveAs(out, &why)) << why.toStdString();
-  auto pkg = office::Package::open(out, &why);
+  office::Error why;
+  ASSERT_TRUE(doc->saveAs(out, &why)) << why.debugText().toStdString();
+  QString reason;
+  auto pkg = office::Package::open(out, &reason);
   ASSERT_TRUE(pkg);
-  const QByteArray rels = pkg->read("word/_rels/document.xml.rels", &why).value_or(QByteArray());
+  const QByteArray rels = pkg->read("word/_rels/document.xml.rels", &reason).value_or(QByteArray());
   EXPECT_FALSE(rels.contains("file:")) << rels.toStdString();
   EXPECT_FALSE(rels.contains("tracker")) << rels.toStdString();
-  const QByteArray body = pkg->read("word/document.xml", &why).value_or(QByteArray());
+  const QByteArray body = pkg->read("word/document.xml", &reason).value_or(QByteArray());
   EXPECT_TRUE(body.contains("r:embed")) << body.left(4000).toStdString();
   EXPECT_FALSE(body.contains("r:link"));
   // Nothing was written outside the home and the temporary folder.

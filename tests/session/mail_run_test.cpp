@@ -159,8 +159,9 @@ TEST(MailHtmlRun, OneLibreOfficeStartForTheBodiesOfManyMails) {
   ASSERT_TRUE(result.errors.isEmpty()) << result.errors.join('\n').toStdString();
   EXPECT_EQ(converter.launches(), 1);
   for (int n = 1; n <= 4; ++n) {
-    auto doc = office::word::Document::create(out.filePath(QStringLiteral("MMemo-00%1.docx").arg(n)), &why);
-    ASSERT_TRUE(doc) << why.toStdString();
+    office::Error error;
+    auto doc = office::word::Document::create(out.filePath(QStringLiteral("MMemo-00%1.docx").arg(n)), &error);
+    ASSERT_TRUE(doc) << error.debugText().toStdString();
     const QString text = doc->contentText();
     const int i = start.items()[size_t(n - 1)]->text("Subject").section(' ', 1).toInt();
     EXPECT_TRUE(text.contains(QStringLiteral("Issue %1\rBody of news %1\r").arg(i))) << text.toStdString();

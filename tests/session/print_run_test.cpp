@@ -69,9 +69,9 @@ class Run : public StoreTest {
 
   QStringList written() const { return QDir(out.path()).entryList(QDir::Files, QDir::Name); }
   std::unique_ptr<word::Document> open(const QString& name) {
-    QString why;
+    office::Error why;
     auto doc = word::Document::create(out.filePath(name), &why);
-    EXPECT_TRUE(doc) << why.toStdString();
+    EXPECT_TRUE(doc) << why.debugText().toStdString();
     return doc;
   }
   QString cell(word::Document& doc, int row, int column) {
@@ -380,12 +380,12 @@ TEST_F(Run, AContactPictureIsInsertedAtItsSizeOrLeavesABlank) {
 
   // In a workbook the picture sits on the placeholder's cell of its
   // contact's rows; the cell keeps the rest of its text.
-  QString why;
+  office::Error why;
   auto book = office::excel::Workbook::open(QStringLiteral(ORDOLO_TEST_DATA "/excel/list.xltx"), &why);
-  ASSERT_TRUE(book) << why.toStdString();
+  ASSERT_TRUE(book) << why.debugText().toStdString();
   book->ActiveSheet()->SetText(4, 3, "Photo: #ContactPicture");
   const QString xl = dir.filePath("Clist.xlsx");
-  ASSERT_TRUE(book->saveAs(xl, &why)) << why.toStdString();
+  ASSERT_TRUE(book->saveAs(xl, &why)) << why.debugText().toStdString();
   print({bySubject("Contacts", "Claire Dubois"), bySubject("Contacts", "Jonas Keller")}, xl);
   const QString filled = out.filePath("Clist-001.xlsx");
   const QByteArray drawing = zipPart(filled, "xl/drawings/drawing1.xml");

@@ -33,9 +33,9 @@ class CommonFill : public ::testing::Test {
   void TearDown() override { util::setUserLocale(util::localeFromEnvironment()); }
 
   void open() {
-    QString error;
+    office::Error error;
     doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/common.docx"), &error);
-    ASSERT_TRUE(doc) << error.toStdString();
+    ASSERT_TRUE(doc) << error.debugText().toStdString();
     st = std::make_unique<WordTarget>(*doc);
   }
   // Asserts that the main text holds `part`.

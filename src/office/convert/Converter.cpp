@@ -22,13 +22,10 @@
 #include <algorithm>
 #include <mutex>
 
-#include "lang/Messages.h"
 #include "util/DebugLog.h"
 #include "util/Folders.h"
 
 namespace ordolo::office::convert {
-
-using lang::Msg;
 
 namespace {
 
@@ -44,6 +41,7 @@ bool StageInput(const QString& from, const QString& to) {
 }
 
 void log(const QString& line) { util::DebugLog::write(QStringLiteral("Convert: ") + line); }
+void log(const Error& error) { log(error.debugText()); }
 
 QString env(const char* name) { return QString::fromLocal8Bit(qgetenv(name)); }
 
@@ -118,7 +116,7 @@ struct Job {
   QString staged;
   QString produced;
   QString output;  // set when converted
-  QString error;   // set when not
+  Error error;     // set when not
 };
 
 }  // namespace
@@ -246,7 +244,7 @@ struct Converter::Impl {
     const QFileInfo programInfo(program);
     if (program.isEmpty() || !programInfo.isFile() || !programInfo.isExecutable()) {
       log(QStringLiteral("no LibreOffice: \"%1\"").arg(program));
-      for (Job& job : all) job.error = lang::text(Msg::ErrOfficeMissing);
+      for (Job& job : all) job.error = Error(Problem::OfficeMissing);
       return;
     }
     const int timeout = timeoutMs(total);
@@ -265,13 +263,13 @@ struct Converter::Impl {
         if (nonEmptyFile(job->produced)) job->output = job->produced;
 
       if (report.end == End::NotStarted) {
-        for (Job* job : pending) job->error = lang::text(Msg::ErrOfficeMissing);
+        for (Job* job : pending) job->error = Error(Problem::OfficeMissing);
         return;
       }
       if (report.end == End::TimedOut) {
         const QString seconds = QString::number((timeout + 999) / 1000);
         for (Job* job : pending)
-          if (job->output.isEmpty()) job->error = lang::text(Msg::ErrConvertTimeout).arg(nameOf(*job), seconds);
+          if (job->output.isEmpty()) job->error = Error(Problem::ConvertTimeout, {nameOf(*job), seconds});
         return;
       }
       const int reported = std::min<int>(report.events, int(pending.size()));
@@ -283,7 +281,7 @@ struct Converter::Impl {
         if (reported > 0 && report.lastEventConverted && pending[reported - 1]->output.isEmpty())
           culprit = size_t(reported - 1);
         if (culprit < pending.size()) {
-          pending[culprit]->error = lang::text(Msg::ErrConvertCrashed).arg(nameOf(*pending[culprit]));
+          pending[culprit]->error = Error(Problem::ConvertCrashed, {nameOf(*pending[culprit])});
           if (culprit >= size_t(reported) && progress) progress(std::min(++done, total), total);
           next = culprit + 1;
         }
@@ -295,11 +293,11 @@ struct Converter::Impl {
       std::vector<Job*> rest;
       for (size_t i = 0; i < pending.size(); ++i) {
         Job* job = pending[i];
-        if (!job->output.isEmpty() || !job->error.isEmpty()) continue;
+        if (!job->output.isEmpty() || job->error.failed()) continue;
         if (i < next)
-          job->error = lang::text(report.end == End::Crashed && idleRounds >= 2 ? Msg::ErrConvertCrashed
-                                                                              : Msg::ErrConvertFailed)
-                           .arg(nameOf(*job));
+          job->error = Error(report.end == End::Crashed && idleRounds >= 2 ? Problem::ConvertCrashed
+                                                                         : Problem::ConvertFailed,
+                             {nameOf(*job)});
         else
           rest.push_back(job);
       }
@@ -349,7 +347,7 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
 
   const QString outDir = util::WithSlash(QFileInfo(outputFolder).absoluteFilePath());
   if (!QDir().mkpath(outDir) || !QFileInfo(outDir).isWritable()) {
-    for (Result& r : results) r.error = lang::text(Msg::ErrConvertWrite).arg(outputFolder);
+    for (Result& r : results) r.error = Error(Problem::ConvertWrite, {outputFolder});
     return results;
   }
 
@@ -358,7 +356,7 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
   const QString in = staging.path() + QLatin1String("/in/");
   const QString out = staging.path() + QLatin1String("/out/");
   if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out)) {
-    for (Result& r : results) r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
+    for (Result& r : results) r.error = Error(Problem::ConvertWrite, {util::TempFolder()});
     return results;
   }
 
@@ -373,14 +371,14 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
     Result& r = results[i];
     const QFileInfo fi(r.input);
     if (!fi.isFile() || !fi.isReadable()) {
-      r.error = lang::text(Msg::ErrConvertNoFile).arg(r.input);
+      r.error = Error(Problem::ConvertNoFile, {r.input});
     } else if (!looksLikeDocument(fi.absoluteFilePath())) {
-      r.error = lang::text(Msg::ErrConvertNotDocument).arg(r.input);
+      r.error = Error(Problem::ConvertNotDocument, {r.input});
     } else {
       const QString stem = QString::number(i);
       const QString link = in + stem + (fi.suffix().isEmpty() ? QString() : QLatin1Char('.') + fi.suffix());
       if (!StageInput(fi.absoluteFilePath(), link)) {
-        r.error = lang::text(Msg::ErrConvertWrite).arg(in);
+        r.error = Error(Problem::ConvertWrite, {in});
         continue;
       }
       jobs.push_back(Job{link, out + stem + QLatin1String(".pdf"), {}, {}});
@@ -401,7 +399,7 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
   for (size_t j = 0; j < jobs.size(); ++j) {
     Result& r = results[jobOf[j]];
     if (jobs[j].output.isEmpty()) {
-      r.error = jobs[j].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(r.input) : jobs[j].error;
+      r.error = !jobs[j].error.failed() ? Error(Problem::ConvertFailed, {r.input}) : jobs[j].error;
       continue;
     }
     const QFileInfo fi(r.input);
@@ -410,7 +408,7 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
     for (int k = 2; taken.contains(name); ++k) name = QStringLiteral("%1 (%2).pdf").arg(stem).arg(k);
     taken.insert(name);
     if (!moveReplacing(jobs[j].output, outDir + name)) {
-      r.error = lang::text(Msg::ErrConvertWrite).arg(outDir + name);
+      r.error = Error(Problem::ConvertWrite, {outDir + name});
       continue;
     }
     r.output = outDir + name;
@@ -425,7 +423,7 @@ Result Converter::toOoxml(const QString& legacyFile) {
   r.input = legacyFile;
   const QFileInfo fi(legacyFile);
   if (!fi.isFile() || !fi.isReadable()) {
-    r.error = lang::text(Msg::ErrConvertNoFile).arg(legacyFile);
+    r.error = Error(Problem::ConvertNoFile, {legacyFile});
     return r;
   }
   // A .dot becomes a .docx, not a .dotx: the engine makes a new document
@@ -440,11 +438,11 @@ Result Converter::toOoxml(const QString& legacyFile) {
     target = QStringLiteral("xlsx");
     convertTo = QStringLiteral("xlsx:Calc MS Excel 2007 XML");
   } else {
-    r.error = lang::text(Msg::ErrConvertNotLegacy).arg(legacyFile);
+    r.error = Error(Problem::ConvertNotLegacy, {legacyFile});
     return r;
   }
   if (!looksLikeDocument(fi.absoluteFilePath())) {
-    r.error = lang::text(Msg::ErrConvertNotDocument).arg(legacyFile);
+    r.error = Error(Problem::ConvertNotDocument, {legacyFile});
     return r;
   }
 
@@ -468,7 +466,7 @@ Result Converter::toOoxml(const QString& legacyFile) {
     return r;
   }
   if (!QDir().mkpath(cacheDir)) {
-    r.error = lang::text(Msg::ErrConvertWrite).arg(cacheDir);
+    r.error = Error(Problem::ConvertWrite, {cacheDir});
     return r;
   }
 
@@ -478,18 +476,18 @@ Result Converter::toOoxml(const QString& legacyFile) {
   const QString out = staging.path() + QLatin1String("/out/");
   const QString link = in + QLatin1String("template.") + fi.suffix();
   if (!staging.isValid() || !QDir().mkpath(in) || !QDir().mkpath(out) || !StageInput(source, link)) {
-    r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
+    r.error = Error(Problem::ConvertWrite, {util::TempFolder()});
     return r;
   }
   std::vector<Job> jobs{Job{link, out + QLatin1String("template.") + target, {}, {}}};
   d_->convert(convertTo, out, jobs, QStringList{legacyFile}, {});
   if (jobs[0].output.isEmpty()) {
-    r.error = jobs[0].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(legacyFile) : jobs[0].error;
+    r.error = !jobs[0].error.failed() ? Error(Problem::ConvertFailed, {legacyFile}) : jobs[0].error;
     log(r.error);
     return r;
   }
   if (!moveReplacing(jobs[0].output, cached)) {
-    r.error = lang::text(Msg::ErrConvertWrite).arg(cached);
+    r.error = Error(Problem::ConvertWrite, {cached});
     log(r.error);
     return r;
   }
@@ -523,12 +521,12 @@ std::vector<Result> Converter::toDocx(const QStringList& files, const QString& o
       if ((suffix == QLatin1String("html") || suffix == QLatin1String("htm")) != html) continue;
       r.input = files[i];
       if (!fi.isFile() || !fi.isReadable()) {
-        r.error = lang::text(Msg::ErrConvertNoFile).arg(files[i]);
+        r.error = Error(Problem::ConvertNoFile, {files[i]});
         continue;
       }
       const QString link = in + QString::number(i) + QLatin1Char('.') + fi.suffix();
       if (!ready || !StageInput(fi.absoluteFilePath(), link)) {
-        r.error = lang::text(Msg::ErrConvertWrite).arg(util::TempFolder());
+        r.error = Error(Problem::ConvertWrite, {util::TempFolder()});
         continue;
       }
       jobs.push_back(Job{link, out + QString::number(i) + QLatin1String(".docx"), {}, {}});
@@ -541,13 +539,13 @@ std::vector<Result> Converter::toDocx(const QStringList& files, const QString& o
     for (size_t j = 0; j < jobs.size(); ++j) {
       Result& r = results[jobOf[j]];
       if (jobs[j].output.isEmpty()) {
-        r.error = jobs[j].error.isEmpty() ? lang::text(Msg::ErrConvertFailed).arg(r.input) : jobs[j].error;
+        r.error = !jobs[j].error.failed() ? Error(Problem::ConvertFailed, {r.input}) : jobs[j].error;
         log(r.error);
         continue;
       }
       const QString placed = target + QString::number(jobOf[j]) + QLatin1String(".docx");
       if (!moveReplacing(jobs[j].output, placed)) {
-        r.error = lang::text(Msg::ErrConvertWrite).arg(placed);
+        r.error = Error(Problem::ConvertWrite, {placed});
         continue;
       }
       r.output = placed;
@@ -563,7 +561,7 @@ Result Converter::toDocx(const QString& file, const QString& outputFile) {
   r.input = file;
   if (!r.ok()) return r;
   if (!QDir().mkpath(QFileInfo(outputFile).absolutePath()) || !moveReplacing(r.output, outputFile)) {
-    r.error = lang::text(Msg::ErrConvertWrite).arg(outputFile);
+    r.error = Error(Problem::ConvertWrite, {outputFile});
     r.output.clear();
     return r;
   }

@@ -20,15 +20,17 @@
 #include <memory>
 #include <vector>
 
+#include "office/Error.h"
+
 namespace ordolo::office::convert {
 
 struct Result {
   QString input;   // the file as given
   QString output;  // the converted file; empty on failure
-  QString error;   // a user-visible message naming the input; empty on success
+  Error error;     // what went wrong, naming the input; none on success
   bool fromCache = false;  // toOoxml: the converted copy was already there
 
-  bool ok() const { return error.isEmpty() && !output.isEmpty(); }
+  bool ok() const { return !error.failed() && !output.isEmpty(); }
 };
 
 struct Options {

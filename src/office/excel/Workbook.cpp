@@ -1,6 +1,5 @@
 #include "office/excel/Workbook.h"
 
-#include "lang/Messages.h"
 #include "office/Package.h"
 
 #include <QDir>
@@ -629,11 +628,15 @@ void Worksheet::SetWrapText(int row, int column) {
   changed_ = true;
 }
 
-bool Worksheet::AddPicture(int row, int column, const QString& path, double widthPt, double heightPt, QString* error) {
+bool Worksheet::AddPicture(int row, int column, const QString& path, double widthPt, double heightPt, Error* error) {
   Picture p{row, column, {}, {}, {}, qint64(widthPt * 12700.0 + 0.5), qint64(heightPt * 12700.0 + 0.5), shifts_.size()};
-  QString why;
-  if (row < 1 || column < 1 || !ReadPicture(path, &p.data, &p.ext, &p.type, &why)) {
-    if (error) *error = lang::text(lang::Msg::ErrPictureInsert).arg(path, why);
+  if (row < 1 || column < 1) {
+    if (error) *error = Error(Problem::PictureInsert, {path, QStringLiteral("no cell %1,%2").arg(row).arg(column)});
+    return false;
+  }
+  Error why;
+  if (!ReadPicture(path, &p.data, &p.ext, &p.type, &why)) {
+    if (error) *error = why;
     return false;
   }
   pictures_.push_back(std::move(p));
@@ -805,41 +808,41 @@ void Workbook::shiftDefinedNames(const RowShift& s) {
   }
 }
 
-bool Workbook::parsePart(const QString& part, pugi::xml_document* doc, QString* error) const {
+bool Workbook::parsePart(const QString& part, pugi::xml_document* doc, Error* error) const {
   const QString file = package_->path();
   if (!package_->has(part)) {
-    if (error) *error = lang::text(lang::Msg::ErrWorkbookPart).arg(file, part);
+    if (error) *error = Error(Problem::WorkbookPart, {file, part});
     return false;
   }
   QString why;
   const std::optional<QByteArray> data = package_->read(part, &why);
   if (!data) {
-    if (error) *error = lang::text(lang::Msg::ErrWorkbookOpen).arg(file, why);
+    if (error) *error = Error(Problem::WorkbookOpen, {file, why});
     return false;
   }
   const pugi::xml_parse_result r = doc->load_buffer(data->constData(), size_t(data->size()), kParse, pugi::encoding_utf8);
   if (!r || !doc->document_element()) {
     if (error)
-      *error = lang::text(lang::Msg::ErrWorkbookXml)
-                   .arg(file, part, QStringLiteral("%1, byte %2").arg(QString::fromUtf8(r.description())).arg(r.offset));
+      *error = Error(Problem::WorkbookXml,
+                     {file, part, QStringLiteral("%1, byte %2").arg(QString::fromUtf8(r.description())).arg(r.offset)});
     return false;
   }
   return true;
 }
 
-std::unique_ptr<Workbook> Workbook::open(const QString& path, QString* error) {
+std::unique_ptr<Workbook> Workbook::open(const QString& path, Error* error) {
   std::unique_ptr<Workbook> book(new Workbook);
   QString why;
   book->package_ = Package::open(path, &why);
   if (!book->package_) {
-    if (error) *error = lang::text(lang::Msg::ErrWorkbookOpen).arg(path, why);
+    if (error) *error = Error(Problem::WorkbookOpen, {path, why});
     return nullptr;
   }
   if (!book->load(error)) return nullptr;
   return book;
 }
 
-bool Workbook::load(QString* error) {
+bool Workbook::load(Error* error) {
   // The workbook part, as the package's relationships name it.
   workbookPart_ = QStringLiteral("xl/workbook.xml");
   {
@@ -892,7 +895,7 @@ bool Workbook::load(QString* error) {
     chosenName = firstName;
   }
   if (chosen < 0) {
-    if (error) *error = lang::text(lang::Msg::ErrWorkbookNoSheet).arg(package_->path());
+    if (error) *error = Error(Problem::WorkbookNoSheet, {package_->path()});
     return false;
   }
 
@@ -977,7 +980,7 @@ bool Workbook::load(QString* error) {
   return true;
 }
 
-bool Workbook::writePictures(QString* error) {
+bool Workbook::writePictures(Error* error) {
   Worksheet& ws = *sheet_;
   ws.flush();
   if (ws.pictures_.empty()) return true;
@@ -1085,12 +1088,12 @@ bool Workbook::writePictures(QString* error) {
   return true;
 }
 
-bool Workbook::saveAs(const QString& path, QString* error) {
-  auto fail = [&](const QString& why) {
-    if (error) *error = lang::text(lang::Msg::ErrWorkbookSave).arg(path, why);
+bool Workbook::saveAs(const QString& path, Error* error) {
+  auto fail = [&](const Error& why) {
+    if (error) *error = Error(Problem::WorkbookSave, {path}, why);
     return false;
   };
-  QString why;
+  Error why;
   Worksheet& ws = *sheet_;
   if (!writePictures(&why)) return fail(why);
   if (ws.changed_ || ws.rowsChanged_) package_->write(ws.part_, ws.serialise());
@@ -1154,7 +1157,11 @@ bool Workbook::saveAs(const QString& path, QString* error) {
       break;
     }
   }
-  if (!package_->saveAs(path, &why)) return fail(why);
+  QString reason;
+  if (!package_->saveAs(path, &reason)) {
+    if (error) *error = Error(Problem::WorkbookSave, {path, reason});
+    return false;
+  }
   return true;
 }
 

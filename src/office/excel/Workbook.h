@@ -23,6 +23,7 @@
 
 #include <pugixml.hpp>
 
+#include "office/Error.h"
 #include "office/excel/References.h"
 
 namespace ordolo::office {
@@ -157,7 +158,7 @@ class Worksheet {
   // A picture file placed with its top left corner on the cell, at the given
   // size; it moves with its row and goes when its row is deleted. False and
   // *error set (naming the file) when the file is not a readable picture.
-  bool AddPicture(int row, int column, const QString& path, double widthPt, double heightPt, QString* error);
+  bool AddPicture(int row, int column, const QString& path, double widthPt, double heightPt, Error* error);
 
  private:
   friend class Workbook;
@@ -220,7 +221,7 @@ class Workbook {
  public:
   // Null and *error set (a text naming the file) when the file is not a
   // readable workbook.
-  static std::unique_ptr<Workbook> open(const QString& path, QString* error);
+  static std::unique_ptr<Workbook> open(const QString& path, Error* error);
   ~Workbook();
 
   const QString& path() const;
@@ -229,7 +230,7 @@ class Workbook {
 
   // Writes the workbook as path (.xlsx, or .xlsm for a macro workbook),
   // replacing it atomically.
-  bool saveAs(const QString& path, QString* error);
+  bool saveAs(const QString& path, Error* error);
 
   // The shared string table, for reading cells.
   const QString& sharedString(int index) const;
@@ -241,10 +242,10 @@ class Workbook {
 
  private:
   Workbook();
-  bool load(QString* error);
-  bool parsePart(const QString& part, pugi::xml_document* doc, QString* error) const;
+  bool load(Error* error);
+  bool parsePart(const QString& part, pugi::xml_document* doc, Error* error) const;
   // Puts the sheet's new pictures into its drawing part.
-  bool writePictures(QString* error);
+  bool writePictures(Error* error);
 
   std::unique_ptr<Package> package_;
   QString workbookPart_;

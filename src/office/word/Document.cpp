@@ -1,6 +1,5 @@
 #include "office/word/Document.h"
 
-#include "lang/Messages.h"
 #include "office/Package.h"
 #include "office/word/Story.h"
 #include "util/Folders.h"
@@ -135,7 +134,6 @@ struct Document::Impl {
   std::map<int, std::vector<pugi::xml_node>> rows;
   int nextPictureId = 0;
   Document::Importer importer;
-  Document::PrintHook printHook;
   Part* styles = nullptr;
   bool stylesRead = false;
 
@@ -144,7 +142,7 @@ struct Document::Impl {
   // document default, else Word's 10 points.
   int inheritedHalfPoints(pugi::xml_node p);
 
-  Part* addPart(const QString& name, QString* error);
+  Part* addPart(const QString& name, Error* error);
   Part* findPart(const QString& name) {
     for (auto& p : parts)
       if (p->name == name) return p.get();
@@ -166,17 +164,19 @@ struct Document::Impl {
   void rebuildAround(Story& s, size_t first, pugi::xml_node from, pugi::xml_node to, int lastTail);
 };
 
-Part* Document::Impl::addPart(const QString& name, QString* error) {
-  const auto data = pkg->read(name, error);
-  if (!data) return nullptr;
+Part* Document::Impl::addPart(const QString& name, Error* error) {
+  QString why;
+  const auto data = pkg->read(name, &why);
+  if (!data) {
+    if (error) *error = Error(Problem::DocumentOpen, {source, why});
+    return nullptr;
+  }
   auto part = std::make_unique<Part>();
   part->name = name;
   const pugi::xml_parse_result r = part->xml.load_buffer(data->constData(), size_t(data->size()), kParseOptions);
   if (!r) {
     if (error)
-      *error = lang::text(lang::Msg::ErrDocumentXml)
-                   .arg(source, name, QString::fromUtf8(r.description()))
-                   .arg(r.offset);
+      *error = Error(Problem::DocumentXml, {source, name, QString::fromUtf8(r.description()), QString::number(r.offset)});
     return nullptr;
   }
   parts.push_back(std::move(part));
@@ -188,21 +188,25 @@ Document::~Document() = default;
 
 const QString& Document::sourcePath() const { return d->source; }
 
-std::unique_ptr<Document> Document::create(const QString& path, QString* error) {
+std::unique_ptr<Document> Document::create(const QString& path, Error* error) {
   std::unique_ptr<Document> doc(new Document);
   Impl& I = *doc->d;
   I.source = path;
-  QString why;
-  auto fail = [&](const QString& text) -> std::unique_ptr<Document> {
-    if (error) *error = text;
+  Error why;
+  auto fail = [&](const Error& e) -> std::unique_ptr<Document> {
+    if (error) *error = e;
     return nullptr;
   };
-  I.pkg = Package::open(path, &why);
-  if (!I.pkg) return fail(lang::text(lang::Msg::ErrDocumentOpen).arg(path, why));
+  const Error noBody(Problem::DocumentNoBody, {path});
+  {
+    QString reason;
+    I.pkg = Package::open(path, &reason);
+    if (!I.pkg) return fail(Error(Problem::DocumentOpen, {path, reason}));
+  }
 
   // The main part is the package's officeDocument relationship.
   if (!I.pkg->has(QStringLiteral("_rels/.rels")) || !I.pkg->has(QStringLiteral("[Content_Types].xml")))
-    return fail(lang::text(lang::Msg::ErrDocumentNoBody).arg(path));
+    return fail(noBody);
   Part* pkgRels = I.addPart(QStringLiteral("_rels/.rels"), &why);
   if (!pkgRels) return fail(why);
   for (pugi::xml_node r : pkgRels->xml.child("Relationships").children("Relationship")) {
@@ -211,13 +215,13 @@ std::unique_ptr<Document> Document::create(const QString& path, QString* error) 
       break;
     }
   }
-  if (I.mainName.isEmpty() || !I.pkg->has(I.mainName)) return fail(lang::text(lang::Msg::ErrDocumentNoBody).arg(path));
+  if (I.mainName.isEmpty() || !I.pkg->has(I.mainName)) return fail(noBody);
   I.contentTypes = I.addPart(QStringLiteral("[Content_Types].xml"), &why);
   if (!I.contentTypes) return fail(why);
   I.main = I.addPart(I.mainName, &why);
   if (!I.main) return fail(why);
   pugi::xml_node body = I.main->xml.child("w:document").child("w:body");
-  if (!body) return fail(lang::text(lang::Msg::ErrDocumentNoBody).arg(path));
+  if (!body) return fail(noBody);
 
   // Template or document, macros or not: from the main part's content type.
   const QString partName = QLatin1Char('/') + I.mainName;
@@ -881,7 +885,7 @@ int Document::Impl::inheritedHalfPoints(pugi::xml_node p) {
     stylesRead = true;
     for (const auto& [id, rel] : rels) {
       if (rel.external || !rel.type.endsWith(QLatin1String("/styles")) || !pkg->has(rel.target)) continue;
-      QString why;
+      Error why;
       styles = findPart(rel.target);
       if (!styles) styles = addPart(rel.target, &why);
       break;
@@ -958,16 +962,22 @@ void Document::Impl::ensureRootNamespace(const char* prefix, const char* uri) {
   if (!root.attribute(attr.c_str())) root.append_attribute(attr.c_str()) = uri;
 }
 
-bool Document::addPicture(const QString& path, Range& at, double widthPt, double heightPt, QString* error) {
+bool Document::addPicture(const QString& path, Range& at, double widthPt, double heightPt, Error* error) {
   Story* s = at.story;
   auto fail = [&](const QString& why) {
-    if (error) *error = lang::text(lang::Msg::ErrPictureInsert).arg(path, why);
+    if (error) *error = Error(Problem::PictureInsert, {path, why});
     return false;
   };
   if (!s || s->part() != d->main) return fail(QStringLiteral("not in the main text"));
   QByteArray data;
   QString ext, type, why;
-  if (!ReadPicture(path, &data, &ext, &type, &why)) return fail(why);
+  {
+    Error unread;
+    if (!ReadPicture(path, &data, &ext, &type, &unread)) {
+      if (error) *error = unread;
+      return false;
+    }
+  }
   // A fresh media name and drawing id.
   if (d->nextPictureId == 0) {
     int maxId = 0;
@@ -1019,13 +1029,13 @@ bool Document::addPicture(const QString& path, Range& at, double widthPt, double
   return true;
 }
 
-bool Document::insertFile(const QString& path, Range& at, QString* error) {
-  auto fail = [&](const QString& why) {
-    if (error) *error = lang::text(lang::Msg::ErrInsertFile).arg(path, why);
+bool Document::insertFile(const QString& path, Range& at, Error* error) {
+  auto fail = [&](const QString& reason) {
+    if (error) *error = Error(Problem::InsertFile, {path, reason});
     return false;
   };
   const QString suffix = QFileInfo(path).suffix().toLower();
-  QString why;
+  Error why;
   QString source = path;
   if (suffix != QLatin1String("docx") && suffix != QLatin1String("dotx") && suffix != QLatin1String("docm") &&
       suffix != QLatin1String("dotm")) {
@@ -1075,8 +1085,9 @@ bool Document::insertFile(const QString& path, Range& at, QString* error) {
         newId = d->addRel(it->second.type, it->second.target, true);
       } else if (image) {
         if (!bytes) {
-          bytes = O.pkg->read(it->second.target, &why);
-          if (!bytes) return fail(why);
+          QString reason;
+          bytes = O.pkg->read(it->second.target, &reason);
+          if (!bytes) return fail(reason);
           ext = QFileInfo(it->second.target).suffix().toLower();
         }
         QString media;
@@ -1113,39 +1124,21 @@ void Document::setImporter(Importer importer) { d->importer = std::move(importer
 
 // ---------------------------------------------------------------- saving
 
-bool Document::saveAs(const QString& path, QString* error) {
+bool Document::saveAs(const QString& path, Error* error) {
   for (auto& p : d->parts)
     if (p->dirty) d->pkg->write(p->name, Serialize(p->xml));
   QString why;
   if (!d->pkg->saveAs(path, &why)) {
-    if (error) *error = lang::text(lang::Msg::ErrDocumentSave).arg(path, why);
+    if (error) *error = Error(Problem::DocumentSave, {path, why});
     return false;
   }
   return true;
 }
 
+bool Document::macroEnabled() const { return d->macroEnabled; }
+
 }  // namespace ordolo::office::word
 
 namespace ordolo::office::word {
-
-void Document::setPrintHook(PrintHook hook) { d->printHook = std::move(hook); }
-
-bool Document::printOut(QString* error) {
-  if (!d->printHook) {
-    if (error) *error = lang::text(lang::Msg::ErrNoPrintTarget).arg(d->source);
-    return false;
-  }
-  // Each print-out is a file of its own, across all documents of the
-  // process: the print system may still be reading an earlier one.
-  static std::atomic<int> printed{0};
-  const QFileInfo fi(d->source);
-  const QString suffix = d->macroEnabled ? QStringLiteral("docm") : QStringLiteral("docx");
-  const QString path = QStringLiteral("%1%2-%3.%4")
-                           .arg(util::TempFolder(), fi.completeBaseName())
-                           .arg(++printed)
-                           .arg(suffix);
-  if (!saveAs(path, error)) return false;
-  return d->printHook(path, error);
-}
 
 }  // namespace ordolo::office::word

@@ -14,6 +14,8 @@
 #include <optional>
 #include <vector>
 
+#include "office/Error.h"
+
 namespace ordolo::office::word {
 
 // Word's story types.
@@ -86,7 +88,7 @@ class Document {
  public:
   // A new document from a template or document: .dotx/.dotm become
   // .docx/.docm content. Null and *error (naming the file) on failure.
-  static std::unique_ptr<Document> create(const QString& templatePath, QString* error);
+  static std::unique_ptr<Document> create(const QString& templatePath, Error* error);
   ~Document();
 
   const QString& sourcePath() const;
@@ -144,25 +146,20 @@ class Document {
 
   // Inserts the body of a .docx (or, through the importer, an .html) file
   // at the range; the range ends up collapsed behind the inserted text.
-  bool insertFile(const QString& path, Range& at, QString* error);
+  bool insertFile(const QString& path, Range& at, Error* error);
   // Turns a file that is not a Word document (HTML) into a .docx for
   // insertFile: returns the .docx's path, or empty with *error set. Without
   // an importer such files are refused.
-  using Importer = std::function<QString(const QString& file, QString* error)>;
+  using Importer = std::function<QString(const QString& file, Error* error)>;
   void setImporter(Importer importer);
   // Inserts a picture (PNG, JPEG, GIF) at the range, sized in points; the
   // range's text is replaced by it.
-  bool addPicture(const QString& path, Range& at, double widthPt, double heightPt, QString* error);
+  bool addPicture(const QString& path, Range& at, double widthPt, double heightPt, Error* error);
 
   // Saves as .docx/.docm at path (atomic).
-  bool saveAs(const QString& path, QString* error);
-
-  // Printing: printOut saves the document under its template's name into the
-  // process's temporary folder and hands that file to the hook (the print
-  // port: a CUPS queue, a PDF folder). Without a hook nothing is printed.
-  using PrintHook = std::function<bool(const QString& savedFile, QString* error)>;
-  void setPrintHook(PrintHook hook);
-  bool printOut(QString* error);
+  bool saveAs(const QString& path, Error* error);
+  // Whether the document keeps macros (.docm rather than .docx).
+  bool macroEnabled() const;
 
   struct Impl;
 
