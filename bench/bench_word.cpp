@@ -361,12 +361,12 @@ int main(int argc, char** argv) {
       if (a.startsWith(k)) return a.mid(k.size());
       return std::nullopt;
     };
-    if (auto v = value("--scenario=")) scenario = *v;
-    else if (auto v = value("--items=")) gItems = std::max(1, v->toInt());
-    else if (auto v = value("--rows=")) gRows = std::max(1, v->toInt());
-    else if (auto v = value("--templates=")) gTemplates = *v;
-    else if (auto v = value("--out=")) gOut = QDir(*v).absolutePath();
-    else if (auto v = value("--write-data=")) dataDir = *v;
+    if (auto s = value("--scenario=")) scenario = *s;
+    else if (auto n = value("--items=")) gItems = std::max(1, n->toInt());
+    else if (auto r = value("--rows=")) gRows = std::max(1, r->toInt());
+    else if (auto t = value("--templates=")) gTemplates = *t;
+    else if (auto o = value("--out=")) gOut = QDir(*o).absolutePath();
+    else if (auto d = value("--write-data=")) dataDir = *d;
     else fail(QStringLiteral("unknown argument %1 (see the top of bench/bench_word.cpp)").arg(a));
   }
   if (!dataDir.isEmpty()) return writeData(dataDir);

@@ -175,9 +175,9 @@ TEST_F(MailFill, SenderRecipientsAndStatusOfReceivedDraftAndReportItems) {
   EXPECT_EQ(line("From"), "From: [Anna Berger]");
 
   // A delivery report names neither sender nor recipient.
-  auto report = FakeItem::make(model::olReport);
-  report->set("SenderName", "Mail Delivery System").set("ReceivedTime", At(2026, 3, 16, 17, 5), model::olDateTime);
-  render(report);
+  auto deliveryReport = FakeItem::make(model::olReport);
+  deliveryReport->set("SenderName", "Mail Delivery System").set("ReceivedTime", At(2026, 3, 16, 17, 5), model::olDateTime);
+  render(deliveryReport);
   EXPECT_EQ(line("From"), "From: [-]");
   // A received mail whose sender is unknown falls back to its first recipient.
   auto anonymous = Mail(At(2026, 3, 18, 9, 0));

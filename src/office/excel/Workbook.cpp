@@ -1127,10 +1127,10 @@ bool Workbook::saveAs(const QString& path, Error* error) {
     if (!calcChainRelId_.isEmpty()) {
       pugi::xml_document rels;
       if (parsePart(relsPart_, &rels, &why)) {
-        pugi::xml_node root = rels.document_element();
-        for (pugi::xml_node r = root.child("Relationship"); r; r = r.next_sibling("Relationship"))
+        pugi::xml_node relations = rels.document_element();
+        for (pugi::xml_node r = relations.child("Relationship"); r; r = r.next_sibling("Relationship"))
           if (QString::fromUtf8(r.attribute("Id").value()) == calcChainRelId_) {
-            root.remove_child(r);
+            relations.remove_child(r);
             break;
           }
         package_->write(relsPart_, serialiseDoc(rels));
