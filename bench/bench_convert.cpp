@@ -95,7 +95,12 @@ void BM_PdfOnePerDocument(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_PdfBatch)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(3)->ReportAggregatesOnly(false);
+BENCHMARK(BM_PdfBatch)
+    ->Unit(benchmark::kSecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(3)
+    ->ReportAggregatesOnly(false);
 BENCHMARK(BM_PdfBatchFreshProfile)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(3);
 BENCHMARK(BM_PdfOnePerDocument)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(1);
 

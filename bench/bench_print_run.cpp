@@ -174,8 +174,10 @@ int runMemos() {
     doc->saveAs(out.filePath(QStringLiteral("d%1.docx").arg(i % 10)), nullptr);
   }
   const double openSave = t.nsecsElapsed() / 1e9;
-  std::printf("memos: %d mails into %d documents with %s\n", r.items, r.documents, qPrintable(QFileInfo(gTemplate).fileName()));
-  std::printf("  run %.3f s, %.0f items/s, %.3f ms per item, peak %.1f MB\n", run, r.items / run, 1000 * run / r.items, peak);
+  std::printf("memos: %d mails into %d documents with %s\n", r.items, r.documents,
+              qPrintable(QFileInfo(gTemplate).fileName()));
+  std::printf("  run %.3f s, %.0f items/s, %.3f ms per item, peak %.1f MB\n", run, r.items / run, 1000 * run / r.items,
+              peak);
   std::printf("  where the time goes: open template %.3f ms, fill %.3f ms, save %.3f ms per item\n",
               1000 * open / gItems, 1000 * (run - openSave) / gItems, 1000 * (openSave - open) / gItems);
   return r.items == gItems ? 0 : 1;

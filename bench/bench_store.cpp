@@ -189,22 +189,28 @@ struct Scenario {
   QStringList read;
 };
 
-const QString kCalendarFilter =
-    QStringLiteral("[Start]<='03/31/2026 11:59 PM' and [End]>'03/01/2026 12:00 AM'");
-const QString kMailFilter =
-    QStringLiteral("[ReceivedTime]>='2026-03-01 00:00' and [ReceivedTime]<='2026-03-31 23:59'");
+const QString kCalendarFilter = QStringLiteral("[Start]<='03/31/2026 11:59 PM' and [End]>'03/01/2026 12:00 AM'");
+const QString kMailFilter = QStringLiteral("[ReceivedTime]>='2026-03-01 00:00' and [ReceivedTime]<='2026-03-31 23:59'");
 
 const std::vector<Scenario>& scenarios() {
   static const std::vector<Scenario> all = {
-      {"ics-folder", QStringLiteral("Calendar"),
+      {"ics-folder",
+       QStringLiteral("Calendar"),
        [](const QString& root, int count) { writeIcsFolder(root + QStringLiteral("/Calendar"), count); },
-       kCalendarFilter, QStringLiteral("[Start]"), {QStringLiteral("Subject"), QStringLiteral("Start"), QStringLiteral("End")}},
-      {"ics-file", QStringLiteral("Calendar.ics"),
+       kCalendarFilter,
+       QStringLiteral("[Start]"),
+       {QStringLiteral("Subject"), QStringLiteral("Start"), QStringLiteral("End")}},
+      {"ics-file",
+       QStringLiteral("Calendar.ics"),
        [](const QString& root, int count) { writeIcsFile(root + QStringLiteral("/Calendar.ics"), count); },
-       kCalendarFilter, QStringLiteral("[Start]"), {QStringLiteral("Subject"), QStringLiteral("Start"), QStringLiteral("End")}},
-      {"maildir", QStringLiteral("Inbox"),
+       kCalendarFilter,
+       QStringLiteral("[Start]"),
+       {QStringLiteral("Subject"), QStringLiteral("Start"), QStringLiteral("End")}},
+      {"maildir",
+       QStringLiteral("Inbox"),
        [](const QString& root, int count) { writeMaildir(root + QStringLiteral("/Inbox"), count); },
-       kMailFilter, QString(),
+       kMailFilter,
+       QString(),
        {QStringLiteral("Subject"), QStringLiteral("ReceivedTime"), QStringLiteral("SenderName")}},
   };
   return all;
@@ -318,10 +324,10 @@ Opened openFolder(const QString& root, const Scenario& s) {
 
 void printPass(const char* label, const Opened& o, const Phases& p) {
   const double total = o.seconds + p.total();
-  std::printf("  %-5s open %.3f s  list %.3f s  restrict %.3f s  sort %.3f s  read %.3f s\n", label, o.seconds,
-              p.items, p.restrict, p.sort, p.read);
-  std::printf("  %-5s %d items, %d results, wall %.3f s (cpu %.3f s), %.0f items/s\n", label, p.folderItems,
-              p.results, total, o.cpu + p.cpu, p.folderItems / total);
+  std::printf("  %-5s open %.3f s  list %.3f s  restrict %.3f s  sort %.3f s  read %.3f s\n", label, o.seconds, p.items,
+              p.restrict, p.sort, p.read);
+  std::printf("  %-5s %d items, %d results, wall %.3f s (cpu %.3f s), %.0f items/s\n", label, p.folderItems, p.results,
+              total, o.cpu + p.cpu, p.folderItems / total);
 }
 
 int runScenario(const Scenario& s) {
@@ -333,8 +339,8 @@ int runScenario(const Scenario& s) {
   else
     std::printf("scenario %s: %d items in %s (files of an earlier run in %s)\n", s.name, gItemCount,
                 qPrintable(s.folderPath), qPrintable(data.root));
-  std::printf("  local time zone: %s\n", qEnvironmentVariableIsSet("TZ") ? qPrintable(qEnvironmentVariable("TZ"))
-                                                                         : "the system's (TZ not set)");
+  std::printf("  local time zone: %s\n",
+              qEnvironmentVariableIsSet("TZ") ? qPrintable(qEnvironmentVariable("TZ")) : "the system's (TZ not set)");
   const Opened o = openFolder(data.root, s);
   const Phases cold = runPass(*o.folder, s);
   const double coldPeak = peakMB();
@@ -342,8 +348,9 @@ int runScenario(const Scenario& s) {
   printPass("cold", o, cold);
   const Phases warm = runPass(*o.folder, s);
   printPass("warm", Opened(), warm);
-  std::printf("  peak MB %.1f (after generating the data %.1f; resident after the cold pass %.1f, after the warm pass %.1f)\n",
-              std::max(coldPeak, peakMB()), generated, afterCold, currentMB());
+  std::printf(
+      "  peak MB %.1f (after generating the data %.1f; resident after the cold pass %.1f, after the warm pass %.1f)\n",
+      std::max(coldPeak, peakMB()), generated, afterCold, currentMB());
   // One line per scenario for scripts/bench's summary.
   std::printf("result %-10s cold %6.3f s %7.0f items/s  warm %6.3f s %7.0f items/s  peak %5.1f MB\n", s.name,
               o.seconds + cold.total(), cold.folderItems / (o.seconds + cold.total()), warm.total(),
@@ -417,7 +424,8 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::strncmp(argv[i], "--scenario=", 11) == 0) scenario = QString::fromLocal8Bit(argv[i] + 11);
     else if (std::strncmp(argv[i], "--items=", 8) == 0) gItemCount = std::max(1, std::atoi(argv[i] + 8));
-    else if (std::strncmp(argv[i], "--data=", 7) == 0) gDataDir = QDir(QString::fromLocal8Bit(argv[i] + 7)).absolutePath();
+    else if (std::strncmp(argv[i], "--data=", 7) == 0)
+      gDataDir = QDir(QString::fromLocal8Bit(argv[i] + 7)).absolutePath();
     else rest.push_back(argv[i]);
   }
   if (scenario) {

@@ -88,8 +88,8 @@ quint32 mix(quint32 x) {
 QString pick(const std::vector<const char*>& list, quint32 h) { return QString::fromUtf8(list[h % list.size()]); }
 
 const std::vector<const char*> kTopics = {"Quarterly review", "Budget planning 2026", "Kick-off meeting",
-                                          "Supplier audit", "Team lunch", "Release retrospective",
-                                          "Customer visit", "Board preparation"};
+                                          "Supplier audit",   "Team lunch",           "Release retrospective",
+                                          "Customer visit",   "Board preparation"};
 const std::vector<const char*> kCompanies = {"Müller & Söhne GmbH", "Nordwind Logistik AG", "Acme <Europe> Ltd.",
                                              "Brandt Bürotechnik KG", "Fjord Consulting AS"};
 const std::vector<const char*> kPeople = {"Dr. Anna-Lena Schmidt", "Jürgen Weißhaupt", "Marie O'Connor",
@@ -99,8 +99,7 @@ const std::vector<const char*> kCities = {"Stuttgart", "Hamburg", "Köln", "Zür
 QString valueOf(int kind, int item, int field) {
   const quint32 h = mix(quint32(item) * 7919U + quint32(field) * 104729U + 17U);
   switch (kind % 6) {
-    case 0:
-      return QStringLiteral("%1 with %2 (#%3)").arg(pick(kTopics, h), pick(kCompanies, h >> 8)).arg(item + 1);
+    case 0: return QStringLiteral("%1 with %2 (#%3)").arg(pick(kTopics, h), pick(kCompanies, h >> 8)).arg(item + 1);
     case 1:
       return QStringLiteral("%1/%2/2026 %3:%4 %5")
           .arg(1 + h % 12, 2, 10, QLatin1Char('0'))
@@ -115,10 +114,8 @@ QString valueOf(int kind, int item, int field) {
           .arg((h >> 3) % 30)
           .arg(1 + (h >> 8) % 120)
           .arg(pick(kCities, h >> 16));
-    case 3:
-      return QStringLiteral("\\\\fileserver\\projects\\2026\\%1\\minutes-%2.docx").arg(item + 1).arg(field);
-    case 4:
-      return QStringLiteral("%1 <%2@example.com>").arg(pick(kPeople, h)).arg(QChar(QLatin1Char('a' + h % 26)));
+    case 3: return QStringLiteral("\\\\fileserver\\projects\\2026\\%1\\minutes-%2.docx").arg(item + 1).arg(field);
+    case 4: return QStringLiteral("%1 <%2@example.com>").arg(pick(kPeople, h)).arg(QChar(QLatin1Char('a' + h % 26)));
     default:
       return QStringLiteral("Please bring the figures for %1; the agenda was sent on %2 by %3.")
           .arg(pick(kCompanies, h), valueOf(1, item, field + 1), pick(kPeople, h >> 5));
@@ -136,7 +133,8 @@ QString fieldName(int field) { return QStringLiteral("Field%1").arg(field, 2, 10
 
 void writeJson(const QString& path, const QJsonObject& obj) {
   QFile f(path);
-  if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) || f.write(QJsonDocument(obj).toJson(QJsonDocument::Compact)) < 0)
+  if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+      f.write(QJsonDocument(obj).toJson(QJsonDocument::Compact)) < 0)
     fail(QStringLiteral("cannot write %1").arg(path));
 }
 
@@ -337,9 +335,10 @@ int runTable() {
     if (i == 0 || i + 1 == slices.size() || (i + 1) % 5 == 0)
       growth += QStringLiteral(" %1k:%2").arg(i + 1).arg(slices[i], 0, 'f', 3);
   std::printf("  seconds per 1,000 rows:%s\n", qPrintable(growth));
-  std::printf("  peak MB %.1f (%.1f after generating the values, %.1f before saving); output unzipped %.1f MB, "
-              "peak/unzipped %.1f\n",
-              peak, dataPeak, peakBeforeSave, unzipped / 1048576.0, peak * 1048576.0 / double(unzipped));
+  std::printf(
+      "  peak MB %.1f (%.1f after generating the values, %.1f before saving); output unzipped %.1f MB, "
+      "peak/unzipped %.1f\n",
+      peak, dataPeak, peakBeforeSave, unzipped / 1048576.0, peak * 1048576.0 / double(unzipped));
   if (!wrong.isEmpty())
     std::printf("  CHECK: %lld values of the sampled rows are not in the output as given, e.g. %s\n",
                 qlonglong(wrong.size()), qPrintable(wrong.first()));

@@ -75,12 +75,14 @@ std::unique_ptr<print::Output> chooseOutput(const PrintOptions& o, TerminalPort&
   }
   if (o.printerSet) return print::makeOutput(print::Target::Queue, o.printer, &port);
   if (!o.pdf.isEmpty()) return print::makeOutput(print::Target::PdfFolder, QFileInfo(o.pdf).absoluteFilePath(), &port);
-  if (!o.save.isEmpty()) return print::makeOutput(print::Target::SaveFolder, QFileInfo(o.save).absoluteFilePath(), &port);
+  if (!o.save.isEmpty())
+    return print::makeOutput(print::Target::SaveFolder, QFileInfo(o.save).absoluteFilePath(), &port);
   if (o.show) return print::makeOutput(print::Target::Show, showFolder(), &port);
   // Nothing named: the default printer, else PDFs in a folder of the
   // current directory.
   print::Cups cups;
-  if (cups.reachable() && !cups.defaultQueue().isEmpty()) return print::makeOutput(print::Target::Queue, QString(), &port);
+  if (cups.reachable() && !cups.defaultQueue().isEmpty())
+    return print::makeOutput(print::Target::Queue, QString(), &port);
   const QString folder = QDir::current().absoluteFilePath(QStringLiteral("ordolo-pdf"));
   err(text(Msg::PrintPdfFallback).arg(folder));
   return print::makeOutput(print::Target::PdfFolder, folder, &port);
@@ -138,8 +140,7 @@ class TerminalObserver : public session::RunObserver {
     const QString line = text(Msg::PrintProgress).arg(done).arg(total);
     if (terminal_)
       std::fputs(("\r\033[K" + line + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
-    else if (done == total || done % 50 == 0)
-      std::fputs((line + QLatin1Char('\n')).toUtf8().constData(), stderr);
+    else if (done == total || done % 50 == 0) std::fputs((line + QLatin1Char('\n')).toUtf8().constData(), stderr);
     std::fflush(stderr);
   }
   void documentDelivered(const session::DeliveredDocument& d) override { show(d.where); }
@@ -199,7 +200,7 @@ int printCommand(const PrintOptions& o) {
   std::unique_ptr<attachments::AttachmentQueue> attachmentQueue;
   if (attachmentPrinter) {
     attachmentQueue = std::make_unique<attachments::AttachmentQueue>(*attachmentPrinter, port,
-                                                                      attachments::Options::load());
+                                                                     attachments::Options::load());
     start.setAttachmentQueue(attachmentQueue.get());
   }
   if (!start.StartPrint(model::Selection(chosen), folder, store->CurrentUser())) return 1;
@@ -274,16 +275,17 @@ int printCommand(const PrintOptions& o) {
   if (selected > 3) {
     output->setProgress([terminal](const QString& what, int done, int total) {
       if (terminal)
-        std::fputs(("\r\033[K" + what + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(), stderr);
-      else if (done == total)
-        std::fputs((what + QLatin1Char('\n')).toUtf8().constData(), stderr);
+        std::fputs(("\r\033[K" + what + (done == total ? QStringLiteral("\n") : QString())).toUtf8().constData(),
+                   stderr);
+      else if (done == total) std::fputs((what + QLatin1Char('\n')).toUtf8().constData(), stderr);
       std::fflush(stderr);
     });
   }
   if (attachmentQueue) {
     attachmentQueue->setProgress([terminal](const QString& file, int, int) {
       const QString line = text(Msg::AttPrinting).arg(QFileInfo(file).fileName());
-      std::fputs(((terminal ? QStringLiteral("\r\033[K") : QString()) + line + QLatin1Char('\n')).toUtf8().constData(), stderr);
+      std::fputs(((terminal ? QStringLiteral("\r\033[K") : QString()) + line + QLatin1Char('\n')).toUtf8().constData(),
+                 stderr);
       std::fflush(stderr);
     });
   }

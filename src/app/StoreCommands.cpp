@@ -63,7 +63,9 @@ Range rangeFor(int itemClass, const QDate& from, const QDate& to) {
 }
 
 QString oneLine(QString s) {
-  s.replace(QLatin1Char('\t'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+  s.replace(QLatin1Char('\t'), QLatin1Char(' '))
+      .replace(QLatin1Char('\r'), QLatin1Char(' '))
+      .replace(QLatin1Char('\n'), QLatin1Char(' '));
   return s;
 }
 
@@ -168,12 +170,12 @@ int listCommand(const StoreOptions& o) {
   for (const model::ItemPtr& item : *items) {
     const QDateTime t = timeOf(*item);
     const QString subject = item->Class() == model::olContact ? item->text(QStringLiteral("FullName"))
-                                                             : item->text(QStringLiteral("Subject"));
+                                                              : item->text(QStringLiteral("Subject"));
     out(QStringLiteral("%1\t%2\t%3\t%4")
             .arg(item->EntryID())
             .arg(item->Class())
-            .arg(oneLine(subject), model::IsNoDate(t) || !t.isValid() ? QString()
-                                                                       : t.toString(QStringLiteral("yyyy-MM-dd HH:mm"))));
+            .arg(oneLine(subject),
+                 model::IsNoDate(t) || !t.isValid() ? QString() : t.toString(QStringLiteral("yyyy-MM-dd HH:mm"))));
   }
   return 0;
 }

@@ -91,8 +91,7 @@ int langCommand(const QStringList& args, const ordolo::addin::AddinState& state)
   auto& table = ordolo::lang::table();
   const QString sub = args.value(1);
   if (sub == QLatin1String("list") && args.size() == 2) {
-    for (const auto& row : table.rows())
-      out(row.key + '\t' + row.rubric + '\t' + row.description + '\t' + row.text);
+    for (const auto& row : table.rows()) out(row.key + '\t' + row.rubric + '\t' + row.description + '\t' + row.text);
     return kOk;
   }
   if (sub == QLatin1String("get") && args.size() == 3) {
@@ -109,15 +108,11 @@ int langCommand(const QStringList& args, const ordolo::addin::AddinState& state)
     }
     const QString file = ordolo::util::LanguageFolder() + ordolo::lang::LanguageTable::languageFileName(index);
     switch (table.LangDef(index, ordolo::util::LanguageFolder(), state.mainConfigFile)) {
-      case ordolo::lang::LangDefResult::Loaded:
-        out(text(Msg::LangLoaded).arg(file));
-        return kOk;
+      case ordolo::lang::LangDefResult::Loaded: out(text(Msg::LangLoaded).arg(file)); return kOk;
       case ordolo::lang::LangDefResult::WriteFailed:
         err(text(Msg::ErrWriteFile).arg(state.mainConfigFile));
         return kFailed;
-      default:
-        err(text(Msg::ErrLanguageFile).arg(file));
-        return kFailed;
+      default: err(text(Msg::ErrLanguageFile).arg(file)); return kFailed;
     }
   }
   if (sub == QLatin1String("set") && args.size() == 4) {
@@ -176,15 +171,13 @@ int main(int argc, char** argv) {
   const QCommandLineOption yes(QStringLiteral("yes"), text(Msg::CliOptYes));
   const QCommandLineOption withAttachments(QStringLiteral("attachments"), text(Msg::CliOptAttachments));
   const QCommandLineOption kind(QStringLiteral("kind"), text(Msg::CliOptKind), QStringLiteral("LETTER"));
-  parser.addOptions({help, version, debug, locale, store, folder, from, to, columns, templ, itemIds, sort, startRow,
-                     copies, printer, pdf, save, show, yes, kind, withAttachments});
+  parser.addOptions({help, version,  debug,  locale,  store, folder, from, to,  columns, templ,          itemIds,
+                     sort, startRow, copies, printer, pdf,   save,   show, yes, kind,    withAttachments});
   parser.addPositionalArgument(QStringLiteral("command"), QString());
   if (!parser.parse(arguments)) {
     const QStringList unknown = parser.unknownOptionNames();
-    if (!unknown.isEmpty())
-      err(text(Msg::ErrUnknownOption).arg(unknown.join(QStringLiteral(", "))));
-    else
-      err(text(Msg::ErrMissingArgument).arg(arguments.isEmpty() ? QString() : arguments.last()));
+    if (!unknown.isEmpty()) err(text(Msg::ErrUnknownOption).arg(unknown.join(QStringLiteral(", "))));
+    else err(text(Msg::ErrMissingArgument).arg(arguments.isEmpty() ? QString() : arguments.last()));
     return kUsage;
   }
   if (parser.isSet(help)) {

@@ -76,9 +76,8 @@ bool Options::suppressed(const QString& fileName) const {
   const QString name = fileName.trimmed();
   if (name.isEmpty()) return false;
   const QStringList entries = suppress.split(QLatin1Char(','));
-  return std::any_of(entries.begin(), entries.end(), [&](const QString& entry) {
-    return entry.trimmed().compare(name, Qt::CaseInsensitive) == 0;
-  });
+  return std::any_of(entries.begin(), entries.end(),
+                     [&](const QString& entry) { return entry.trimmed().compare(name, Qt::CaseInsensitive) == 0; });
 }
 
 std::optional<int> Options::waitMs() const {
@@ -92,9 +91,7 @@ bool IsImageName(const QString& fileName) {
   return QStringLiteral(".gif,.jpg,.bmp,.png,.tif,.tiff,.jpeg").contains(lastFour(fileName));
 }
 
-bool IsPdfName(const QString& fileName) {
-  return fileName.size() >= 4 && lastFour(fileName) == QLatin1String(".pdf");
-}
+bool IsPdfName(const QString& fileName) { return fileName.size() >= 4 && lastFour(fileName) == QLatin1String(".pdf"); }
 
 void SystemClock::sleep(int ms) {
   while (ms > 0) {
@@ -147,9 +144,7 @@ void AttachmentQueue::PrintAttachmentQueue(const QString& fileName, bool flush) 
     QString shown;
     QString logged;
     switch (result.outcome) {
-      case PrintSystem::Outcome::Printed:
-        waitForJob(file, connected);
-        continue;
+      case PrintSystem::Outcome::Printed: waitForJob(file, connected); continue;
       case PrintSystem::Outcome::NotSupported:
         shown = lang::text(IsPdfName(file) ? lang::Msg::AttNoPrintPdf : lang::Msg::AttNoPrintVerb).arg(file);
         logged = shown;
@@ -161,10 +156,8 @@ void AttachmentQueue::PrintAttachmentQueue(const QString& fileName, bool flush) 
       case PrintSystem::Outcome::Failed:
         shown = lang::text(lang::Msg::AttPrintError).arg(result.code).arg(file);
         logged = result.reason.isEmpty() ? shown : shown + QStringLiteral(" (") + result.reason + QLatin1Char(')');
-        util::DebugLog::write(QStringLiteral("Attachment %1 not printed: error %2: %3")
-                                  .arg(file)
-                                  .arg(result.code)
-                                  .arg(result.reason));
+        util::DebugLog::write(
+            QStringLiteral("Attachment %1 not printed: error %2: %3").arg(file).arg(result.code).arg(result.reason));
         break;
     }
     errors_ << logged;

@@ -27,9 +27,9 @@ namespace ordolo::attachments {
 
 // Section "Attachments" of the user options file.
 struct Options {
-  QString suppress;     // "Suppress": file names never printed, comma-separated
-  QString wait;         // "Wait": pause in ms after the files of a flush
-  bool first = false;   // "First": attachments before their item's document
+  QString suppress;    // "Suppress": file names never printed, comma-separated
+  QString wait;        // "Wait": pause in ms after the files of a flush
+  bool first = false;  // "First": attachments before their item's document
   // "ImageProgram"/"ImageSwitches", "PdfProgram"/"PdfSwitches": a program
   // (name on PATH or full path) run as: program "file" switches. Empty: the
   // file goes to the print system.
@@ -82,8 +82,8 @@ class PrintSystem {
   };
   struct Result {
     Outcome outcome = Outcome::Failed;
-    int code = 0;     // Failed: the print system's error number
-    QString reason;   // Failed: its reason, for the debug log and the run's errors
+    int code = 0;    // Failed: the print system's error number
+    QString reason;  // Failed: its reason, for the debug log and the run's errors
   };
   virtual ~PrintSystem() = default;
 

@@ -27,12 +27,12 @@ bool invalidFile(const QString& file) {
 
 bool IsOfficeName(const QString& fileName) {
   static const QStringList kSuffixes = {
-      QStringLiteral("doc"), QStringLiteral("docx"), QStringLiteral("docm"), QStringLiteral("dot"),
-      QStringLiteral("dotx"), QStringLiteral("odt"), QStringLiteral("ott"), QStringLiteral("rtf"),
-      QStringLiteral("txt"), QStringLiteral("csv"), QStringLiteral("xls"), QStringLiteral("xlsx"),
-      QStringLiteral("xlsm"), QStringLiteral("xlt"), QStringLiteral("xltx"), QStringLiteral("ods"),
-      QStringLiteral("ppt"), QStringLiteral("pptx"), QStringLiteral("odp"), QStringLiteral("odg"),
-      QStringLiteral("htm"), QStringLiteral("html"), QStringLiteral("xml")};
+      QStringLiteral("doc"),  QStringLiteral("docx"), QStringLiteral("docm"), QStringLiteral("dot"),
+      QStringLiteral("dotx"), QStringLiteral("odt"),  QStringLiteral("ott"),  QStringLiteral("rtf"),
+      QStringLiteral("txt"),  QStringLiteral("csv"),  QStringLiteral("xls"),  QStringLiteral("xlsx"),
+      QStringLiteral("xlsm"), QStringLiteral("xlt"),  QStringLiteral("xltx"), QStringLiteral("ods"),
+      QStringLiteral("ppt"),  QStringLiteral("pptx"), QStringLiteral("odp"),  QStringLiteral("odg"),
+      QStringLiteral("htm"),  QStringLiteral("html"), QStringLiteral("xml")};
   return kSuffixes.contains(QFileInfo(fileName).suffix().toLower());
 }
 

@@ -6,6 +6,7 @@ const std::vector<KeyDef>& keyTable() {
   // Rows with only a German text use it whatever the language; rows with
   // three texts pick the one of the current language. S86's English and
   // French texts are crossed on purpose.
+  // clang-format off
   static const std::vector<KeyDef> table = {
     {"S22", "Window", "Language", "Sprache", nullptr, nullptr, "", "Lang"},
     {"S26", "Window", "Edit", "Ändern", nullptr, nullptr, "", "Lang"},
@@ -108,6 +109,7 @@ const std::vector<KeyDef>& keyTable() {
     {"S73", "Dialog", "Sort Date", "Die Liste wird nach Datum+Zeit (um)sortiert...", "La liste sera classés par \"date+heure\"...", "The list will be (re-)sorted by \"Date+Time\"...", "", "Lang"},
     {"S74", "Dialog", "Sort Size", "Die Liste wird nach Grösse umsortiert...", "La liste sera classés par \"taille\"...", "The list will be re-sorted by \"Size\"...", "", "Lang"},
   };
+  // clang-format on
   return table;
 }
 

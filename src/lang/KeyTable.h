@@ -13,7 +13,7 @@ struct KeyDef {
   const char* fr;           // built-in French text, or nullptr: German is the default for every language
   const char* en;           // built-in English text, or nullptr
   const char* tooltip;
-  const char* section;      // "Lang", or "S52" for the journal types
+  const char* section;  // "Lang", or "S52" for the journal types
 };
 
 const std::vector<KeyDef>& keyTable();

@@ -57,8 +57,8 @@ QString LanguageTable::GetLangText(const QString& key) const {
   return it == index_.cend() ? QString() : rows_[*it].text;
 }
 
-QString LanguageTable::ReadLangKey(const QString& section, const QString& key, const QString& de,
-                                   const QString& fr, const QString& en) const {
+QString LanguageTable::ReadLangKey(const QString& section, const QString& key, const QString& de, const QString& fr,
+                                   const QString& en) const {
   const QString v = ini_.read(section, key, QString());
   if (!v.isEmpty()) return v;
   switch (language_) {

@@ -14,6 +14,7 @@ struct MsgDef {
   const char* en;
 };
 
+// clang-format off
 const MsgDef kMessages[] = {
     {Msg::ProblemStarting, "MsgProblemStarting", "Problem beim Starten.. (Fehler ", "Problème au démarrage.. (Erreur ",
      "Problem starting.. (Error "},
@@ -305,6 +306,7 @@ const MsgDef kMessages[] = {
      "Arrêté après %1 éléments sur %2 ; le document contient les éléments terminés.",
      "Stopped after %1 of %2 items; the document holds the items done so far."},
 };
+// clang-format on
 
 const MsgDef& def(Msg id) {
   for (const MsgDef& m : kMessages)
@@ -325,6 +327,7 @@ QString Describe(const office::Error& error) {
   static const struct {
     Problem problem;
     Msg msg;
+    // clang-format off
   } kTexts[] = {
       {Problem::DocumentOpen, Msg::ErrDocumentOpen},       {Problem::DocumentXml, Msg::ErrDocumentXml},
       {Problem::DocumentNoBody, Msg::ErrDocumentNoBody},   {Problem::DocumentSave, Msg::ErrDocumentSave},
@@ -338,6 +341,7 @@ QString Describe(const office::Error& error) {
       {Problem::ConvertCrashed, Msg::ErrConvertCrashed},   {Problem::ConvertTimeout, Msg::ErrConvertTimeout},
       {Problem::ConvertWrite, Msg::ErrConvertWrite},
   };
+  // clang-format on
   if (!error.failed()) return {};
   QStringList args = error.details;
   if (error.cause) args << Describe(*error.cause);

@@ -11,6 +11,7 @@
 
 namespace ordolo::lang {
 
+// clang-format off
 enum class Msg {
   ProblemStarting,    // "Problem starting.. (Error " + number + ")"
   UrlNotValid,        // "URL not valid: " + text
@@ -138,6 +139,7 @@ enum class Msg {
   RunStopped,          // %1 items done, %2 in all
   RunStoppedDocument,  // the same, one document holding the items done
 };
+// clang-format on
 
 // An engine error in the words of the current language: its message with
 // the details filled in, naming the file.

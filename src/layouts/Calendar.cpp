@@ -31,10 +31,8 @@ void Debug(const QString& line) {
 std::optional<QDateTime> UsableDate(const model::Item& item, const QString& name) {
   const QVariant v = item.get(name);
   QDateTime d;
-  if (v.userType() == QMetaType::QDateTime)
-    d = v.toDateTime();
-  else if (v.userType() == QMetaType::QDate)
-    d = QDateTime(v.toDate(), QTime(0, 0));
+  if (v.userType() == QMetaType::QDateTime) d = v.toDateTime();
+  else if (v.userType() == QMetaType::QDate) d = QDateTime(v.toDate(), QTime(0, 0));
   if (!d.isValid() || model::IsNoDate(d)) return std::nullopt;
   return d;
 }
@@ -54,11 +52,11 @@ bool Holds(const QString& text, const char* name) {
 
 // One cell of the template's week that receives a value.
 struct GridCell {
-  int row = 0;       // 0-based inside the week
-  int column = 0;    // 1-based cell of its row
-  int day = -1;      // "#Day": the day of the week, 0 = the locale's first
-  int entries = -1;  // "#Entries": the same for the day's items
-  bool week = false; // "#Week"
+  int row = 0;        // 0-based inside the week
+  int column = 0;     // 1-based cell of its row
+  int day = -1;       // "#Day": the day of the week, 0 = the locale's first
+  int entries = -1;   // "#Entries": the same for the day's items
+  bool week = false;  // "#Week"
 };
 
 struct GridLayout {
@@ -141,11 +139,11 @@ bool LastParagraphHasText(word::Document& doc) {
 
 // An item as the grid shows it.
 struct Entry {
-  QDate first, last;   // the days it covers
+  QDate first, last;  // the days it covers
   QDateTime start;
-  bool allDay = false; // listed without a time
+  bool allDay = false;  // listed without a time
   QString subject;
-  int order = 0;       // its place in the run, for equal starts
+  int order = 0;  // its place in the run, for equal starts
 };
 
 }  // namespace
@@ -179,10 +177,8 @@ std::vector<QStringList> CalendarGrid::Impl::daysOf(const QDate& month) const {
       return a->order < b->order;
     });
     for (const Entry* e : days[i]) {
-      if (untimed(e))
-        lines[i] << e->subject;
-      else
-        lines[i] << (util::Format(e->start, QStringLiteral("Short Time")) + QLatin1Char(' ') + e->subject).trimmed();
+      if (untimed(e)) lines[i] << e->subject;
+      else lines[i] << (util::Format(e->start, QStringLiteral("Short Time")) + QLatin1Char(' ') + e->subject).trimmed();
     }
   }
   return lines;
@@ -284,7 +280,8 @@ bool CalendarGrid::write(tpl::WordTarget& target, const tpl::RunHeader& header) 
   const QString dayNamesText = lang::GetLangText(QStringLiteral("S2"));
   const QString monthNamesText = lang::GetLangText(QStringLiteral("S13"));
   QStringList dayNames;  // in the order of the week
-  for (int k = 0; k < 7; ++k) dayNames << util::GetField(dayNamesText, QStringLiteral("/"), (int(weekStart) + k) % 7 + 1);
+  for (int k = 0; k < 7; ++k)
+    dayNames << util::GetField(dayNamesText, QStringLiteral("/"), (int(weekStart) + k) % 7 + 1);
 
   for (size_t k = 0; k < months.size(); ++k) {
     const QDate month = months[k];
@@ -314,8 +311,7 @@ bool CalendarGrid::write(tpl::WordTarget& target, const tpl::RunHeader& header) 
     const int weeks = (offset + month.daysInMonth() + 6) / 7;
     if (weeks > 1) {
       word::RowBlock more;
-      for (int w = 1; w < weeks; ++w)
-        more.rowsXml.insert(more.rowsXml.end(), week.rowsXml.begin(), week.rowsXml.end());
+      for (int w = 1; w < weeks; ++w) more.rowsXml.insert(more.rowsXml.end(), week.rowsXml.begin(), week.rowsXml.end());
       doc->insertRows(table, grid->last, more);
     }
 
@@ -346,7 +342,8 @@ bool CalendarGrid::write(tpl::WordTarget& target, const tpl::RunHeader& header) 
 
     // The page's own placeholders, from its start on.
     target.fillFrom(pageStart);
-    tpl::Put(target, QStringLiteral("#<MonthName>"), util::GetField(monthNamesText, QStringLiteral("/"), month.month()));
+    tpl::Put(target, QStringLiteral("#<MonthName>"),
+             util::GetField(monthNamesText, QStringLiteral("/"), month.month()));
     tpl::Put(target, QStringLiteral("#<Month>"), QString::number(month.month()));
     tpl::Put(target, QStringLiteral("#<Year>"), QString::number(month.year()));
     if (target.text().contains(QLatin1String("#DayName"))) FillDayNames(*doc, pageStart, dayNames);

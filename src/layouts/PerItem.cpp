@@ -62,9 +62,9 @@ class SheetLayout : public Layout {
     if (!book_ || items_ == 0) return true;
     book_->Finish();
     static int saved = 0;
-    const QString file = util::TempFolder() + QStringLiteral("%1-%2.xlsx")
-                                                  .arg(QFileInfo(options_.templateFile).completeBaseName())
-                                                  .arg(++saved);
+    const QString file =
+        util::TempFolder() +
+        QStringLiteral("%1-%2.xlsx").arg(QFileInfo(options_.templateFile).completeBaseName()).arg(++saved);
     QString error;
     const bool ok = book_->SaveAs(file, &error);
     book_.reset();

@@ -135,10 +135,8 @@ class TableLayout : public Layout {
     const word::Range all = doc().content();
     const auto firstRow = doc().rowRange(1, 1);
     startsWithTable_ = firstRow && firstRow->start == all.start;
-    if (startsWithTable_)
-      templateRows_ = doc().copyRows(1, 1, doc().rowCount(1));
-    else
-      body_ = doc().copy(word::Range{all.story, all.start, LastParagraphStart(doc())});
+    if (startsWithTable_) templateRows_ = doc().copyRows(1, 1, doc().rowCount(1));
+    else body_ = doc().copy(word::Range{all.story, all.start, LastParagraphStart(doc())});
   }
 
   void newBlock(bool pageBreak) {
@@ -185,10 +183,10 @@ class TableLayout : public Layout {
   Options options_;
   WordDocument doc_;
   bool plain_ = false;
-  int table_ = 1;      // the table being filled
-  Rows rows_;          // its layout
-  int current_ = 0;    // first row of the current item
-  int unfilled_ = 0;   // rows added for the current item and not filled yet
+  int table_ = 1;         // the table being filled
+  Rows rows_;             // its layout
+  int current_ = 0;       // first row of the current item
+  int unfilled_ = 0;      // rows added for the current item and not filled yet
   word::RowBlock block_;  // the item rows as the template has them
   bool startsWithTable_ = false;
   word::RowBlock templateRows_;  // "break": the template's table, when the body starts with it

@@ -221,8 +221,7 @@ class Parser {
   std::shared_ptr<Filter> parseCondition() {
     skipBlanks();
     if (pos_ >= s_.size() || s_[pos_] != QLatin1Char('[')) {
-      fail(pos_ >= s_.size() ? QStringLiteral("a condition is missing")
-                             : QStringLiteral("expected \"[Property]\""));
+      fail(pos_ >= s_.size() ? QStringLiteral("a condition is missing") : QStringLiteral("expected \"[Property]\""));
       return nullptr;
     }
     const int close = s_.indexOf(QLatin1Char(']'), pos_);
@@ -309,7 +308,10 @@ QDateTime ParseFilterDate(const QString& input) {
   const QString pattern = util::shortDatePattern(util::userLocale()).toLower();
   const int pd = pattern.indexOf(QLatin1Char('d')), pm = pattern.indexOf(QLatin1Char('m')),
             py = pattern.indexOf(QLatin1Char('y'));
-  struct Part { int at; char what; };
+  struct Part {
+    int at;
+    char what;
+  };
   Part parts[3] = {{pd, 'd'}, {pm, 'm'}, {py, 'y'}};
   std::sort(std::begin(parts), std::end(parts), [](const Part& a, const Part& b) { return a.at < b.at; });
   int day = 0, month = 0, year = 0;

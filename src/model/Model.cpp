@@ -76,12 +76,9 @@ ItemPtr Item::series() const { return std::dynamic_pointer_cast<Item>(Parent());
 
 // --------------------------------------------------------------------- Items
 
-Items::Items(FolderPtr folder, std::vector<ItemPtr> items)
-    : folder_(std::move(folder)), items_(std::move(items)) {}
+Items::Items(FolderPtr folder, std::vector<ItemPtr> items) : folder_(std::move(folder)), items_(std::move(items)) {}
 
-ItemPtr Items::Item(int index) const {
-  return index >= 1 && index <= Count() ? items_[size_t(index - 1)] : nullptr;
-}
+ItemPtr Items::Item(int index) const { return index >= 1 && index <= Count() ? items_[size_t(index - 1)] : nullptr; }
 
 std::shared_ptr<Items> Items::Restrict(const QString& filterText, QString* error) const {
   const auto filter = Filter::parse(filterText, error);
@@ -125,8 +122,7 @@ int compareValues(const QVariant& a, const QVariant& b) {
     const qint64 x = a.toDateTime().toMSecsSinceEpoch(), y = b.toDateTime().toMSecsSinceEpoch();
     return x < y ? -1 : (x > y ? 1 : 0);
   }
-  if (ta != QMetaType::QString && tb != QMetaType::QString && a.canConvert<double>() &&
-      b.canConvert<double>()) {
+  if (ta != QMetaType::QString && tb != QMetaType::QString && a.canConvert<double>() && b.canConvert<double>()) {
     const double x = a.toDouble(), y = b.toDouble();
     return x < y ? -1 : (x > y ? 1 : 0);
   }
@@ -137,8 +133,7 @@ int compareValues(const QVariant& a, const QVariant& b) {
 
 void Items::Sort(const QString& property, bool descending) {
   QString name = property.trimmed();
-  if (name.startsWith(QLatin1Char('[')) && name.endsWith(QLatin1Char(']')))
-    name = name.mid(1, name.size() - 2);
+  if (name.startsWith(QLatin1Char('[')) && name.endsWith(QLatin1Char(']'))) name = name.mid(1, name.size() - 2);
   std::vector<std::pair<QVariant, ItemPtr>> keyed;
   keyed.reserve(items_.size());
   for (const ItemPtr& item : items_) keyed.emplace_back(item->get(name), item);

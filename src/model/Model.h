@@ -121,8 +121,7 @@ struct ItemProperty {
 class Attachment {
  public:
   Attachment() = default;
-  Attachment(QString fileName, QString mimeType, QString contentId, qint64 size,
-             std::function<QByteArray()> load);
+  Attachment(QString fileName, QString mimeType, QString contentId, qint64 size, std::function<QByteArray()> load);
 
   QString FileName() const { return fileName_; }
   QString DisplayName() const { return fileName_; }
@@ -170,7 +169,7 @@ struct RecurrencePattern {
   int DayOfWeekMask = 0;  // 1 Sunday, 2 Monday, 4 Tuesday, ... 64 Saturday
   int DayOfMonth = 0;
   int MonthOfYear = 0;
-  int Instance = 0;       // 1..4, 5 = last
+  int Instance = 0;  // 1..4, 5 = last
   QDateTime PatternStartDate;
   QDateTime PatternEndDate;  // NoDate() when the series has no end
   int Occurrences = 0;       // 0 when the series is not counted
@@ -199,9 +198,7 @@ class Item : public Object, public std::enable_shared_from_this<Item> {
   virtual std::optional<RecurrencePattern> GetRecurrencePattern() const { return std::nullopt; }
   // The occurrences of a recurring item whose span meets [from, to), exceptions
   // in place of the occurrences they replace; empty for other items.
-  virtual std::vector<ItemPtr> occurrencesBetween(const QDateTime& from, const QDateTime& to) const {
-    return {};
-  }
+  virtual std::vector<ItemPtr> occurrencesBetween(const QDateTime& from, const QDateTime& to) const { return {}; }
   // A named (MAPI) property: property set GUID as 32 hex digits, id like "0x8214".
   virtual QVariant namedProperty(const QString& guid, const QString& id) const { return {}; }
   // Whether the stored state is all there is (a new draft is not saved yet).

@@ -5,10 +5,10 @@ namespace ordolo::office {
 namespace {
 
 const char* const kNames[] = {
-    "none",           "DocumentOpen",    "DocumentXml",   "DocumentNoBody",     "DocumentSave",
-    "InsertFile",     "PictureInsert",   "PictureTooLarge", "PictureKind",      "WorkbookOpen",
-    "WorkbookPart",   "WorkbookXml",     "WorkbookNoSheet", "WorkbookSave",     "OfficeMissing",
-    "ConvertNoFile",  "ConvertNotDocument", "ConvertNotLegacy", "ConvertFailed", "ConvertCrashed",
+    "none",           "DocumentOpen",       "DocumentXml",      "DocumentNoBody", "DocumentSave",
+    "InsertFile",     "PictureInsert",      "PictureTooLarge",  "PictureKind",    "WorkbookOpen",
+    "WorkbookPart",   "WorkbookXml",        "WorkbookNoSheet",  "WorkbookSave",   "OfficeMissing",
+    "ConvertNoFile",  "ConvertNotDocument", "ConvertNotLegacy", "ConvertFailed",  "ConvertCrashed",
     "ConvertTimeout", "ConvertWrite",
 };
 static_assert(sizeof(kNames) / sizeof(kNames[0]) == int(Problem::ConvertWrite) + 1, "a name per problem");

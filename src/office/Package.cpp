@@ -1,6 +1,5 @@
 #include "office/Package.h"
 
-
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -191,7 +190,8 @@ bool ReadPicture(const QString& path, QByteArray* data, QString* ext, QString* t
     return false;
   }
   if (file.size() > kMaxPictureSize) {
-    *error = Error(Problem::PictureInsert, {path}, Error(Problem::PictureTooLarge, {QString::number(kMaxPictureSize >> 20)}));
+    *error = Error(Problem::PictureInsert, {path},
+                   Error(Problem::PictureTooLarge, {QString::number(kMaxPictureSize >> 20)}));
     return false;
   }
   *data = file.readAll();

@@ -62,8 +62,8 @@ QString toString(JobState state) {
 }
 
 struct Cups::Impl {
-  QString server;     // as given or found
-  QByteArray host;    // host name or socket path
+  QString server;   // as given or found
+  QByteArray host;  // host name or socket path
   int port = 0;
   http_t* http = nullptr;
   QString connectError;
@@ -72,8 +72,7 @@ struct Cups::Impl {
   // The open connection, or nullptr with connectError.
   http_t* connection() {
     if (http) return http;
-    http = httpConnect2(host.constData(), port, nullptr, AF_UNSPEC, cupsEncryption(), 1, kConnectTimeoutMs,
-                        nullptr);
+    http = httpConnect2(host.constData(), port, nullptr, AF_UNSPEC, cupsEncryption(), 1, kConnectTimeoutMs, nullptr);
     if (!http) {
       const int e = errno;
       connectError = e ? QString::fromLocal8Bit(strerror(e)) : QString::fromUtf8(cupsLastErrorString());

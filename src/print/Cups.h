@@ -20,15 +20,15 @@
 namespace ordolo::print {
 
 enum class JobState {
-  Unknown,     // the server could not be asked
+  Unknown,  // the server could not be asked
   Pending,
   Held,
   Processing,
-  Stopped,     // stopped by the printer or an operator; may be resumed
+  Stopped,  // stopped by the printer or an operator; may be resumed
   Canceled,
   Aborted,
   Completed,
-  Gone,        // the server no longer knows the job: it ended and was purged
+  Gone,  // the server no longer knows the job: it ended and was purged
 };
 
 // "pending", "completed", ... (CUPS's own words, for logs and messages).

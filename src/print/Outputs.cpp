@@ -190,8 +190,7 @@ bool QueueOutput::waitForJob(int id, const Job& job) {
   for (;;) {
     const CupsJob j = cups().job(id);
     switch (j.state) {
-      case JobState::Completed:
-        return true;
+      case JobState::Completed: return true;
       case JobState::Gone:
         // Ended and already dropped from the history (PreserveJobHistory No).
         util::DebugLog::write(QStringLiteral("CUPS: job %1 no longer known; taken as printed").arg(id));
@@ -199,12 +198,12 @@ bool QueueOutput::waitForJob(int id, const Job& job) {
       case JobState::Canceled:
       case JobState::Aborted:
       case JobState::Stopped: {
-        const QString state = j.reason.isEmpty() ? toString(j.state) : toString(j.state) + QLatin1String(": ") + j.reason;
+        const QString state = j.reason.isEmpty() ? toString(j.state)
+                                                 : toString(j.state) + QLatin1String(": ") + j.reason;
         errors_ << msg(Msg::ErrPrintJobFailed).arg(job.name, queue_, state);
         return false;
       }
-      default:
-        break;
+      default: break;
     }
     if (stopRequested()) {
       // A stop ends the waiting, not the printing: the job stays queued.
@@ -269,7 +268,8 @@ QStringList FolderOutput::write() {
   const int errorsBefore = int(errors_.size());
 
   if (!QDir().mkpath(folder_)) {
-    for (const Job& job : jobs) errors_ << msg(Msg::ErrOutputWrite).arg(job.name, msg(Msg::ErrOutputFolder).arg(folder_));
+    for (const Job& job : jobs)
+      errors_ << msg(Msg::ErrOutputWrite).arg(job.name, msg(Msg::ErrOutputFolder).arg(folder_));
     return written;
   }
 

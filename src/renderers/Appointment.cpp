@@ -103,7 +103,7 @@ AttendeeLists AttendeeDetails(const tpl::Target& out, const model::Item& item) {
   const model::RecipientList recipients = series ? series->Recipients() : item.Recipients();
   for (const model::Recipient& r : recipients) {
     const QString line = tpl::LiteralText(out, r.Name + QStringLiteral(" <") + r.Address + QStringLiteral("> ") +
-                                                  ResponseText(r.MeetingResponseStatus)) +
+                                                   ResponseText(r.MeetingResponseStatus)) +
                          QLatin1Char('\r');
     switch (r.Type) {
       case 0:
@@ -136,7 +136,7 @@ QString DayNames(int mask) {
   QStringList out;
   for (int i = 0; i < 7; ++i) {
     const int isoDay = (first - 1 + i) % 7 + 1;  // 1 Monday .. 7 Sunday
-    const int sundayBased = isoDay % 7;            // 0 Sunday .. 6 Saturday
+    const int sundayBased = isoDay % 7;          // 0 Sunday .. 6 Saturday
     if (mask & (1 << sundayBased)) out << util::GetField(names, QStringLiteral("/"), sundayBased + 1);
   }
   return out.join(QLatin1String(", "));
@@ -154,7 +154,9 @@ QString LangPart(const char* key, int n) {
   return util::GetField(lang::GetLangText(QString::fromLatin1(key)), QStringLiteral("/"), n);
 }
 
-void PutTimedForms(tpl::Target& out, const QString& prefix, const QDateTime& d) { PutForms(out, prefix, TimedForms(d)); }
+void PutTimedForms(tpl::Target& out, const QString& prefix, const QDateTime& d) {
+  PutForms(out, prefix, TimedForms(d));
+}
 
 QString ResponseText(qint64 response) {
   switch (response) {
@@ -196,12 +198,24 @@ RecurrenceText DescribeRecurrence(const model::Item& item, bool task) {
 
   const char *every = nullptr, *unit = nullptr;
   switch (type) {
-    case model::olRecursDaily: every = "S5"; unit = "S6"; break;
-    case model::olRecursWeekly: every = "S7"; unit = "S8"; break;
+    case model::olRecursDaily:
+      every = "S5";
+      unit = "S6";
+      break;
+    case model::olRecursWeekly:
+      every = "S7";
+      unit = "S8";
+      break;
     case model::olRecursMonthly:
-    case model::olRecursMonthNth: every = "S9"; unit = "S10"; break;
+    case model::olRecursMonthNth:
+      every = "S9";
+      unit = "S10";
+      break;
     case model::olRecursYearly:
-    case model::olRecursYearNth: every = "S11"; unit = "S12"; break;
+    case model::olRecursYearNth:
+      every = "S11";
+      unit = "S12";
+      break;
     default: return out;
   }
   const QString on = QLatin1Char(' ') + lang::GetLangText(QStringLiteral("S1")) + QLatin1Char(' ');
@@ -216,10 +230,10 @@ RecurrenceText DescribeRecurrence(const model::Item& item, bool task) {
       if (p.DayOfWeekMask) text += on + DayNames(p.DayOfWeekMask);
       break;
     case model::olRecursMonthly: text += on + QString::number(p.DayOfMonth) + QLatin1Char('.'); break;
-    case model::olRecursMonthNth: text += on + Ordinal(p.Instance) + QLatin1Char(' ') + DayNames(p.DayOfWeekMask); break;
-    case model::olRecursYearly:
-      text += on + QString::number(p.DayOfMonth) + QStringLiteral(". ") + month;
+    case model::olRecursMonthNth:
+      text += on + Ordinal(p.Instance) + QLatin1Char(' ') + DayNames(p.DayOfWeekMask);
       break;
+    case model::olRecursYearly: text += on + QString::number(p.DayOfMonth) + QStringLiteral(". ") + month; break;
     case model::olRecursYearNth:
       text += on + Ordinal(p.Instance) + QLatin1Char(' ') + DayNames(p.DayOfWeekMask) + QLatin1Char(' ') +
               lang::GetLangText(QStringLiteral("S19")) + QLatin1Char(' ') + month;
@@ -319,8 +333,7 @@ void RenderAppointment(RenderContext& ctx) {
     const Forms endForms = TimedForms(end);
     if (Day(end) == Day(start))
       PutEndTimes(out, F(end, "hh:nn"), F(end, "Short Time"), util::AmPmTime(end), F(end, "Short Time"));
-    else
-      PutEndTimes(out, endForms.Long, endForms.Short, endForms.AmPm, endForms.Default);
+    else PutEndTimes(out, endForms.Long, endForms.Short, endForms.AmPm, endForms.Default);
     PutForms(out, QStringLiteral("End"), endForms);
     const QString text = tpl::DurationText(int(duration));
     Set(out, QStringLiteral("#DurationText"), text);
@@ -332,10 +345,8 @@ void RenderAppointment(RenderContext& ctx) {
     PutForms(out, QStringLiteral("Start"), DateForms(start));
     const QDateTime lastDay = end.addDays(-1);
     const Forms last = DateForms(lastDay);
-    if (Day(lastDay) == Day(start))
-      PutEndTimes(out, {}, {}, {}, {});
-    else
-      PutEndTimes(out, last.Long, last.Short, last.AmPm, last.Default);
+    if (Day(lastDay) == Day(start)) PutEndTimes(out, {}, {}, {}, {});
+    else PutEndTimes(out, last.Long, last.Short, last.AmPm, last.Default);
     PutForms(out, QStringLiteral("End"), last);
     const qint64 days = std::llround(double(duration) / 1440.0);
     const QString text = QString::number(days) + QLatin1Char(' ') + LangPart("S38", days == 1 ? 5 : 6);
@@ -350,8 +361,8 @@ void RenderAppointment(RenderContext& ctx) {
   Set(out, QStringLiteral("#RecurrencePattern"), recurrence.pattern);
 
   const qint64 reminder = item.number(QStringLiteral("ReminderMinutesBeforeStart"));
-  const QString reminderText =
-      item.flag(QStringLiteral("ReminderSet")) && reminder > 0 ? QString::number(reminder) : QString();
+  const QString reminderText = item.flag(QStringLiteral("ReminderSet")) && reminder > 0 ? QString::number(reminder)
+                                                                                        : QString();
   Set(out, QStringLiteral("#ReminderMinutesBeforeStart"), reminderText);
   Set(out, QStringLiteral("#<Reminder>"), reminderText);
 

@@ -30,10 +30,8 @@ void FillPicture(tpl::Target& out, const model::Item& item) {
     if (a.FileName() != kPictureName) continue;
     const QString path = util::TempFolder() + kPictureName;
     QString error;
-    if (a.SaveAsFile(path, &error))
-      saved = path;
-    else
-      Debug(QStringLiteral("contact picture: ") + error);
+    if (a.SaveAsFile(path, &error)) saved = path;
+    else Debug(QStringLiteral("contact picture: ") + error);
     break;
   }
   QString error;
@@ -51,7 +49,8 @@ void RenderContact(RenderContext& ctx) {
 
   auto text = [&](const char* name) { return tpl::LiteralText(out, item.text(QString::fromLatin1(name))); };
   Put(out, QStringLiteral("#<MailingAddressCountry>"), text("MailingAddressCountry"));
-  Put(out, QStringLiteral("#<MailingAddress>"), tpl::TextWithLineBreaks(out, item.text(QStringLiteral("MailingAddress"))));
+  Put(out, QStringLiteral("#<MailingAddress>"),
+      tpl::TextWithLineBreaks(out, item.text(QStringLiteral("MailingAddress"))));
   for (const char* name : {"HomeTelephoneNumber", "PrimaryTelephoneNumber", "BusinessTelephoneNumber",
                            "MobileTelephoneNumber", "Email1Address", "WebPage"})
     Put(out, QStringLiteral("#<%1>").arg(QLatin1String(name)), text(name));

@@ -13,10 +13,12 @@ using tpl::Put;
 
 QString JournalTypeText(const model::Item& item) {
   // The types as the store names them, in the order of the language keys.
-  static const QStringList kTypes = QStringLiteral(
-      "Task Response/Meeting Response/Task/Task Request/Meeting/Meeting Cancellation/Meeting Request/Letter/"
-      "Document/E-mail Message/Fax/Microsoft Access/Microsoft Excel/Microsoft PowerPoint/Microsoft Binder/"
-      "Microsoft Word/Note/Remote Session/Phone Call/Conversation").split(QLatin1Char('/'));
+  static const QStringList kTypes =
+      QStringLiteral(
+          "Task Response/Meeting Response/Task/Task Request/Meeting/Meeting Cancellation/Meeting Request/Letter/"
+          "Document/E-mail Message/Fax/Microsoft Access/Microsoft Excel/Microsoft PowerPoint/Microsoft Binder/"
+          "Microsoft Word/Note/Remote Session/Phone Call/Conversation")
+          .split(QLatin1Char('/'));
   const QString type = item.text(QStringLiteral("Type"));
   const int i = kTypes.indexOf(type);
   return i < 0 ? type : lang::GetLangText(QStringLiteral("Text") + QString::number(i + 1));

@@ -42,10 +42,10 @@ QString Decoded(const QString& raw) {
 }  // namespace
 
 const QStringList& MailHeaderNames() {
-  static const QStringList kNames = {"Received",     "Bcc",         "Cc",          "From",       "To",
-                                     "Subject",      "Date",        "MIME-Version", "Content-Type", "Thread-Index",
-                                     "Reply-To",     "In-Reply-To", "Sender",      "Return-Path", "X-MSMail-Priority",
-                                     "Message-ID",   "X-Priority",  "X-Flags",     "Delivered-To", "References"};
+  static const QStringList kNames = {"Received",   "Bcc",         "Cc",           "From",         "To",
+                                     "Subject",    "Date",        "MIME-Version", "Content-Type", "Thread-Index",
+                                     "Reply-To",   "In-Reply-To", "Sender",       "Return-Path",  "X-MSMail-Priority",
+                                     "Message-ID", "X-Priority",  "X-Flags",      "Delivered-To", "References"};
   return kNames;
 }
 
@@ -59,7 +59,9 @@ QString MailHeaderValue(const QString& headers, const QString& name) {
   for (int i = 0; i < lines.size(); ++i) {
     if (!lines[i].startsWith(wanted, Qt::CaseInsensitive)) continue;
     QString value = lines[i].mid(wanted.size()).trimmed();
-    for (int j = i + 1; j < lines.size() && !lines[j].isEmpty() && (lines[j][0] == QLatin1Char(' ') || lines[j][0] == QLatin1Char('\t')); ++j)
+    for (int j = i + 1; j < lines.size() && !lines[j].isEmpty() &&
+                        (lines[j][0] == QLatin1Char(' ') || lines[j][0] == QLatin1Char('\t'));
+         ++j)
       value += QLatin1Char(' ') + lines[j].trimmed();
     return Decoded(value);
   }
@@ -138,7 +140,8 @@ void RenderMail(RenderContext& ctx) {
     const QString shortDate = util::Format(d, QStringLiteral("Short Date"));
     Put(out, QStringLiteral("#<TimeDateLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")));
     Put(out, QStringLiteral("#<TimeDateDay>"), util::Format(d, QStringLiteral("ddd")));
-    Put(out, QStringLiteral("#TimeDateAmPm"), util::Format(d, QStringLiteral("ddd")) + QLatin1Char(' ') + shortDate, false);
+    Put(out, QStringLiteral("#TimeDateAmPm"), util::Format(d, QStringLiteral("ddd")) + QLatin1Char(' ') + shortDate,
+        false);
     Put(out, QStringLiteral("#<TimeDate>"), shortDate);
     Put(out, QStringLiteral("#CRLF"), run.ItemCounter > 2 ? out.paragraphMark() : QString());
   }
@@ -150,9 +153,11 @@ void RenderMail(RenderContext& ctx) {
   Put(out, QStringLiteral("#<TimeTimeLong>"), shortTime);
   Put(out, QStringLiteral("#TimeTimeAmPm"), util::AmPmTime(d), false);
   Put(out, QStringLiteral("#<TimeTime>"), shortTime);
-  Put(out, QStringLiteral("#<TimeLong>"), util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")) + QLatin1Char(' ') + shortTime);
+  Put(out, QStringLiteral("#<TimeLong>"),
+      util::Format(d, QStringLiteral("dddd, d. MMMM yyyy")) + QLatin1Char(' ') + shortTime);
   Put(out, QStringLiteral("#<TimeDay>"), dayName);
-  Put(out, QStringLiteral("#TimeAmPm"), dayName + QLatin1Char(' ') + shortDate + QLatin1Char(' ') + util::AmPmTime(d), false);
+  Put(out, QStringLiteral("#TimeAmPm"), dayName + QLatin1Char(' ') + shortDate + QLatin1Char(' ') + util::AmPmTime(d),
+      false);
   Put(out, QStringLiteral("#<Time>"), shortDate + QLatin1Char(' ') + shortTime);
 
   // From or To: who the mail came from, or for one not received (a draft,

@@ -21,7 +21,8 @@ void RenderNote(RenderContext& ctx) {
   static const int kPart[] = {2, 3, 4, 6, 5};
   const qint64 color = item.number(QStringLiteral("Color"));
   if (color >= 0 && color < 5)
-    Put(out, QStringLiteral("#<Color>"), util::GetField(lang::GetLangText(QStringLiteral("S40")), QStringLiteral("/"), kPart[color]));
+    Put(out, QStringLiteral("#<Color>"),
+        util::GetField(lang::GetLangText(QStringLiteral("S40")), QStringLiteral("/"), kPart[color]));
 
   tpl::FillLinkedContacts(out, item);
   Put(out, QStringLiteral("#<Categories>"), tpl::LiteralText(out, item.text(QStringLiteral("Categories"))));

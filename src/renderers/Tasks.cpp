@@ -46,9 +46,10 @@ void RenderTask(RenderContext& ctx) {
     Put(out, QStringLiteral("#<Categories>"), tpl::LiteralText(out, item.text(QStringLiteral("Categories"))));
     ctx.report.dayStarted(start);
     const bool none = start.date().year() > 3000;  // no start date
-    Put(out, QStringLiteral("#StartDateDate"), none ? QString() : util::Format(start, QStringLiteral("Short Date")), false);
-    Put(out, QStringLiteral("#StartDateLong"), none ? QString() : util::Format(start, QStringLiteral("dddd, d. MMMM yyyy")),
+    Put(out, QStringLiteral("#StartDateDate"), none ? QString() : util::Format(start, QStringLiteral("Short Date")),
         false);
+    Put(out, QStringLiteral("#StartDateLong"),
+        none ? QString() : util::Format(start, QStringLiteral("dddd, d. MMMM yyyy")), false);
     daylayout::NewDayBreaks(run, out);
   }
   Put(out, QStringLiteral("#StartDateTime"),
@@ -56,7 +57,8 @@ void RenderTask(RenderContext& ctx) {
 
   for (const char* name : {"StartDate", "DueDate", "DateCompleted"})
     tpl::FormatPropertyValue(out, item.get(QString::fromLatin1(name)), QString::fromLatin1(name), false);
-  Put(out, QStringLiteral("#<PercentComplete>"), QString::number(item.number(QStringLiteral("PercentComplete"))) + QLatin1Char('%'));
+  Put(out, QStringLiteral("#<PercentComplete>"),
+      QString::number(item.number(QStringLiteral("PercentComplete"))) + QLatin1Char('%'));
 
   PutPart(out, QStringLiteral("#DelegationState"), "S42", item.number(QStringLiteral("DelegationState")),
           {{2, 1}, {3, 2}, {1, 3}, {0, 4}});
@@ -68,15 +70,18 @@ void RenderTask(RenderContext& ctx) {
   if (item.flag(QStringLiteral("ReminderSet"))) {
     const QDateTime r = item.date(QStringLiteral("ReminderTime"));
     if (r.time().hour() != 0 || r.time().minute() != 0)
-      reminder = util::Format(r, QStringLiteral("Short Date")) + QLatin1Char(' ') + util::Format(r, QStringLiteral("Short Time"));
+      reminder = util::Format(r, QStringLiteral("Short Date")) + QLatin1Char(' ') +
+                 util::Format(r, QStringLiteral("Short Time"));
     else
-      reminder = util::Format(r, QStringLiteral("ddd")) + QLatin1Char(' ') + util::Format(r, QStringLiteral("Short Date"));
+      reminder = util::Format(r, QStringLiteral("ddd")) + QLatin1Char(' ') +
+                 util::Format(r, QStringLiteral("Short Date"));
   }
   Put(out, QStringLiteral("#<ReminderTime>"), reminder);
 
   PutPart(out, QStringLiteral("#<Status>"), "S41", item.number(QStringLiteral("Status")),
           {{2, 1}, {4, 2}, {1, 3}, {0, 4}, {3, 5}});
-  Put(out, QStringLiteral("#<TeamTask>"), item.flag(QStringLiteral("TeamTask")) ? lang::GetLangText(QStringLiteral("S34")) : QString());
+  Put(out, QStringLiteral("#<TeamTask>"),
+      item.flag(QStringLiteral("TeamTask")) ? lang::GetLangText(QStringLiteral("S34")) : QString());
 
   Put(out, QStringLiteral("#TotalText"), WorkText(item.number(QStringLiteral("TotalWork"))), false);
   Put(out, QStringLiteral("#ActualText"), WorkText(item.number(QStringLiteral("ActualWork"))), false);

@@ -62,8 +62,8 @@ class PrintRun::Driver : public layouts::Host, public renderers::Reporter {
     tpl::FillRunHeader(target, st.Header);
     if (run_.htmlTemplate_ && run_.converter_ && n_ >= run_.prefetched_) run_.prefetchHtml(items_, chosen_, n_);
     const model::ItemPtr& item = currentItem();
-    renderers::RenderContext ctx{st, target, item, *this, run_.options_.session,
-                                 printing_.queue ? &printing_ : nullptr};
+    renderers::RenderContext ctx{
+        st, target, item, *this, run_.options_.session, printing_.queue ? &printing_ : nullptr};
     renderers::Render(renderers::RendererFor(item->Class(), st.Kind.layout == tpl::Layout::CalendarGrid), ctx);
   }
 
@@ -123,10 +123,8 @@ class PrintRun::Driver : public layouts::Host, public renderers::Reporter {
   void delivered(const QString& name, const QString& where, int total) {
     if (!run_.observer_) return;
     const auto it = documents_.find(name);
-    if (it == documents_.end())
-      run_.observer_->attachmentDelivered(name, where);
-    else
-      run_.observer_->documentDelivered({it->second.first, it->second.second, total, name, where});
+    if (it == documents_.end()) run_.observer_->attachmentDelivered(name, where);
+    else run_.observer_->documentDelivered({it->second.first, it->second.second, total, name, where});
   }
 
  private:
@@ -232,8 +230,9 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
 
   const int total = int(chosen.size());
   Driver driver(*this, result, items, chosen);
-  output_.setDelivered(
-      [&driver, total](const QString& name, const QString& where) { driver.delivered(name, where, total); });
+  output_.setDelivered([&driver, total](const QString& name, const QString& where) {
+    driver.delivered(name, where, total);
+  });
   output_.setStopFlag(&stop_);
   if (options.attachments) options.attachments->setStopFlag(&stop_);
   const std::unique_ptr<layouts::Layout> layout = layouts::MakeLayout(st_.Kind, driver, layoutOptions);
@@ -255,9 +254,9 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
       // Show what is ready before asking whether to go on.
       deliver(result);
       port_.beep();
-      const QString question = lang::withNumber(
-          lang::GetLangText(QStringLiteral("S65")) + QLatin1String("\n\n") + lang::GetLangText(QStringLiteral("S66")),
-          number - 1);
+      const QString question = lang::withNumber(lang::GetLangText(QStringLiteral("S65")) + QLatin1String("\n\n") +
+                                                    lang::GetLangText(QStringLiteral("S66")),
+                                                number - 1);
       if (port_.message(question, ui::Buttons::YesNo, ui::Icon::Information) == ui::Answer::No) {
         result.stopped = true;
         break;
@@ -282,8 +281,7 @@ RunResult PrintRun::run(const std::vector<model::ItemPtr>& items, const std::vec
   const int held = layout->pendingItems();
   if (stop_ && held > 0 && result.items < total)
     result.note = lang::text(Msg::RunStoppedDocument).arg(result.items).arg(total);
-  else if (stop_ && result.items < total)
-    result.note = lang::text(Msg::RunStopped).arg(result.items).arg(total);
+  else if (stop_ && result.items < total) result.note = lang::text(Msg::RunStopped).arg(result.items).arg(total);
   layout->finish();
   deliver(result);
   return end();
@@ -313,7 +311,8 @@ void PrintRun::prefetchHtml(const std::vector<model::ItemPtr>& items, const std:
   std::vector<QByteArray> keys;
   for (int i = from; i < last; ++i) {
     const model::ItemPtr& item = items[chosen[size_t(i)]];
-    if (renderers::RendererFor(item->Class(), st_.Kind.layout == tpl::Layout::CalendarGrid) != renderers::Renderer::Mail ||
+    if (renderers::RendererFor(item->Class(), st_.Kind.layout == tpl::Layout::CalendarGrid) !=
+            renderers::Renderer::Mail ||
         item->number(QStringLiteral("BodyFormat")) != 2)
       continue;
     const QByteArray bytes =

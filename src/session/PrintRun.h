@@ -62,13 +62,13 @@ struct RunOptions {
 };
 
 struct RunResult {
-  int items = 0;           // items filled
-  int documents = 0;       // documents finished
-  bool stopped = false;    // ended early: stop request, "No", or an error
+  int items = 0;               // items filled
+  int documents = 0;           // documents finished
+  bool stopped = false;        // ended early: stop request, "No", or an error
   bool stopRequested = false;  // ended by requestStop()
-  QStringList errors;      // what went wrong, for the user
-  QString note;            // how a stopped run ended, for the user
-  int attachments = 0;     // attachment files printed or tried
+  QStringList errors;          // what went wrong, for the user
+  QString note;                // how a stopped run ended, for the user
+  int attachments = 0;         // attachment files printed or tried
 };
 
 // A finished document that reached the output.

@@ -69,12 +69,11 @@ std::vector<Column> Columns(int kind) {
   std::vector<Column> c{Visible(lang::text(Msg::ColNumber))};
   switch (kind) {
     case model::olAppointment:
-      c.insert(c.end(), {Visible(GetLangText("S25"), 2), Hidden(), Visible(GetLangText("S50"), 4), Hidden(),
-                         Visible(GetLangText("S28")), Visible(lang::text(Msg::ColLocation)), Visible(GetLangText("S55"))});
+      c.insert(c.end(),
+               {Visible(GetLangText("S25"), 2), Hidden(), Visible(GetLangText("S50"), 4), Hidden(),
+                Visible(GetLangText("S28")), Visible(lang::text(Msg::ColLocation)), Visible(GetLangText("S55"))});
       break;
-    case model::olContact:
-      c.insert(c.end(), {Visible(GetLangText("S3")), Visible(GetLangText("S49"))});
-      break;
+    case model::olContact: c.insert(c.end(), {Visible(GetLangText("S3")), Visible(GetLangText("S49"))}); break;
     case model::olDistributionList:
       c.insert(c.end(), {Visible(GetLangText("S3")), Visible(lang::text(Msg::ColMembers))});
       break;
@@ -83,16 +82,18 @@ std::vector<Column> Columns(int kind) {
                          Visible(util::Field1(GetLangText("S40")))});
       break;
     case model::olJournal:
-      c.insert(c.end(), {Visible(GetLangText("S25"), 2), Hidden(), Visible(GetLangText("S51")), Visible(GetLangText("S28"))});
+      c.insert(c.end(),
+               {Visible(GetLangText("S25"), 2), Hidden(), Visible(GetLangText("S51")), Visible(GetLangText("S28"))});
       break;
     case model::olTask:
       c.insert(c.end(), {Visible(GetLangText("S36"), 2), Hidden(), Visible(GetLangText("S25"), 4), Hidden(),
                          Visible(lang::text(Msg::ColComplete)), Visible(GetLangText("S28"))});
       break;
     default:
-      c.insert(c.end(), {Visible(lang::text(Msg::ColImportance)), Visible(lang::text(Msg::ColAttachments)),
-                         Visible(lang::text(Msg::ColFrom)), Visible(lang::text(Msg::ColTo)), Visible(GetLangText("S46"), 6),
-                         Hidden(), Visible(GetLangText("S28")), Visible(lang::text(Msg::ColState))});
+      c.insert(c.end(),
+               {Visible(lang::text(Msg::ColImportance)), Visible(lang::text(Msg::ColAttachments)),
+                Visible(lang::text(Msg::ColFrom)), Visible(lang::text(Msg::ColTo)), Visible(GetLangText("S46"), 6),
+                Hidden(), Visible(GetLangText("S28")), Visible(lang::text(Msg::ColState))});
       break;
   }
   return c;
@@ -102,8 +103,9 @@ bool Start::StartPrint(const model::Selection& selection, const model::FolderPtr
   const int currentClass = selection.Count() > 0 && selection.Item(1) ? selection.Item(1)->Class() : 0;
   if (currentClass == 0) {
     port_.beep();
-    port_.notice(lang::table().ReadLangKey(QStringLiteral("Lang"), QStringLiteral("S60"), QStringLiteral("Nichts markiert"),
-                                           QString::fromUtf8("Aucune sélection"), QStringLiteral("Nothing selected")));
+    port_.notice(lang::table().ReadLangKey(QStringLiteral("Lang"), QStringLiteral("S60"),
+                                           QStringLiteral("Nichts markiert"), QString::fromUtf8("Aucune sélection"),
+                                           QStringLiteral("Nothing selected")));
     return false;
   }
   kind_ = RunKind(currentClass);
@@ -125,7 +127,8 @@ void Start::AddItem(int& kind, model::ItemPtr item, bool warnUnsaved) {
     port_.beep();
     port_.notice(lang::table().ReadLangKey(QStringLiteral("Lang"), QStringLiteral("S81"),
                                            QStringLiteral("Item nicht gespeichert"),
-                                           QString::fromUtf8("Élément non sauvegardées"), QStringLiteral("Item not saved")) +
+                                           QString::fromUtf8("Élément non sauvegardées"),
+                                           QStringLiteral("Item not saved")) +
                  QLatin1Char('!'));
   }
   switch (kind) {
@@ -147,9 +150,7 @@ void Start::AddItem(int& kind, model::ItemPtr item, bool warnUnsaved) {
     case model::olDistributionList:
       if (item->Class() == kind) distListRow(item);
       break;
-    default:
-      mailRow(item);
-      break;
+    default: mailRow(item); break;
   }
 }
 
@@ -161,7 +162,8 @@ void Start::addRow(const model::ItemPtr& item, QStringList subItems) {
 
 void Start::appointmentRow(model::ItemPtr& item) {
   // An occurrence that was moved or changed is listed as its exception item.
-  if (item->flag(QStringLiteral("IsRecurring")) && item->number(QStringLiteral("RecurrenceState")) == model::olApptOccurrence) {
+  if (item->flag(QStringLiteral("IsRecurring")) &&
+      item->number(QStringLiteral("RecurrenceState")) == model::olApptOccurrence) {
     if (auto pattern = item->GetRecurrencePattern()) {
       const QDateTime start = item->date(QStringLiteral("Start"));
       for (const auto& ex : pattern->Exceptions) {
@@ -176,8 +178,7 @@ void Start::appointmentRow(model::ItemPtr& item) {
   QString when = ShortDate(start);
   if (item->flag(QStringLiteral("AllDayEvent")))
     when += QLatin1String("    (") + util::Format(start, QStringLiteral("ddd")) + QLatin1Char(')');
-  else
-    when += QLatin1Char(' ') + util::Format(start, QStringLiteral("Short Time"));
+  else when += QLatin1Char(' ') + util::Format(start, QStringLiteral("Short Time"));
   const int minutes = int(item->number(QStringLiteral("Duration")));
   addRow(item, {when, Stamp(start), tpl::DurationText(minutes), util::NumericSortKey(minutes),
                 item->text(QStringLiteral("Subject")), item->text(QStringLiteral("Location")),
@@ -189,8 +190,9 @@ void Start::contactRow(const model::ItemPtr& item) {
 }
 
 void Start::distListRow(const model::ItemPtr& item) {
-  addRow(item, {item->text(QStringLiteral("DLName")),
-                QLatin1Char('(') + util::Format(double(item->MemberCount()), QStringLiteral("000")) + QLatin1Char(')')});
+  addRow(item,
+         {item->text(QStringLiteral("DLName")),
+          QLatin1Char('(') + util::Format(double(item->MemberCount()), QStringLiteral("000")) + QLatin1Char(')')});
 }
 
 void Start::noteRow(const model::ItemPtr& item) {
@@ -201,14 +203,17 @@ void Start::noteRow(const model::ItemPtr& item) {
   // list "Color/Blue/Green/Pink/White/Yellow".
   static const int kField[] = {2, 3, 4, 6, 5};
   const qint64 color = item->number(QStringLiteral("Color"));
-  const QString colorName =
-      color >= 0 && color < 5 ? util::GetField(lang::GetLangText(QStringLiteral("S40")), QStringLiteral("/"), kField[color]) : QString();
+  const QString colorName = color >= 0 && color < 5 ? util::GetField(lang::GetLangText(QStringLiteral("S40")),
+                                                                     QStringLiteral("/"), kField[color])
+                                                    : QString();
   addRow(item, {model::IsNoDate(created) ? QString() : util::ShortDateTime(created), Stamp(created), body, colorName});
 }
 
 void Start::journalRow(const model::ItemPtr& item) {
   const QDateTime start = item->date(QStringLiteral("Start"));
-  const QString when = model::IsNoDate(start) ? QString() : DayAndDate(start) + QLatin1Char(' ') + util::Format(start, QStringLiteral("Short Time"));
+  const QString when = model::IsNoDate(start)
+                           ? QString()
+                           : DayAndDate(start) + QLatin1Char(' ') + util::Format(start, QStringLiteral("Short Time"));
   addRow(item, {when, Stamp(start), item->text(QStringLiteral("Type")), item->text(QStringLiteral("Subject"))});
 }
 
@@ -255,9 +260,10 @@ void Start::mailRow(const model::ItemPtr& item) {
   }
 
   const QString state = renderers::RemoteStatusLetter(item->number(QStringLiteral("RemoteStatus")));
-  addRow(item, {marker, attachments > 0 ? QString::number(attachments) : QString(), item->text(QStringLiteral("SenderName")), to,
-                model::IsNoDate(when) || !when.isValid() ? QString() : util::ShortDateTime(when), Stamp(when),
-                item->text(QStringLiteral("Subject")), state});
+  addRow(item,
+         {marker, attachments > 0 ? QString::number(attachments) : QString(), item->text(QStringLiteral("SenderName")),
+          to, model::IsNoDate(when) || !when.isValid() ? QString() : util::ShortDateTime(when), Stamp(when),
+          item->text(QStringLiteral("Subject")), state});
 }
 
 void Start::sortBy(int column, bool descending) {
@@ -267,7 +273,8 @@ void Start::sortBy(int column, bool descending) {
   std::vector<size_t> order(rows_.size());
   std::iota(order.begin(), order.end(), 0);
   std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-    const int c = QString::compare(rows_[a].subItems.value(key - 1), rows_[b].subItems.value(key - 1), Qt::CaseInsensitive);
+    const int c = QString::compare(rows_[a].subItems.value(key - 1), rows_[b].subItems.value(key - 1),
+                                   Qt::CaseInsensitive);
     return descending ? c > 0 : c < 0;
   });
   std::vector<model::ItemPtr> items;

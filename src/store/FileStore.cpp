@@ -68,9 +68,11 @@ QStringList defaultNames(int id) {
     case model::olFolderCalendar: return {"Calendar", "Kalender", "Calendrier"};
     case model::olFolderContacts: return {"Contacts", "Kontakte", "Address Book", "Addressbook"};
     case model::olFolderInbox: return {"Inbox", "Posteingang", "Boîte de réception"};
-    case model::olFolderSentMail: return {"Sent Items", "Sent", "Gesendete Elemente", "Gesendete Objekte", "Éléments envoyés"};
+    case model::olFolderSentMail:
+      return {"Sent Items", "Sent", "Gesendete Elemente", "Gesendete Objekte", "Éléments envoyés"};
     case model::olFolderDrafts: return {"Drafts", "Entwürfe", "Brouillons"};
-    case model::olFolderDeletedItems: return {"Deleted Items", "Trash", "Gelöschte Elemente", "Gelöschte Objekte", "Éléments supprimés"};
+    case model::olFolderDeletedItems:
+      return {"Deleted Items", "Trash", "Gelöschte Elemente", "Gelöschte Objekte", "Éléments supprimés"};
     case model::olFolderTasks: return {"Tasks", "Aufgaben", "Tâches", "Todo"};
     case model::olFolderNotes: return {"Notes", "Notizen"};
     case model::olFolderJournal: return {"Journal"};
@@ -270,9 +272,7 @@ int StoreFolder::DefaultItemClass() const {
   return itemClassFromContent_ ? itemClassFromContent_ : model::olAppointment;
 }
 
-model::ItemsPtr StoreFolder::GetItems() {
-  return std::make_shared<model::Items>(shared_from_this(), loadItems());
-}
+model::ItemsPtr StoreFolder::GetItems() { return std::make_shared<model::Items>(shared_from_this(), loadItems()); }
 
 FolderPtr StoreFolder::ParentFolder() const {
   const int slash = relPath_.lastIndexOf(QLatin1Char('/'));
@@ -377,11 +377,11 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
     for (const KContacts::Addressee& a : cards.cards) {
       ++n;
       const bool group = a.kind().compare(QLatin1String("group"), Qt::CaseInsensitive) == 0 ||
-                         a.custom(QStringLiteral("EVOLUTION"), QStringLiteral("LIST")).compare(
-                             QLatin1String("TRUE"), Qt::CaseInsensitive) == 0;
+                         a.custom(QStringLiteral("EVOLUTION"), QStringLiteral("LIST"))
+                                 .compare(QLatin1String("TRUE"), Qt::CaseInsensitive) == 0;
       Locator loc{relPath_, locatorFile, a.uid().isEmpty() ? QStringLiteral("#%1").arg(n) : a.uid(), QString()};
-      out.push_back(std::make_shared<ContactItem>(group ? StoreItem::Kind::DistList : StoreItem::Kind::Contact,
-                                                  self, absPath, loc, a, info.lastModified()));
+      out.push_back(std::make_shared<ContactItem>(group ? StoreItem::Kind::DistList : StoreItem::Kind::Contact, self,
+                                                  absPath, loc, a, info.lastModified()));
     }
     return out;
   }
@@ -417,9 +417,10 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
       it->second->addException(ex);
       continue;
     }
-    Locator loc{relPath_, locatorFile, ex->uid(), ex->recurrenceId().toUTC().toString(QStringLiteral("yyyyMMddTHHmmss"))};
+    Locator loc{relPath_, locatorFile, ex->uid(),
+                ex->recurrenceId().toUTC().toString(QStringLiteral("yyyyMMddTHHmmss"))};
     const auto kind = ex->type() == KCalendarCore::IncidenceBase::TypeTodo ? StoreItem::Kind::Task
-                                                                            : StoreItem::Kind::Appointment;
+                                                                           : StoreItem::Kind::Appointment;
     out.push_back(std::make_shared<CalendarItem>(kind, self, absPath, loc, ex));
   }
   return out;
@@ -455,8 +456,7 @@ std::vector<ItemPtr> StoreFolder::loadItems() {
   std::vector<ItemPtr> out;
   const QStringList files = itemFiles();
   std::set<QString> present(files.begin(), files.end());
-  for (auto it = cache_.begin(); it != cache_.end();)
-    it = present.count(it->first) ? std::next(it) : cache_.erase(it);
+  for (auto it = cache_.begin(); it != cache_.end();) it = present.count(it->first) ? std::next(it) : cache_.erase(it);
   std::map<int, int> classes;
   for (const QString& file : files) {
     for (const ItemPtr& item : itemsOfFile(file)) {
@@ -498,9 +498,10 @@ bool StoreFolder::writeMessage(const QByteArray& bytes, QString* pathOut, QStrin
   }
   if (format_ == Format::EmlDirectory) {
     const QDir dir(absPath_);
-    const QString name = freeName(dir, QStringLiteral("%1-%2.eml")
-                                           .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")))
-                                           .arg(++writeCounter));
+    const QString name = freeName(dir,
+                                  QStringLiteral("%1-%2.eml")
+                                      .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")))
+                                      .arg(++writeCounter));
     if (!writeNewFile(dir.filePath(name), bytes, error)) return false;
     if (pathOut) *pathOut = dir.filePath(name);
     return true;
@@ -561,7 +562,8 @@ bool StoreFolder::receive(StoreItem& item, QString* error) {
   if (!part.endsWith('\n')) part += "\r\n";
   // A calendar component keeps the time zones its times refer to.
   QByteArray zones;
-  for (int at = original.indexOf("BEGIN:VTIMEZONE"); !cards && at >= 0; at = original.indexOf("BEGIN:VTIMEZONE", at + 1)) {
+  for (int at = original.indexOf("BEGIN:VTIMEZONE"); !cards && at >= 0;
+       at = original.indexOf("BEGIN:VTIMEZONE", at + 1)) {
     const int end = original.indexOf("END:VTIMEZONE", at);
     if (end < 0) break;
     const int lineEnd = original.indexOf('\n', end);
@@ -570,8 +572,10 @@ bool StoreFolder::receive(StoreItem& item, QString* error) {
   const QByteArray own = cards ? part
                                : "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ordolo//Deleted item//EN\r\n" + zones +
                                      part + "END:VCALENDAR\r\n";
-  const QString safeUid = QString(uid).replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9@._-]")), QStringLiteral("_"));
-  const QString to = target.filePath(freeName(target, safeUid + (cards ? QStringLiteral(".vcf") : QStringLiteral(".ics"))));
+  const QString safeUid = QString(uid).replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9@._-]")),
+                                               QStringLiteral("_"));
+  const QString to = target.filePath(freeName(target,
+                                              safeUid + (cards ? QStringLiteral(".vcf") : QStringLiteral(".ics"))));
   if (!writeNewFile(to, own, error)) return false;
   if (!writeNewFile(from, rest, error)) {
     QFile::remove(to);
@@ -591,7 +595,7 @@ struct FolderWatch {
   model::Items::ItemAddHandler handler;
   QFileSystemWatcher watcher;
   QTimer timer;
-  std::set<QString> known;  // item entry ids already there or reported
+  std::set<QString> known;                                  // item entry ids already there or reported
   std::map<QString, std::pair<qint64, QDateTime>> growing;  // file -> last size and time seen
 
   void rearm() {
@@ -749,8 +753,7 @@ std::optional<StoreFolder::Format> FileStore::formatOf(const QString& absPath, c
 
 std::shared_ptr<StoreFolder> FileStore::folderAt(const QString& relPathIn) const {
   const QString relPath = QDir::cleanPath(relPathIn).remove(QRegularExpression(QStringLiteral("^/+|/+$")));
-  if (relPath.isEmpty() || relPath == QLatin1String(".") || relPath.startsWith(QLatin1String("..")))
-    return nullptr;
+  if (relPath.isEmpty() || relPath == QLatin1String(".") || relPath.startsWith(QLatin1String(".."))) return nullptr;
   auto it = folders_.find(relPath);
   if (it != folders_.end()) return it->second;
   const QString abs = root_ + QLatin1Char('/') + relPath;

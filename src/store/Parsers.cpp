@@ -227,9 +227,9 @@ QByteArray ReadMessageHead(const QString& path, QString* error) {
 namespace {
 
 bool isAddressHeader(const QByteArray& name) {
-  static const char* const kNames[] = {"from",      "sender",        "reply-to",  "to",        "cc",         "bcc",
-                                       "resent-from", "resent-sender", "resent-to", "resent-cc", "resent-bcc",
-                                       "mail-followup-to"};
+  static const char* const kNames[] = {"from",      "sender",    "reply-to",    "to",
+                                       "cc",        "bcc",       "resent-from", "resent-sender",
+                                       "resent-to", "resent-cc", "resent-bcc",  "mail-followup-to"};
   const QByteArray n = name.trimmed().toLower();
   return std::any_of(std::begin(kNames), std::end(kNames), [&n](const char* k) { return n == k; });
 }
@@ -259,7 +259,8 @@ QByteArray quoteAddressNames(const QByteArray& value) {
         int next = end;
         while (next < value.size() && isBlank(value[next])) ++next;
         const QByteArray word = value.mid(i, end - i);
-        if (word.size() >= 3 && word.endsWith('\'') && word.contains('@') && next < value.size() && value[next] == '<') {
+        if (word.size() >= 3 && word.endsWith('\'') && word.contains('@') && next < value.size() &&
+            value[next] == '<') {
           out += '"' + word + '"';
           i = end;
           continue;
@@ -309,8 +310,7 @@ QByteArray WithQuotedAddressNames(const QByteArray& head) {
     const int colon = field.indexOf(':');
     if (colon > 0 && field.indexOf('\'', colon) > 0 && isAddressHeader(field.left(colon)))
       out += field.left(colon + 1) + quoteAddressNames(field.mid(colon + 1));
-    else
-      out += field;
+    else out += field;
     at = end;
   }
   return out;

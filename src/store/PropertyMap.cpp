@@ -236,10 +236,8 @@ QString addressText(const KContacts::Address& a) {
   if (!a.extended().isEmpty()) lines << a.extended();
   if (!a.street().isEmpty()) lines << crlf(a.street());
   QString place;
-  if (a.region().isEmpty())
-    place = (a.postalCode() + QLatin1Char(' ') + a.locality()).trimmed();
-  else
-    place = (a.locality() + QStringLiteral(", ") + a.region() + QLatin1Char(' ') + a.postalCode()).trimmed();
+  if (a.region().isEmpty()) place = (a.postalCode() + QLatin1Char(' ') + a.locality()).trimmed();
+  else place = (a.locality() + QStringLiteral(", ") + a.region() + QLatin1Char(' ') + a.postalCode()).trimmed();
   if (!place.isEmpty()) lines << place;
   if (!a.country().isEmpty()) lines << a.country();
   return lines.join(QLatin1String("\r\n"));
@@ -359,6 +357,7 @@ using CalDef = Def<CalendarItem>;
 using ContactDef = Def<ContactItem>;
 using MailDef = Def<MailItem>;
 
+// clang-format off
 const std::vector<CalDef> kCalendarCommon = {
     {"Class", olOutlookInternal, "component kind (and the folder, for notes)", [](const CalendarItem& x) -> QVariant { return x.Class(); }},
     {"EntryID", olOutlookInternal, "folder, file, UID and occurrence start", [](const CalendarItem& x) -> QVariant { return x.EntryID(); }},
@@ -558,6 +557,7 @@ const std::vector<MailDef> kMail = {
     {"InternetMessageID", olText, "Message-ID", [](const MailItem& x) -> QVariant { return headerText(x, "Message-ID"); }},
     {"TransportMessageHeaders", olOutlookInternal, "the raw header block, CR LF line ends (MAPI 0x007D001E)", [](const MailItem& x) -> QVariant { return transportHeaders(x); }},
 };
+// clang-format on
 
 template <typename T>
 struct Table {

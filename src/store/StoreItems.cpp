@@ -93,8 +93,7 @@ bool StoreItem::Delete(QString* error) {
 
 CalendarItem::CalendarItem(Kind kind, std::weak_ptr<StoreFolder> folder, QString path, Locator locator,
                            KCalendarCore::Incidence::Ptr incidence)
-    : StoreItem(kind, std::move(folder), std::move(path), std::move(locator)),
-      incidence_(std::move(incidence)) {}
+    : StoreItem(kind, std::move(folder), std::move(path), std::move(locator)), incidence_(std::move(incidence)) {}
 
 bool CalendarItem::isAllDay() const { return incidence_->allDay(); }
 
@@ -171,18 +170,15 @@ model::RecipientList CalendarItem::Recipients() const {
     out.push_back(r);
   }
   for (const KCalendarCore::Attendee& a : attendees) {
-    if (!organizer.email().isEmpty() && a.email().compare(organizer.email(), Qt::CaseInsensitive) == 0)
-      continue;
+    if (!organizer.email().isEmpty() && a.email().compare(organizer.email(), Qt::CaseInsensitive) == 0) continue;
     model::Recipient r;
     r.Name = a.name().isEmpty() ? a.email() : a.name();
     r.Address = a.email();
     if (a.cuType() == KCalendarCore::Attendee::Resource || a.cuType() == KCalendarCore::Attendee::Room)
       r.Type = model::olResource;
-    else if (a.role() == KCalendarCore::Attendee::OptParticipant ||
-             a.role() == KCalendarCore::Attendee::NonParticipant)
+    else if (a.role() == KCalendarCore::Attendee::OptParticipant || a.role() == KCalendarCore::Attendee::NonParticipant)
       r.Type = model::olOptional;
-    else
-      r.Type = model::olRequired;
+    else r.Type = model::olRequired;
     r.MeetingResponseStatus = ResponseOf(a.status());
     out.push_back(r);
   }
@@ -273,8 +269,7 @@ std::optional<model::RecurrencePattern> CalendarItem::GetRecurrencePattern() con
   // those days.
   const KCalendarCore::RecurrenceRule* rule = rec->defaultRRuleConst();
   const bool dailyOnDays = rec->recurrenceType() == KCalendarCore::Recurrence::rOther && rule &&
-                           rule->recurrenceType() == KCalendarCore::RecurrenceRule::rDaily &&
-                           !rule->byDays().isEmpty();
+                           rule->recurrenceType() == KCalendarCore::RecurrenceRule::rDaily && !rule->byDays().isEmpty();
   if (dailyOnDays) p.RecurrenceType = model::olRecursWeekly;
   p.Interval = std::max(1, rec->frequency());
   const QDateTime start = master.start(), end = master.end();
@@ -341,8 +336,7 @@ std::vector<ItemPtr> CalendarItem::occurrencesBetween(const QDateTime& from, con
   QSet<qint64> replaced;
   for (const auto& ex : exceptions_) replaced.insert(LocalTime(ex->recurrenceId(), allDay).toMSecsSinceEpoch());
 
-  const QList<QDateTime> times =
-      incidence_->recurrence()->timesInInterval(from.addSecs(-length - 1), to.addSecs(1));
+  const QList<QDateTime> times = incidence_->recurrence()->timesInInterval(from.addSecs(-length - 1), to.addSecs(1));
   for (const QDateTime& t : times) {
     const QDateTime s = LocalTime(t, allDay);
     if (replaced.contains(s.toMSecsSinceEpoch())) continue;
@@ -397,7 +391,8 @@ model::AttachmentList ContactItem::Attachments() const {
     const QByteArray data = photo.rawData();
     if (!data.isEmpty()) {
       QString mime = photo.type().toLower();
-      if (!mime.contains(QLatin1Char('/'))) mime = QStringLiteral("image/") + (mime.isEmpty() ? QStringLiteral("jpeg") : mime);
+      if (!mime.contains(QLatin1Char('/')))
+        mime = QStringLiteral("image/") + (mime.isEmpty() ? QStringLiteral("jpeg") : mime);
       out.emplace_back(QStringLiteral("ContactPicture.jpg"), mime, QString(), data.size(), [data] { return data; });
     }
   }
@@ -448,8 +443,8 @@ std::vector<model::Recipient> ContactItem::members() const {
     out.push_back(r);
   }
   // Lists written as one card with one EMAIL line per member.
-  if (out.empty() && addressee_.custom(QStringLiteral("EVOLUTION"), QStringLiteral("LIST")).compare(
-                         QLatin1String("TRUE"), Qt::CaseInsensitive) == 0) {
+  if (out.empty() && addressee_.custom(QStringLiteral("EVOLUTION"), QStringLiteral("LIST"))
+                             .compare(QLatin1String("TRUE"), Qt::CaseInsensitive) == 0) {
     for (const QString& e : addressee_.emails()) {
       model::Recipient r = recipientFromText(e);
       resolve(r, r.Address);
@@ -476,15 +471,14 @@ namespace {
 // multipart type (the parser finds no parts and falls back to text/plain).
 bool isReport(const QByteArray& head) {
   static const QRegularExpression type(QStringLiteral("^content-type:\\s*multipart/report"),
-                                       QRegularExpression::CaseInsensitiveOption |
-                                           QRegularExpression::MultilineOption);
+                                       QRegularExpression::CaseInsensitiveOption | QRegularExpression::MultilineOption);
   return type.match(QString::fromLatin1(head)).hasMatch();
 }
 
 }  // namespace
 
-MailItem::MailItem(std::weak_ptr<StoreFolder> folder, QString path, Locator locator, QByteArray head,
-                   qint64 size, QDateTime fileTime, QDateTime deliveryTime, QString maildirFlags)
+MailItem::MailItem(std::weak_ptr<StoreFolder> folder, QString path, Locator locator, QByteArray head, qint64 size,
+                   QDateTime fileTime, QDateTime deliveryTime, QString maildirFlags)
     : StoreItem(Kind::Mail, std::move(folder), std::move(path), std::move(locator)),
       rawHead_(std::move(head)),
       size_(size),

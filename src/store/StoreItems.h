@@ -120,8 +120,8 @@ class ContactItem : public StoreItem {
 // A message file. Only the header block is parsed until the body is asked for.
 class MailItem : public StoreItem {
  public:
-  MailItem(std::weak_ptr<StoreFolder> folder, QString path, Locator locator, QByteArray head,
-           qint64 size, QDateTime fileTime, QDateTime deliveryTime, QString maildirFlags);
+  MailItem(std::weak_ptr<StoreFolder> folder, QString path, Locator locator, QByteArray head, qint64 size,
+           QDateTime fileTime, QDateTime deliveryTime, QString maildirFlags);
   // An unsaved draft made by Items::Add.
   MailItem(std::weak_ptr<StoreFolder> folder);
   ~MailItem() override;

@@ -55,8 +55,8 @@ QString SaveAttachment(const model::Attachment& attachment, const QString& folde
     util::DebugLog::write(QStringLiteral("Attachment not saved, folder cannot be made: ") + folder);
     return {};
   }
-  const QString name =
-      util::Format(referenceDate, QStringLiteral("yyyyMMdd-hhnn")) + QLatin1Char('_') + SafeAttachmentName(attachment.FileName());
+  const QString name = util::Format(referenceDate, QStringLiteral("yyyyMMdd-hhnn")) + QLatin1Char('_') +
+                       SafeAttachmentName(attachment.FileName());
   const QFileInfo fi(name);
   const QString suffix = fi.suffix();
   const QString stem = suffix.isEmpty() ? name : name.left(name.size() - suffix.size() - 1);
@@ -70,7 +70,8 @@ QString SaveAttachment(const model::Attachment& attachment, const QString& folde
   QString path = util::WithSlash(folder) + name;
   for (int n = 2; QFileInfo::exists(path); ++n) {
     if (sameBytes(path)) return path;
-    path = util::WithSlash(folder) + stem + QStringLiteral(" (%1)").arg(n) + (suffix.isEmpty() ? QString() : QLatin1Char('.') + suffix);
+    path = util::WithSlash(folder) + stem + QStringLiteral(" (%1)").arg(n) +
+           (suffix.isEmpty() ? QString() : QLatin1Char('.') + suffix);
   }
   QString error;
   if (!attachment.SaveAsFile(path, &error)) {
@@ -99,8 +100,8 @@ void FillAttachments(Target& target, AttachmentPrinting* printing, const model::
     names << name;
     lines << name + QStringLiteral(" (") + SizeText(a->Size()) + QLatin1Char(')');
   }
-  Put(target, QStringLiteral("#<") + prefix + QStringLiteral("Attachments>"), LiteralText(target, names.join(QStringLiteral("; "))),
-      true);
+  Put(target, QStringLiteral("#<") + prefix + QStringLiteral("Attachments>"),
+      LiteralText(target, names.join(QStringLiteral("; "))), true);
   Put(target, QStringLiteral("#<") + prefix + QStringLiteral("AttachmentCount>"), QString::number(listed.size()), true);
   Put(target, QStringLiteral("#<") + prefix + QStringLiteral("AttachmentList>"),
       TextWithLineBreaks(target, lines.join(QLatin1Char('\n'))), true);
@@ -113,8 +114,7 @@ void FillAttachments(Target& target, AttachmentPrinting* printing, const model::
     printing->queuedFor << key;
   }
   for (const model::Attachment* a : listed) {
-    if (queue.options().suppressed(a->FileName()) ||
-        queue.options().suppressed(SafeAttachmentName(a->FileName())))
+    if (queue.options().suppressed(a->FileName()) || queue.options().suppressed(SafeAttachmentName(a->FileName())))
       continue;
     if (a->Size() == 0) {
       util::DebugLog::write(QStringLiteral("Attachment not printed, it is empty: ") + a->FileName());

@@ -32,13 +32,10 @@ QDateTime AsDateTime(const QVariant& v) {
 // user's locale, dates as the general date, lists joined.
 QString AsText(const QVariant& v) {
   switch (v.userType()) {
-    case QMetaType::UnknownType:
-      return {};
-    case QMetaType::Bool:
-      return v.toBool() ? QStringLiteral("True") : QStringLiteral("False");
+    case QMetaType::UnknownType: return {};
+    case QMetaType::Bool: return v.toBool() ? QStringLiteral("True") : QStringLiteral("False");
     case QMetaType::Double:
-    case QMetaType::Float:
-      return util::NumberText(v.toDouble());
+    case QMetaType::Float: return util::NumberText(v.toDouble());
     case QMetaType::Int:
     case QMetaType::UInt:
     case QMetaType::Long:
@@ -46,15 +43,11 @@ QString AsText(const QVariant& v) {
     case QMetaType::LongLong:
     case QMetaType::ULongLong:
     case QMetaType::Short:
-    case QMetaType::UShort:
-      return v.toString();
+    case QMetaType::UShort: return v.toString();
     case QMetaType::QDateTime:
-    case QMetaType::QDate:
-      return util::Format(AsDateTime(v), QStringLiteral("General Date"));
-    case QMetaType::QStringList:
-      return v.toStringList().join(QLatin1String(", "));
-    default:
-      return v.toString();
+    case QMetaType::QDate: return util::Format(AsDateTime(v), QStringLiteral("General Date"));
+    case QMetaType::QStringList: return v.toStringList().join(QLatin1String(", "));
+    default: return v.toString();
   }
 }
 
@@ -64,21 +57,16 @@ void FillProperty(Target& target, const model::ItemProperty& p) {
   const QString placeholder = QStringLiteral("#<") + p.Name + QLatin1Char('>');
   switch (p.Type) {
     case model::olOutlookInternal:
-    case model::olDateTime:
-      FormatPropertyValue(target, p.Value, p.Name, false);
-      break;
-    case model::olText:
-      Put(target, placeholder, TextWithLineBreaks(target, AsText(p.Value)), true);
-      break;
+    case model::olDateTime: FormatPropertyValue(target, p.Value, p.Name, false); break;
+    case model::olText: Put(target, placeholder, TextWithLineBreaks(target, AsText(p.Value)), true); break;
     case model::olNumber:
     case model::olDuration:
     case model::olKeywords:
     case model::olFormula:
-    case model::olCombination:
-      Put(target, placeholder, LiteralText(target, AsText(p.Value)), true);
-      break;
+    case model::olCombination: Put(target, placeholder, LiteralText(target, AsText(p.Value)), true); break;
     case model::olYesNo:
-      Put(target, placeholder, lang::GetLangText(p.Value.toBool() ? QStringLiteral("S34") : QStringLiteral("S35")), true);
+      Put(target, placeholder, lang::GetLangText(p.Value.toBool() ? QStringLiteral("S34") : QStringLiteral("S35")),
+          true);
       break;
     case model::olPercent:
       Put(target, placeholder, util::Format(p.Value.toDouble(), QStringLiteral("Percent")), true);
@@ -135,7 +123,8 @@ void FillCommonPlaceholders(Target& target, const model::Item& item) {
   const QVariant created = item.get(QStringLiteral("CreationTime"));
   if (IsDate(created)) Put(target, QStringLiteral("#CreationTime"), util::ShortDateTime(AsDateTime(created)), false);
   const QVariant changed = item.get(QStringLiteral("LastModificationTime"));
-  if (IsDate(changed)) Put(target, QStringLiteral("#LastModificationTime"), util::ShortDateTime(AsDateTime(changed)), false);
+  if (IsDate(changed))
+    Put(target, QStringLiteral("#LastModificationTime"), util::ShortDateTime(AsDateTime(changed)), false);
 
   const QList<model::ItemProperty> props = item.ItemProperties();
   if (props.isEmpty()) return;
@@ -148,7 +137,8 @@ void FillCommonPlaceholders(Target& target, const model::Item& item) {
   // (user-defined ones especially) are filled from there.
   const model::ObjectPtr parent = item.Parent();
   if (parent && parent->Class() == model::olAppointment) {
-    if (auto series = std::dynamic_pointer_cast<model::Item>(parent)) WalkProperties(target, series->ItemProperties(), scan);
+    if (auto series = std::dynamic_pointer_cast<model::Item>(parent))
+      WalkProperties(target, series->ItemProperties(), scan);
   }
   if (util::DebugLog::isOn()) Debug(QStringLiteral("ItemProperty unresolved: ") + scan);
 }
@@ -227,10 +217,8 @@ void FillLinkedContacts(Target& target, const model::Item& item) {
     const QString fullName = link.Item->text(QStringLiteral("FullName"));
     const QString email = link.Item->text(QStringLiteral("Email1Address"));
     names += fullName + QStringLiteral(", ");
-    if (email == fullName)
-      withAddresses += fullName + QStringLiteral(", ");
-    else
-      withAddresses += fullName + QStringLiteral(" <") + email + QStringLiteral(">, ");
+    if (email == fullName) withAddresses += fullName + QStringLiteral(", ");
+    else withAddresses += fullName + QStringLiteral(" <") + email + QStringLiteral(">, ");
   }
   names.chop(2);
   withAddresses.chop(2);

@@ -77,7 +77,8 @@ bool ExcelOutput::Open(const QString& templatePath, QString* error) {
   items_ = 0;
   outputRow_ = blockFirst_;
   text_ = textOfRows(1, ws->lastRow());
-  util::DebugLog::write(QStringLiteral("Excel block: rows %1:%2 of %3").arg(blockFirst_).arg(blockLast_).arg(ws->name()));
+  util::DebugLog::write(
+      QStringLiteral("Excel block: rows %1:%2 of %3").arg(blockFirst_).arg(blockLast_).arg(ws->name()));
   return true;
 }
 
@@ -106,8 +107,7 @@ void ExcelOutput::BeginItem() {
   const int copyLast = outputRow_ + height - 1;
   // The rows outside all item rows: the header above the template block and
   // whatever lies below the current copy.
-  text_ = textOfRows(outputRow_, copyLast) + textOfRows(1, blockFirst_ - 1) +
-                    textOfRows(copyLast + 1, ws->lastRow());
+  text_ = textOfRows(outputRow_, copyLast) + textOfRows(1, blockFirst_ - 1) + textOfRows(copyLast + 1, ws->lastRow());
 }
 
 void ExcelOutput::breakBeforeItem() {

@@ -28,15 +28,17 @@ bool DropsContent(const QString& tag) {
 
 // Elements dropped on their own, their content (if any) kept.
 bool DropsTag(const QString& tag) {
-  static const QStringList kTags = {"embed", "link", "base", "meta",  "frame", "frameset", "input",
-                                    "source", "track", "audio", "video", "picture", "image", "bgsound"};
+  static const QStringList kTags = {"embed",  "link",  "base",  "meta",  "frame",   "frameset", "input",
+                                    "source", "track", "audio", "video", "picture", "image",    "bgsound"};
   return kTags.contains(tag);
 }
 
 QString SafeCss(QString css) {
   static const QRegularExpression kImport(QStringLiteral("@import[^;]*;?"), QRegularExpression::CaseInsensitiveOption);
-  static const QRegularExpression kUrl(QStringLiteral("url\\s*\\(([^)]*)\\)"), QRegularExpression::CaseInsensitiveOption);
-  static const QRegularExpression kExpression(QStringLiteral("expression\\s*\\("), QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression kUrl(QStringLiteral("url\\s*\\(([^)]*)\\)"),
+                                       QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression kExpression(QStringLiteral("expression\\s*\\("),
+                                              QRegularExpression::CaseInsensitiveOption);
   css.remove(kImport);
   QString out;
   int at = 0;
@@ -131,7 +133,8 @@ QString TagText(const QString& name, const std::vector<Attribute>& attrs, bool s
 // The position after the element closing `tag` from `at` on, or -1.
 int AfterClosing(const QString& s, int at, const QString& tag) {
   const QString closing = QStringLiteral("</") + tag;
-  for (int i = s.indexOf(closing, at, Qt::CaseInsensitive); i >= 0; i = s.indexOf(closing, i + 1, Qt::CaseInsensitive)) {
+  for (int i = s.indexOf(closing, at, Qt::CaseInsensitive); i >= 0;
+       i = s.indexOf(closing, i + 1, Qt::CaseInsensitive)) {
     const int after = i + closing.size();
     if (after < s.size() && (s[after].isLetterOrNumber() || s[after] == QLatin1Char('-'))) continue;
     const int end = s.indexOf(QLatin1Char('>'), after);
@@ -165,7 +168,8 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
     const bool closing = at + 1 < n && s[at + 1] == QLatin1Char('/');
     int nameStart = at + (closing ? 2 : 1);
     int nameEnd = nameStart;
-    while (nameEnd < n && (s[nameEnd].isLetterOrNumber() || s[nameEnd] == QLatin1Char('-') || s[nameEnd] == QLatin1Char(':')))
+    while (nameEnd < n &&
+           (s[nameEnd].isLetterOrNumber() || s[nameEnd] == QLatin1Char('-') || s[nameEnd] == QLatin1Char(':')))
       ++nameEnd;
     if (nameEnd == nameStart || !s[nameStart].isLetter()) {
       // "<!DOCTYPE", "<?xml", or a lone "<" in text.
@@ -221,9 +225,10 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
     std::vector<Attribute> kept;
     for (Attribute a : attrs) {
       const QString& name = a.name;
-      if (name.startsWith(QLatin1String("on")) || name == QLatin1String("background") || name == QLatin1String("srcset") ||
-          name == QLatin1String("lowsrc") || name == QLatin1String("dynsrc") || name == QLatin1String("longdesc") ||
-          name == QLatin1String("formaction") || name == QLatin1String("poster") || name.endsWith(QLatin1String(":href")))
+      if (name.startsWith(QLatin1String("on")) || name == QLatin1String("background") ||
+          name == QLatin1String("srcset") || name == QLatin1String("lowsrc") || name == QLatin1String("dynsrc") ||
+          name == QLatin1String("longdesc") || name == QLatin1String("formaction") || name == QLatin1String("poster") ||
+          name.endsWith(QLatin1String(":href")))
         continue;
       if (name == QLatin1String("src") && tag != QLatin1String("img")) continue;
       if (name == QLatin1String("href") && tag != QLatin1String("a") && tag != QLatin1String("area")) continue;
@@ -234,7 +239,8 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
   }
 
   // The text is written as UTF-8 whatever it declared before.
-  static const QString kMeta = QStringLiteral("<meta http-equiv=\"Content-Type\" content=\"text/html; charset=utf-8\">");
+  static const QString kMeta =
+      QStringLiteral("<meta http-equiv=\"Content-Type\" content=\"text/html; charset=utf-8\">");
   static const QRegularExpression kHead(QStringLiteral("<head(\\s[^>]*)?>"), QRegularExpression::CaseInsensitiveOption);
   static const QRegularExpression kBody(QStringLiteral("<body[\\s>]"), QRegularExpression::CaseInsensitiveOption);
   const auto head = kHead.match(out);
@@ -242,7 +248,8 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
     out.insert(head.capturedEnd(), kMeta);
   } else {
     const auto body = kBody.match(out);
-    out.insert(body.hasMatch() ? body.capturedStart() : 0, QStringLiteral("<head>") + kMeta + QStringLiteral("</head>"));
+    out.insert(body.hasMatch() ? body.capturedStart() : 0,
+               QStringLiteral("<head>") + kMeta + QStringLiteral("</head>"));
   }
   return out;
 }
@@ -270,7 +277,8 @@ QString LinkInlinePictures(const QString& html, const model::Item& item, const Q
 QString PrepareHtml(const QString& html, const model::Item& item, const QDateTime& referenceDate) {
   QString text = html;
   QStringList linked;
-  if (text.contains(QLatin1String("<img "), Qt::CaseInsensitive)) text = LinkInlinePictures(text, item, referenceDate, &linked);
+  if (text.contains(QLatin1String("<img "), Qt::CaseInsensitive))
+    text = LinkInlinePictures(text, item, referenceDate, &linked);
   if (!text.contains(QLatin1String("<body"), Qt::CaseInsensitive))
     text = QStringLiteral("<html><body>") + text + QStringLiteral("</body></html>");
   return SanitizeHtml(text, linked);
@@ -292,8 +300,9 @@ bool InsertHtmlAtPlaceholder(Target& target, const QString& html, const QString&
   }
   QString error;
   const bool ok = target.insertFileAt(placeholder, path, &error);
-  if (!ok) Debug(error.isEmpty() ? QStringLiteral("HTML placeholder not found: ") + placeholder
-                                 : QStringLiteral("HTML not inserted: ") + error);
+  if (!ok)
+    Debug(error.isEmpty() ? QStringLiteral("HTML placeholder not found: ") + placeholder
+                          : QStringLiteral("HTML not inserted: ") + error);
   QFile::remove(path);
   return ok;
 }

@@ -33,7 +33,7 @@ struct RunState {
   QDateTime LastStartDate;  // start of the day last opened; 1 January 3000 at run start
   QString GroupKey;         // first 8 characters of the sort column; "z#@" at run start
   QString PrevGroupKey;
-  bool Grouped = false;     // the list is sorted by a column, so groups apply
+  bool Grouped = false;  // the list is sorted by a column, so groups apply
   // 0 in report and label mode; otherwise 1 at run start and raised before
   // each item, so the first item sees 2.
   int ItemCounter = 0;

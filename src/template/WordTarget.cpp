@@ -142,16 +142,16 @@ void WordTarget::replace(const QString& cAlt, const QString& cNeuIn, bool lWildc
     if (placed) {
       sel.end = sel.start;
       word::Range r = sel;
-      const word::FindResult res =
-          doc_.execute(r, FindFor(cAlt, cNeu, lWildcards, word::Wrap::Stop), word::ReplaceMode::All);
+      const word::FindResult res = doc_.execute(r, FindFor(cAlt, cNeu, lWildcards, word::Wrap::Stop),
+                                                word::ReplaceMode::All);
       if (!res.ok) failure = res.error;
     }
   } else {
     for (word::Story* s : doc_.storyRanges()) {
       if (!Searched(word::Document::typeOf(s))) continue;
       word::Range r = doc_.storyRange(s);
-      const word::FindResult res =
-          doc_.execute(r, FindFor(cAlt, cNeu, lWildcards, word::Wrap::Continue), word::ReplaceMode::All);
+      const word::FindResult res = doc_.execute(r, FindFor(cAlt, cNeu, lWildcards, word::Wrap::Continue),
+                                                word::ReplaceMode::All);
       if (!res.ok && failure.isEmpty()) failure = res.error;
     }
   }

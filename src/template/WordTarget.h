@@ -61,7 +61,7 @@ class WordTarget : public Target {
   enum class Part { Whole, From, Rows };
   office::word::Document& doc_;
   Part part_ = Part::Whole;
-  int from_ = 0;                      // From; Rows: -1 or where the first item starts
+  int from_ = 0;                        // From; Rows: -1 or where the first item starts
   int table_ = 0, row_ = 0, rows_ = 0;  // Rows
   QString text_;
 };

@@ -25,7 +25,8 @@ bool open(const QString& path) {
   }
   g_file = f;
   g_on = true;
-  g_file->write(("Gestartet: " + Format(QDateTime::currentDateTime(), QStringLiteral("General Date")) + "\r\n").toUtf8());
+  g_file
+      ->write(("Gestartet: " + Format(QDateTime::currentDateTime(), QStringLiteral("General Date")) + "\r\n").toUtf8());
   g_file->flush();
   return true;
 }

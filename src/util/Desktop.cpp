@@ -65,8 +65,8 @@ int runOpener(const QString& target) {
 int classify(const QString& target) {
   const bool url = isUrl(target);
   if (!url) {
-    const QString path = target.startsWith(QLatin1String("file:"), Qt::CaseInsensitive)
-                             ? QUrl(target).toLocalFile() : target;
+    const QString path = target.startsWith(QLatin1String("file:"), Qt::CaseInsensitive) ? QUrl(target).toLocalFile()
+                                                                                        : target;
     const QFileInfo info(path);
     if (!info.exists()) return kOpenFileNotFound;
     if (!info.isReadable()) return kOpenAccessDenied;

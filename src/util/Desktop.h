@@ -10,8 +10,8 @@ namespace ordolo::util {
 enum OpenResult : int {
   kOpenFileNotFound = 2,
   kOpenAccessDenied = 5,
-  kOpenNoOpener = 27,     // the opener program is missing or would not start
-  kOpenFailed = 29,       // the opener ran and failed
+  kOpenNoOpener = 27,  // the opener program is missing or would not start
+  kOpenFailed = 29,    // the opener ran and failed
   kOpenNoAssociation = 31,
   kOpenBadUrl = 32,
   kOpenStarted = 42,

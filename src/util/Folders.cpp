@@ -34,9 +34,7 @@ std::optional<QString> g_tempFolder;
 
 }  // namespace
 
-QString WithSlash(const QString& path) {
-  return path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
-}
+QString WithSlash(const QString& path) { return path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/'); }
 
 QString DataFolder() {
   const QString home = env("ORDOLO_HOME");

@@ -35,9 +35,7 @@ bool splitKey(const QString& line, QString* key, QString* value) {
   return true;
 }
 
-bool sameName(const QString& a, const QString& b) {
-  return a.trimmed().compare(b.trimmed(), Qt::CaseInsensitive) == 0;
-}
+bool sameName(const QString& a, const QString& b) { return a.trimmed().compare(b.trimmed(), Qt::CaseInsensitive) == 0; }
 
 QString unquote(const QString& v) {
   if (v.size() >= 2) {

@@ -47,10 +47,8 @@ QString MainConfigPath();
 void SetMainConfigPath(const QString& path);
 
 // Reads one key; a missing key or file gives `fallback`.
-QString ReadIni(const QString& section, const QString& key, const QString& fallback,
-                const QString& file = QString());
+QString ReadIni(const QString& section, const QString& key, const QString& fallback, const QString& file = QString());
 // Writes one key; false when the file cannot be written.
-bool WriteIni(const QString& section, const QString& key, const QString& value,
-              const QString& file = QString());
+bool WriteIni(const QString& section, const QString& key, const QString& value, const QString& file = QString());
 
 }  // namespace ordolo::util

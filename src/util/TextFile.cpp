@@ -6,11 +6,10 @@ namespace ordolo::util {
 
 namespace {
 // Bytes 0x80..0x9F of Windows-1252; 0 marks the five undefined ones.
-constexpr char16_t kCp1252High[32] = {
-    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
-    0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+constexpr char16_t kCp1252High[32] = {0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                      0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
+                                      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                      0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
 }  // namespace
 
 bool isValidUtf8(const QByteArray& bytes) {
@@ -54,10 +53,8 @@ QString fromWindows1252(const QByteArray& bytes) {
   out.reserve(bytes.size());
   for (const char ch : bytes) {
     const auto c = static_cast<unsigned char>(ch);
-    if (c >= 0x80 && c <= 0x9F && kCp1252High[c - 0x80] != 0)
-      out.append(QChar(kCp1252High[c - 0x80]));
-    else
-      out.append(QChar(c));
+    if (c >= 0x80 && c <= 0x9F && kCp1252High[c - 0x80] != 0) out.append(QChar(kCp1252High[c - 0x80]));
+    else out.append(QChar(c));
   }
   return out;
 }

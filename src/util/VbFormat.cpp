@@ -29,11 +29,13 @@ QString withoutZone(const QString& fmt) {
   return out.simplified();
 }
 
+// clang-format off
 enum class Tok {
   Literal, Day, DayShort, DayLong, ShortDate, LongDate, Weekday, WeekOfYear, MonthOrMinute,
   MonthShort, MonthLong, Minute, Quarter, DayOfYear, Year2, Year4, Hour, Second, LongTime,
   GeneralDate, AmPmUpper, AmPmLower, APUpper, APLower, AmPmLocale
 };
+// clang-format on
 
 struct Token {
   Tok type;
@@ -42,17 +44,14 @@ struct Token {
 };
 
 bool isAmPm(Tok t) {
-  return t == Tok::AmPmUpper || t == Tok::AmPmLower || t == Tok::APUpper || t == Tok::APLower ||
-         t == Tok::AmPmLocale;
+  return t == Tok::AmPmUpper || t == Tok::AmPmLower || t == Tok::APUpper || t == Tok::APLower || t == Tok::AmPmLocale;
 }
 
 std::vector<Token> tokenize(const QString& p) {
   std::vector<Token> out;
   auto literal = [&out](const QString& s) {
-    if (!out.empty() && out.back().type == Tok::Literal)
-      out.back().text += s;
-    else
-      out.push_back({Tok::Literal, 1, s});
+    if (!out.empty() && out.back().type == Tok::Literal) out.back().text += s;
+    else out.push_back({Tok::Literal, 1, s});
   };
   auto at = [&p](int i, const char* word) {
     return p.mid(i, static_cast<int>(strlen(word))).compare(QLatin1String(word), Qt::CaseInsensitive) == 0;
@@ -102,42 +101,31 @@ std::vector<Token> tokenize(const QString& p) {
       i += run;
     };
     switch (l) {
-      case 'c':
-        emitRuns(1, [](int) { return Token{Tok::GeneralDate}; });
-        continue;
+      case 'c': emitRuns(1, [](int) { return Token{Tok::GeneralDate}; }); continue;
       case 'd':
         emitRuns(6, [](int k) {
-          static constexpr Tok kinds[] = {Tok::Day, Tok::Day, Tok::DayShort, Tok::DayLong, Tok::ShortDate, Tok::LongDate};
+          static constexpr Tok kinds[] = {Tok::Day,     Tok::Day,       Tok::DayShort,
+                                          Tok::DayLong, Tok::ShortDate, Tok::LongDate};
           return Token{kinds[k - 1], k == 2 ? 2 : 1};
         });
         continue;
-      case 'w':
-        emitRuns(2, [](int k) { return Token{k == 1 ? Tok::Weekday : Tok::WeekOfYear}; });
-        continue;
+      case 'w': emitRuns(2, [](int k) { return Token{k == 1 ? Tok::Weekday : Tok::WeekOfYear}; }); continue;
       case 'm':
         emitRuns(4, [](int k) {
           if (k <= 2) return Token{Tok::MonthOrMinute, k};
           return Token{k == 3 ? Tok::MonthShort : Tok::MonthLong};
         });
         continue;
-      case 'n':
-        emitRuns(2, [](int k) { return Token{Tok::Minute, k}; });
-        continue;
-      case 'q':
-        emitRuns(1, [](int) { return Token{Tok::Quarter}; });
-        continue;
+      case 'n': emitRuns(2, [](int k) { return Token{Tok::Minute, k}; }); continue;
+      case 'q': emitRuns(1, [](int) { return Token{Tok::Quarter}; }); continue;
       case 'y':
         emitRuns(4, [](int k) {
           if (k == 1) return Token{Tok::DayOfYear};
           return Token{k == 4 ? Tok::Year4 : Tok::Year2};
         });
         continue;
-      case 'h':
-        emitRuns(2, [](int k) { return Token{Tok::Hour, k}; });
-        continue;
-      case 's':
-        emitRuns(2, [](int k) { return Token{Tok::Second, k}; });
-        continue;
+      case 'h': emitRuns(2, [](int k) { return Token{Tok::Hour, k}; }); continue;
+      case 's': emitRuns(2, [](int k) { return Token{Tok::Second, k}; }); continue;
       case 't':
         if (run == 5) {
           out.push_back({Tok::LongTime});
@@ -145,8 +133,7 @@ std::vector<Token> tokenize(const QString& p) {
           continue;
         }
         break;
-      default:
-        break;
+      default: break;
     }
     literal(p.mid(i, run));
     i += run;
@@ -242,7 +229,8 @@ std::optional<QString> numberPattern(double v, const QString& pattern, const QLo
   int intLen = dot < 0 ? s.size() : dot;
   if (minInt == 0 && s.startsWith(QLatin1Char('0')) && intLen == 1) s.remove(0, 1);
   else if (intLen < minInt) s.prepend(QString(minInt - intLen, QLatin1Char('0')));
-  const bool negative = v < 0 && std::any_of(s.cbegin(), s.cend(), [](QChar c) { return c.isDigit() && c != QLatin1Char('0'); });
+  const bool negative = v < 0 &&
+                        std::any_of(s.cbegin(), s.cend(), [](QChar c) { return c.isDigit() && c != QLatin1Char('0'); });
   return (negative ? QStringLiteral("-") : QString()) + m.captured(1) + s + m.captured(4);
 }
 

@@ -55,15 +55,15 @@ TEST_F(Cli, DebugFlagAppendsOneStartLinePerStart) {
   const QString log = QString::fromUtf8(ordolo::test::readFile(home.filePath("data/debug.log")));
   // "Gestartet: " and the date and time in the German general date form, CR LF.
   const QString line = "Gestartet: \\d\\d\\.\\d\\d\\.\\d{4} \\d\\d:\\d\\d:\\d\\d\\r\\n";
-  EXPECT_TRUE(QRegularExpression("^" + line + line + "$").match(log).hasMatch())
-      << log.toStdString();
+  EXPECT_TRUE(QRegularExpression("^" + line + line + "$").match(log).hasMatch()) << log.toStdString();
 }
 
 }  // namespace
 
 TEST_F(Cli, ListShowsTheMarchOccurrencesOfTheSampleCalendar) {
   const QString store = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
-  const Result r = ordolo({"list", "--store", store, "--folder", "Calendar", "--from", "2026-03-01", "--to", "2026-03-31"});
+  const Result r = ordolo({"list", "--store", store, "--folder", "Calendar", "--from", "2026-03-01", "--to",
+                           "2026-03-31"});
   ASSERT_EQ(r.code, 0) << r.err.toStdString();
   QStringList team;
   for (const QString& line : r.out.split('\n')) {

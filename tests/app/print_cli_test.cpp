@@ -109,7 +109,8 @@ TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
   ASSERT_EQ(jobs.size(), 2) << cups.errorLog().toStdString();
   EXPECT_TRUE(QFileInfo(jobs[0]).fileName().endsWith("-MMemo-001"));
   EXPECT_TRUE(QFileInfo(jobs[1]).fileName().endsWith("-MMemo-002"));
-  EXPECT_TRUE(ordolo::test::pdfText(jobs[1]).contains(listed[1].section('\t', 2, 2))) << ordolo::test::pdfText(jobs[1]).toStdString();
+  EXPECT_TRUE(ordolo::test::pdfText(jobs[1]).contains(listed[1].section('\t', 2, 2)))
+      << ordolo::test::pdfText(jobs[1]).toStdString();
   EXPECT_TRUE(r.out.contains(QRegularExpression("capq-\\d+ MMemo-001\ncapq-\\d+ MMemo-002"))) << r.out.toStdString();
 }
 
@@ -123,9 +124,9 @@ TEST_F(PrintCli, AnInterruptStopsTheRunAfterTheCurrentDocument) {
   env.insert("TZ", "Europe/Berlin");
   env.remove("LC_ALL");
   p.setProcessEnvironment(env);
-  p.start(QStringLiteral(ORDOLO_BINARY), {"print", "--store", kStore, "--folder", "Calendar", "--from", "2026-02-01",
-                                          "--to", "2026-04-30", "--template", kTemplates + "AMemo.dotx", "--pdf",
-                                          out.path()});
+  p.start(QStringLiteral(ORDOLO_BINARY),
+          {"print", "--store", kStore, "--folder", "Calendar", "--from", "2026-02-01", "--to", "2026-04-30",
+           "--template", kTemplates + "AMemo.dotx", "--pdf", out.path()});
   ASSERT_TRUE(p.waitForStarted());
   // The first batch of documents has reached the folder: interrupt.
   QByteArray stdoutText;

@@ -34,7 +34,6 @@ using test::writeFile;
 
 namespace {
 
-
 QString partText(const QString& package, const QString& part) {
   QString error;
   auto pkg = office::Package::open(package, &error);
@@ -252,7 +251,8 @@ done
   // One that dies at once every time is given up on after a second try.
   Converter broken(Options{.program = script(dir.path(), "dies", "kill -SEGV $$\n")});
   const auto all = broken.toPdf(inputs, dir.path() + "/out2");
-  for (size_t i = 0; i < all.size(); ++i) EXPECT_EQ(lang::Describe(all[i].error), lang::text(Msg::ErrConvertCrashed).arg(inputs[int(i)]));
+  for (size_t i = 0; i < all.size(); ++i)
+    EXPECT_EQ(lang::Describe(all[i].error), lang::text(Msg::ErrConvertCrashed).arg(inputs[int(i)]));
   EXPECT_EQ(broken.launches(), 2);
 }
 

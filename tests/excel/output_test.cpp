@@ -165,17 +165,16 @@ TEST_F(ExcelRun, FinishedTemplateOpensInLibreOffice) {
   QString error;
   ASSERT_TRUE(output.SaveAs(out, &error)) << error.toStdString();
   const QString csv = asCsv(out, QStringLiteral("Items"));
-  EXPECT_EQ(csv,
-            QStringLiteral("Anna,List of ,42,03/12/2024\n"
-                           "Subject,When,Notes,\n"
-                           "Lunch,12.03., and more,\n"
-                           ",,,\n"
-                           "\"Review, final\",12.03., and more,\n"
-                           ",,,\n"
-                           "Dentist,12.03., and more,\n"
-                           ",,,\n"
-                           "Count,3,,\n"
-                           "End of ,,,\n"));
+  EXPECT_EQ(csv, QStringLiteral("Anna,List of ,42,03/12/2024\n"
+                                "Subject,When,Notes,\n"
+                                "Lunch,12.03., and more,\n"
+                                ",,,\n"
+                                "\"Review, final\",12.03., and more,\n"
+                                ",,,\n"
+                                "Dentist,12.03., and more,\n"
+                                ",,,\n"
+                                "Count,3,,\n"
+                                "End of ,,,\n"));
 }
 
 TEST_F(ExcelRun, LineBreaksPageBreaksAndFormulasOverManyItems) {

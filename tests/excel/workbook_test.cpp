@@ -183,10 +183,11 @@ TEST(ExcelWorkbook, InsertedRowCopiesCarryValuesStylesMergesAndFormulas) {
   ordolo::office::Error error;
   ASSERT_TRUE(book->saveAs(out, &error)) << error.debugText().toStdString();
   const QByteArray sheet = part(out, "xl/worksheets/sheet2.xml");
-  EXPECT_TRUE(sheet.contains("<mergeCells count=\"3\"><mergeCell ref=\"A4:B4\"/><mergeCell ref=\"A6:B6\"/><mergeCell ref=\"A8:B8\"/></mergeCells>"));
+  EXPECT_TRUE(sheet.contains(
+      "<mergeCells count=\"3\"><mergeCell ref=\"A4:B4\"/><mergeCell ref=\"A6:B6\"/><mergeCell ref=\"A8:B8\"/></mergeCells>"));
   EXPECT_TRUE(sheet.contains("<dimension ref=\"A1:D10\"/>"));
   EXPECT_TRUE(sheet.contains("<row r=\"7\" customFormat=\"false\" ht=\"22.7\""));  // the copy's height
-  EXPECT_TRUE(sheet.contains("<c r=\"A7\" s=\"2\" t=\"s\"><v>6</v></c>"));        // and style
+  EXPECT_TRUE(sheet.contains("<c r=\"A7\" s=\"2\" t=\"s\"><v>6</v></c>"));         // and style
   EXPECT_TRUE(part(out, "xl/workbook.xml").contains("fullCalcOnLoad=\"1\""));
   EXPECT_TRUE(part(out, "xl/sharedStrings.xml").contains("count=\"22\""));  // -1 + 2 x 5
 
@@ -198,14 +199,16 @@ TEST(ExcelWorkbook, InsertedRowCopiesCarryValuesStylesMergesAndFormulas) {
   EXPECT_EQ(w2->Text(4, 1), QStringLiteral("#Location"));
   EXPECT_EQ(w2->Formula(5, 2), QStringLiteral("COUNTA(A3:A4)"));
   ASSERT_TRUE(again->saveAs(out, &error));
-  EXPECT_TRUE(part(out, "xl/worksheets/sheet2.xml").contains("<mergeCells count=\"1\"><mergeCell ref=\"A4:B4\"/></mergeCells>"));
+  EXPECT_TRUE(part(out, "xl/worksheets/sheet2.xml")
+                  .contains("<mergeCells count=\"1\"><mergeCell ref=\"A4:B4\"/></mergeCells>"));
 }
 
 TEST(ExcelWorkbook, PicturesFollowTheirRowAndJoinAnExistingDrawing) {
   QTemporaryDir dir;
   const QString png = dir.filePath(QStringLiteral("p.png"));
   const QString text = dir.filePath(QStringLiteral("p.txt"));
-  for (const auto& [path, bytes] : {std::pair{png, QByteArray("\x89PNG\r\n\x1a\nrest")}, std::pair{text, QByteArray("hello")}}) {
+  for (const auto& [path, bytes] :
+       {std::pair{png, QByteArray("\x89PNG\r\n\x1a\nrest")}, std::pair{text, QByteArray("hello")}}) {
     QFile f(path);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write(bytes);
@@ -232,7 +235,8 @@ TEST(ExcelWorkbook, PicturesFollowTheirRowAndJoinAnExistingDrawing) {
   EXPECT_TRUE(part(out, "xl/drawings/_rels/drawing1.xml.rels").contains("Target=\"../media/ordolo1.png\""));
   EXPECT_EQ(part(out, "xl/media/ordolo1.png"), QByteArray("\x89PNG\r\n\x1a\nrest"));
   const QByteArray types = part(out, "[Content_Types].xml");
-  EXPECT_TRUE(types.contains("Extension=\"png\"") && types.contains("/xl/drawings/drawing1.xml")) << types.toStdString();
+  EXPECT_TRUE(types.contains("Extension=\"png\"") && types.contains("/xl/drawings/drawing1.xml"))
+      << types.toStdString();
 
   // A second save of the result adds to its drawing, under fresh names.
   auto again = Workbook::open(out, &error);
@@ -254,13 +258,15 @@ TEST(ExcelWorkbook, DamagedFilesAreRefusedNamingTheFile) {
   EXPECT_FALSE(Workbook::open(data("missing-sheet.xlsx"), &error));
   EXPECT_EQ(error.problem, ordolo::office::Problem::WorkbookPart);
   EXPECT_TRUE(error.debugText().contains(data("missing-sheet.xlsx"))) << error.debugText().toStdString();
-  EXPECT_TRUE(error.debugText().contains(QStringLiteral("xl/worksheets/sheet2.xml"))) << error.debugText().toStdString();
+  EXPECT_TRUE(error.debugText().contains(QStringLiteral("xl/worksheets/sheet2.xml")))
+      << error.debugText().toStdString();
 
   error = {};
   EXPECT_FALSE(Workbook::open(data("bad-xml.xlsx"), &error));
   EXPECT_EQ(error.problem, ordolo::office::Problem::WorkbookXml);
   EXPECT_TRUE(error.debugText().contains(data("bad-xml.xlsx"))) << error.debugText().toStdString();
-  EXPECT_TRUE(error.debugText().contains(QStringLiteral("xl/worksheets/sheet2.xml"))) << error.debugText().toStdString();
+  EXPECT_TRUE(error.debugText().contains(QStringLiteral("xl/worksheets/sheet2.xml")))
+      << error.debugText().toStdString();
 
   error = {};
   EXPECT_FALSE(Workbook::open(data("no-such-file.xlsx"), &error));

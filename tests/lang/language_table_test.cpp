@@ -79,7 +79,8 @@ TEST(LanguageTable, SaveAndReloadKeepsEditsButDropsS81ToS86) {
   EXPECT_TRUE(saved.startsWith("[Lang]\r\nS1=am\r\n"));
   EXPECT_TRUE(saved.contains("\r\nS51=Typ\r\nS53=Starte auf Et.Zeile:\r\n"));  // no S52
   // S81..S86 not written; the program texts after the S keys, in the order of their table.
-  EXPECT_TRUE(saved.contains("\r\nS80=\r\nMsgUrlNotValid=\"Bad address: \"\r\nErrNoStore=No store given\r\n[S52]\r\nText1="))
+  EXPECT_TRUE(
+      saved.contains("\r\nS80=\r\nMsgUrlNotValid=\"Bad address: \"\r\nErrNoStore=No store given\r\n[S52]\r\nText1="))
       << saved.toStdString();
   EXPECT_FALSE(saved.contains("S81=") || saved.contains("ErrNoFolder"));
   EXPECT_TRUE(saved.endsWith("Text20=Unterhaltung\r\n\r\n"));  // written as one record: one more line end
@@ -107,7 +108,8 @@ TEST(LanguageTable, LangDefPutsAShippedFileOverTheIni) {
   const QString ini = dir.filePath("Ordolo.ini");
   const QString langDir = dir.filePath("language");
   writeFile(langDir + "/English.txt", "[Lang]\r\nS26=Edit\r\nS22=Language\r\nS60=Nothing selected here\r\n");
-  writeFile(langDir + QString::fromUtf8("/Français.txt"), "[Lang]\r\nS26=Editer\r\nS22=Langue\r\nS60=Aucune s\xE9lection\r\n");
+  writeFile(langDir + QString::fromUtf8("/Français.txt"),
+            "[Lang]\r\nS26=Editer\r\nS22=Langue\r\nS60=Aucune s\xE9lection\r\n");
   LanguageTable t;
   t.LoadLanguageTable(ini);
   ASSERT_EQ(t.LangDef(0, langDir, ini), LangDefResult::Loaded);

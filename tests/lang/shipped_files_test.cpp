@@ -42,7 +42,8 @@ TEST_P(ShippedFile, IsCompleteInItsOwnLanguageWithMatchingLists) {
   EXPECT_EQ(raw.count('\n'), raw.count("\r\n"));
   // The keys in the order a save writes them, plus S81..S86.
   QStringList keys;
-  for (const QString& line : QString::fromUtf8(raw).split("\r\n", Qt::SkipEmptyParts)) keys.append(line.section('=', 0, 0));
+  for (const QString& line : QString::fromUtf8(raw).split("\r\n", Qt::SkipEmptyParts))
+    keys.append(line.section('=', 0, 0));
   QStringList expected{"[Lang]"};
   for (int n = 1; n <= 86; ++n)
     if (n != 52) expected.append(QStringLiteral("S%1").arg(n));

@@ -38,7 +38,8 @@ class PackageTest : public ::testing::Test {
 TEST_F(PackageTest, SavedCopyReplacesChangedPartsAndKeepsTheRest) {
   const QByteArray types = "<?xml version=\"1.0\"?><Types/>";
   const QByteArray document = QByteArray("<w:document>") + QByteArray(5000, 'x') + "</w:document>";
-  makeZip(file("t.dotx"), {{"[Content_Types].xml", types}, {"word/document.xml", document}, {"word/styles.xml", "<s/>"}});
+  makeZip(file("t.dotx"),
+          {{"[Content_Types].xml", types}, {"word/document.xml", document}, {"word/styles.xml", "<s/>"}});
   QString why;
   auto p = Package::open(file("t.dotx"), &why);
   ASSERT_TRUE(p) << why.toStdString();
@@ -54,8 +55,8 @@ TEST_F(PackageTest, SavedCopyReplacesChangedPartsAndKeepsTheRest) {
 
   auto q = Package::open(file("out.docx"), &why);
   ASSERT_TRUE(q) << why.toStdString();
-  EXPECT_EQ(q->entries(), QStringList({"[Content_Types].xml", "word/document.xml", "word/styles.xml",
-                                       "word/media/image1.png"}));
+  EXPECT_EQ(q->entries(),
+            QStringList({"[Content_Types].xml", "word/document.xml", "word/styles.xml", "word/media/image1.png"}));
   EXPECT_EQ(*q->read("[Content_Types].xml", &why), types);
   EXPECT_EQ(*q->read("word/document.xml", &why), "<w:document>filled</w:document>");
   EXPECT_EQ(*q->read("word/media/image1.png", &why), "PNG");

@@ -60,8 +60,9 @@ TEST(WordPdfTest, HtmlInsertedThroughLibreOffice) {
   {
     QFile f(html);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("<html><body><p>Hello <b>bold</b> world</p><table border=1><tr><td>cell A</td><td>cell B</td></tr></table>"
-            "<p>Last</p></body></html>");
+    f.write(
+        "<html><body><p>Hello <b>bold</b> world</p><table border=1><tr><td>cell A</td><td>cell B</td></tr></table>"
+        "<p>Last</p></body></html>");
   }
   office::Error error;
   auto doc = office::word::Document::create(QStringLiteral(ORDOLO_TEST_DATA "/word/report.docx"), &error);

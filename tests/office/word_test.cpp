@@ -286,7 +286,8 @@ TEST(WordDocumentTest, TemplateBecomesDocumentAndSavesCleanly) {
   ASSERT_TRUE(again) << error.debugText().toStdString();
   EXPECT_EQ(again->contentText(), doc->contentText());
   EXPECT_TRUE(PartOf(Data("memo.dotx"), "[Content_Types].xml").contains("template.main+xml"));
-  EXPECT_TRUE(PartOf(out, "word/document.xml").startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"));
+  EXPECT_TRUE(PartOf(out, "word/document.xml")
+                  .startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"));
 }
 
 TEST(WordDocumentTest, TypingPicturesAndInsertedFiles) {
@@ -359,7 +360,9 @@ TEST(WordDocumentTest, BadTemplatesGiveErrorsNamingTheFile) {
     EXPECT_TRUE(pkg);
     const QString out = dir.filePath(name);
     if (drop) {
-      pkg->write("_rels/.rels", "<?xml version=\"1.0\"?><Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\"/>");
+      pkg->write(
+          "_rels/.rels",
+          "<?xml version=\"1.0\"?><Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\"/>");
     } else {
       pkg->write(part, content);
     }

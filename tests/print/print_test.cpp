@@ -37,7 +37,6 @@ using test::writeFile;
 
 namespace {
 
-
 // A one-page PDF showing `text`, written by hand so that no conversion is
 // needed to have one.
 QByteArray onePagePdf(const QByteArray& text) {
@@ -140,7 +139,8 @@ TEST_F(PrintTest, QueuePrintsEachFileAsOneJobInOrderConvertingInOneRun) {
   QStringList files = server_->captured();
   for (const QString& f : before) files.removeAll(f);
   ASSERT_EQ(files.size(), 3) << server_->errorLog().toStdString();
-  const QStringList names = {QStringLiteral("Memo for Anna"), QStringLiteral("attachment.pdf"), QStringLiteral("Report")};
+  const QStringList names = {QStringLiteral("Memo for Anna"), QStringLiteral("attachment.pdf"),
+                             QStringLiteral("Report")};
   Cups cups;
   for (int i = 0; i < 3; ++i) {
     const int id = delivered[i].section(QLatin1Char(' '), 0, 0).section(QLatin1Char('-'), -1).toInt();
@@ -259,7 +259,8 @@ TEST_F(PrintTest, QueueReportsJobsThatFailOrDoNotFinishAndGoesOn) {
       lang::text(Msg::ErrPrintSubmit).arg(QStringLiteral("Refused job"), QStringLiteral("closingq"), QString())))
       << closing.errors()[0].toStdString();
   EXPECT_GT(closing.errors()[0].size(), lang::text(Msg::ErrPrintSubmit).size() + 20);
-  EXPECT_TRUE(closing.errors()[1].contains(QLatin1String("Lost job")) && closing.errors()[1].contains(QLatin1String("gone.pdf")));
+  EXPECT_TRUE(closing.errors()[1].contains(QLatin1String("Lost job")) &&
+              closing.errors()[1].contains(QLatin1String("gone.pdf")));
 }
 
 TEST_F(PrintTest, PdfFolderWritesOnePdfPerJobAndNothingForAFailure) {
@@ -272,7 +273,8 @@ TEST_F(PrintTest, PdfFolderWritesOnePdfPerJobAndNothingForAFailure) {
   FolderOutput out(folder, true);
   QString error;
   ASSERT_TRUE(out.prepare(&error)) << error.toStdString();
-  out.add({copyOf(QStringLiteral("memo.docx"), path(QStringLiteral("in/memo.docx"))), QStringLiteral("Memo: März/April")});
+  out.add({copyOf(QStringLiteral("memo.docx"), path(QStringLiteral("in/memo.docx"))),
+           QStringLiteral("Memo: März/April")});
   out.add({path(QStringLiteral("in/broken.docx")), QStringLiteral("Broken letter")});
   out.add({path(QStringLiteral("scan.pdf")), QStringLiteral("Scan"), false});
   out.add({copyOf(QStringLiteral("report.docx"), path(QStringLiteral("in/report.docx"))), QStringLiteral("Report")});
@@ -284,9 +286,9 @@ TEST_F(PrintTest, PdfFolderWritesOnePdfPerJobAndNothingForAFailure) {
   EXPECT_TRUE(out.errors()[0].contains(QLatin1String("Broken letter"))) << out.errors()[0].toStdString();
   EXPECT_EQ(everything(folder), QStringList({QStringLiteral("Memo: März_April.pdf"), QStringLiteral("Report (2).pdf"),
                                              QStringLiteral("Report.pdf"), QStringLiteral("Scan.pdf")}));
-  EXPECT_EQ(out.delivered(), QStringList({folder + QStringLiteral("/Memo: März_April.pdf"),
-                                          folder + QStringLiteral("/Scan.pdf"), folder + QStringLiteral("/Report.pdf"),
-                                          folder + QStringLiteral("/Report (2).pdf")}));
+  EXPECT_EQ(out.delivered(),
+            QStringList({folder + QStringLiteral("/Memo: März_April.pdf"), folder + QStringLiteral("/Scan.pdf"),
+                         folder + QStringLiteral("/Report.pdf"), folder + QStringLiteral("/Report (2).pdf")}));
   EXPECT_TRUE(pdfText(folder + QStringLiteral("/Memo: März_April.pdf")).contains(QLatin1String("Subject:")));
   EXPECT_EQ(readFile(folder + QStringLiteral("/Scan.pdf")), readFile(path(QStringLiteral("scan.pdf"))));
   // The older file of that name is replaced; the second "Report" gets its own.
@@ -336,7 +338,8 @@ TEST_F(PrintTest, ShowOpensEachSavedFileInOrder) {
   out.add({copyOf(QStringLiteral("memo.docx"), path(QStringLiteral("in/a.docx"))), QStringLiteral("Second memo")});
   out.add({copyOf(QStringLiteral("report.docx"), path(QStringLiteral("in/b.docx"))), QStringLiteral("First report")});
   ASSERT_TRUE(out.flush()) << out.errors().join('\n').toStdString();
-  const QStringList expected = {folder + QStringLiteral("/Second memo.docx"), folder + QStringLiteral("/First report.docx")};
+  const QStringList expected = {folder + QStringLiteral("/Second memo.docx"),
+                                folder + QStringLiteral("/First report.docx")};
   EXPECT_EQ(out.delivered(), expected);
   EXPECT_EQ(QString::fromUtf8(readFile(log)).split('\n', Qt::SkipEmptyParts), expected);
   for (const QString& f : expected) EXPECT_TRUE(QFileInfo(f).isFile()) << f.toStdString();
@@ -357,7 +360,8 @@ TEST_F(PrintTest, ShowTellsTheUserWhatTheDesktopCouldNotOpen) {
   // The texts for the other results; a type without a program is not told.
   const QString url = QStringLiteral("https://example.invalid/x");
   EXPECT_EQ(print::OpenFailureText(util::kOpenBadUrl, url), lang::text(Msg::UrlNotValid) + url);
-  EXPECT_EQ(print::OpenFailureText(util::kOpenFileNotFound, file), lang::text(Msg::ProblemStarting) + QStringLiteral("2)"));
+  EXPECT_EQ(print::OpenFailureText(util::kOpenFileNotFound, file),
+            lang::text(Msg::ProblemStarting) + QStringLiteral("2)"));
   EXPECT_EQ(print::OpenFailureText(util::kOpenNoAssociation, file), QString());
   EXPECT_EQ(print::OpenFailureText(util::kOpenStarted, file), QString());
 }

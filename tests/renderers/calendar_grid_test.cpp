@@ -249,7 +249,9 @@ TEST_F(Grid, ShippedTemplatePrintsAPagePerMonth) {
   ASSERT_EQ(pages.size(), 3) << pages.join("\n----\n").toStdString();
   for (const char* title : {"Januar 2026", "Februar 2026", "März 2026"})
     EXPECT_EQ(pages.filter(QString::fromUtf8(title)).size(), 1) << title;
-  EXPECT_TRUE(pages[0].contains(QRegularExpression("Montag +Dienstag +Mittwoch +Donnerstag +Freitag +Samstag +Sonntag"))) << pages[0].toStdString();
+  EXPECT_TRUE(pages[0]
+                  .contains(QRegularExpression("Montag +Dienstag +Mittwoch +Donnerstag +Freitag +Samstag +Sonntag")))
+      << pages[0].toStdString();
   for (int d = 1; d <= 28; d += 3) EXPECT_TRUE(pages[1].contains(QStringLiteral("Termin %1").arg(d))) << d;
   EXPECT_EQ(pages[1].count("Reise"), 2);
   EXPECT_EQ(pages[2].count("Reise"), 2);

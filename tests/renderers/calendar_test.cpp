@@ -77,7 +77,8 @@ std::shared_ptr<FakeItem> Appointment(const QDateTime& start, const QDateTime& e
 // An item with a recurrence pattern.
 class Recurring : public FakeItem {
  public:
-  explicit Recurring(model::RecurrencePattern p, int cls = model::olAppointment) : FakeItem(cls), pattern(std::move(p)) {}
+  explicit Recurring(model::RecurrencePattern p, int cls = model::olAppointment)
+      : FakeItem(cls), pattern(std::move(p)) {}
   std::optional<model::RecurrencePattern> GetRecurrencePattern() const override { return pattern; }
   model::RecurrencePattern pattern;
 };
@@ -132,8 +133,9 @@ TEST_F(CalendarFill, TimesOfTimedAndAllDayAppointments) {
 
   // Ending on the next day: the end time carries its date.
   render(Appointment(at(2026, 3, 8, 22, 0), at(2026, 3, 9, 1, 30)));
-  EXPECT_EQ(line("Time"),
-            "Time [22:00][Monday, 9. March 2026  01:30][Sunday, 8. March 2026  22:00][Monday, 9. March 2026  01:30][3.5 hours]");
+  EXPECT_EQ(
+      line("Time"),
+      "Time [22:00][Monday, 9. March 2026  01:30][Sunday, 8. March 2026  22:00][Monday, 9. March 2026  01:30][3.5 hours]");
 
   // All day, one day: the last day is the end minus one day, so no end time.
   render(Appointment(at(2026, 3, 2), at(2026, 3, 3), true));
@@ -156,10 +158,9 @@ TEST_F(CalendarFill, StatusAttendeesAndColourLabel) {
                    {"Room 2", "room2@example.org", 3, 0}};
   render(a);
   EXPECT_EQ(line("Status"), "Status [Busy][Meeting (Anna Berger)][Yes][][]");
-  EXPECT_EQ(doc->contentText().section("Attendees [", 1).section("]", 0, 0),
-            "Anna Berger; Ben Roth; Carla Diaz");
-  EXPECT_TRUE(doc->contentText().contains(
-      "[Anna Berger <anna@example.org> Organized\rBen Roth <ben@example.org> Accepted]"))
+  EXPECT_EQ(doc->contentText().section("Attendees [", 1).section("]", 0, 0), "Anna Berger; Ben Roth; Carla Diaz");
+  EXPECT_TRUE(doc->contentText()
+                  .contains("[Anna Berger <anna@example.org> Organized\rBen Roth <ben@example.org> Accepted]"))
       << doc->contentText().toStdString();
 
   // Not asked to respond: the regenerate text and "None" (the flag is read,
@@ -201,7 +202,8 @@ TEST_F(CalendarFill, TasksNotesAndJournalEntries) {
   EXPECT_EQ(line("Task"), "Task [][][Mon 3/2/2026][" + tpl::DurationText(239) + "][" + tpl::DurationText(720) +
                               "][In Progress][50%]");
 
-  task->set("StartDate", at(2026, 3, 3), model::olDateTime).set("ReminderTime", at(2026, 3, 2, 8, 15), model::olDateTime);
+  task->set("StartDate", at(2026, 3, 3), model::olDateTime)
+      .set("ReminderTime", at(2026, 3, 2, 8, 15), model::olDateTime);
   render(task, Renderer::Task);
   EXPECT_TRUE(line("Task").startsWith("Task [3/3/2026][][3/2/2026 8:15 AM]")) << line("Task").toStdString();
   task->set("StartDate", at(2026, 3, 4, 14, 0), model::olDateTime);
@@ -211,7 +213,8 @@ TEST_F(CalendarFill, TasksNotesAndJournalEntries) {
   // Note colours: yellow is 3, white 4; one the text does not know is left
   // to the property placeholders.
   auto note = FakeItem::make(model::olNote);
-  for (const auto& [color, text] : std::vector<std::pair<int, QString>>{{3, "Yellow"}, {4, "White"}, {0, "Blue"}, {7, "7"}}) {
+  for (const auto& [color, text] :
+       std::vector<std::pair<int, QString>>{{3, "Yellow"}, {4, "White"}, {0, "Blue"}, {7, "7"}}) {
     note->set("Color", color, model::olNumber);
     render(note, Renderer::Note);
     EXPECT_TRUE(line("Other").startsWith("Other [" + text + "]")) << color;
@@ -251,15 +254,18 @@ TEST(RecurrenceWording, ReadsAsASentenceInEachLanguage) {
     QStringList texts;
   };
   const std::vector<Case> cases = {
-      {"English.txt", QLocale(QLocale::English, QLocale::UnitedStates),
+      {"English.txt",
+       QLocale(QLocale::English, QLocale::UnitedStates),
        {"Weekly|every 2. week on Monday, Wednesday until 12/31/2026", "Weekly|every week on Sunday, Monday",
         "Daily|every day", "Monthly|every month on last Friday", "Monthly|every 3. month on 1.",
         "Yearly|every year on 14. March", "Yearly|every year on last Sunday in March"}},
-      {"Deutsch.txt", QLocale(QLocale::German, QLocale::Germany),
+      {"Deutsch.txt",
+       QLocale(QLocale::German, QLocale::Germany),
        {"Wöchentlich|jede 2. Woche am Montag, Mittwoch bis 31.12.2026", "Wöchentlich|jede Woche am Montag, Sonntag",
         "Täglich|jeden Tag", "Monatlich|jeden Monat am letztem Freitag", "Monatlich|jeden 3. Monat am 1.",
         "Jährlich|jedes Jahr am 14. März", "Jährlich|jedes Jahr am letztem Sonntag im März"}},
-      {"Français.txt", QLocale(QLocale::French, QLocale::France),
+      {"Français.txt",
+       QLocale(QLocale::French, QLocale::France),
        {"Hebdomadaire|chaque 2. semaine le lundi, mercredi jusqu'au 31/12/2026",
         "Hebdomadaire|chaque semaine le lundi, dimanche", "Quotidien|chaque jour",
         "Mensuel|chaque mois le dernier vendredi", "Mensuel|chaque 3. mois le 1.", "Annuel|chaque année le 14. mars",
@@ -269,7 +275,8 @@ TEST(RecurrenceWording, ReadsAsASentenceInEachLanguage) {
     Language(c.file);
     util::setUserLocale(c.locale);
     QStringList texts;
-    for (const auto& p : {weekly, sundayMonday, Pattern(model::olRecursDaily), lastFriday, quarterly, yearly, lastSundayOfMarch}) {
+    for (const auto& p :
+         {weekly, sundayMonday, Pattern(model::olRecursDaily), lastFriday, quarterly, yearly, lastSundayOfMarch}) {
       const auto d = renderers::DescribeRecurrence(Recurring(p), false);
       texts << d.type + "|" + d.pattern;
     }
@@ -302,7 +309,10 @@ TEST(RecurrenceWording, SeriesAsTheSampleStoreKeepsThem) {
   }
   texts.sort();
   // Every working day is a weekly series; a counted series ends on its last date.
-  EXPECT_EQ(texts, (QStringList{"Project Falcon sync: every 2. week on Wednesday until 4/29/2026",
-                                "Stand-up Project Falcon: every week on Monday, Tuesday, Wednesday, Thursday, Friday until 3/20/2026"}));
+  EXPECT_EQ(
+      texts,
+      (QStringList{
+          "Project Falcon sync: every 2. week on Wednesday until 4/29/2026",
+          "Stand-up Project Falcon: every week on Monday, Tuesday, Wednesday, Thursday, Friday until 3/20/2026"}));
   util::setUserLocale(util::localeFromEnvironment());
 }

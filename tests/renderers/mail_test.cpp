@@ -123,8 +123,9 @@ TEST_F(MailFill, OneDayHeadingPerDayAndBreaksOnlyBetweenDays) {
   // The first item opens the day but breaks nothing.
   EXPECT_EQ(line("Break"), "Break [] page []");
   EXPECT_EQ(line("Day"), "Day [Monday, 16. March 2026|Mon|Mon 3/16/2026|3/16/2026]");
-  EXPECT_EQ(line("Times"),
-            "Times [10:30 AM|10:30 AM|10:30 AM|Monday, 16. March 2026 10:30 AM|Mon|Mon 3/16/2026 10:30 AM|3/16/2026 10:30 AM]");
+  EXPECT_EQ(
+      line("Times"),
+      "Times [10:30 AM|10:30 AM|10:30 AM|Monday, 16. March 2026 10:30 AM|Mon|Mon 3/16/2026 10:30 AM|3/16/2026 10:30 AM]");
 
   // The same day: no heading, no break, the times still there.
   render(Mail(At(2026, 3, 16, 17, 5)));
@@ -176,7 +177,8 @@ TEST_F(MailFill, SenderRecipientsAndStatusOfReceivedDraftAndReportItems) {
 
   // A delivery report names neither sender nor recipient.
   auto deliveryReport = FakeItem::make(model::olReport);
-  deliveryReport->set("SenderName", "Mail Delivery System").set("ReceivedTime", At(2026, 3, 16, 17, 5), model::olDateTime);
+  deliveryReport->set("SenderName", "Mail Delivery System")
+      .set("ReceivedTime", At(2026, 3, 16, 17, 5), model::olDateTime);
   render(deliveryReport);
   EXPECT_EQ(line("From"), "From: [-]");
   // A received mail whose sender is unknown falls back to its first recipient.
@@ -241,8 +243,9 @@ TEST_F(MailFill, AttachmentsAreListedAndQueuedUnderSafeNamesInTheTemporaryFolder
 
   // The inline picture belongs to the body, not to the attachments.
   EXPECT_EQ(line("Att"), "Att [Offer.pdf; attachment; Signature.GIF; empty.txt; Offer.pdf] n [5]");
-  EXPECT_EQ(line("List"), "List [Offer.pdf (5 bytes)\vattachment (3 bytes)\vSignature.GIF (3 bytes)\vempty.txt (0 bytes)\v"
-                          "Offer.pdf (6 bytes)]");
+  EXPECT_EQ(line("List"),
+            "List [Offer.pdf (5 bytes)\vattachment (3 bytes)\vSignature.GIF (3 bytes)\vempty.txt (0 bytes)\v"
+            "Offer.pdf (6 bytes)]");
 
   // Suppressed and empty ones are not printed; the rest are saved under the
   // creation time, inside the temporary folder, names never clashing.

@@ -139,8 +139,8 @@ TEST(MailHtmlRun, OneLibreOfficeStartForTheBodiesOfManyMails) {
               "From: Shop <shop@example.com>\nTo: Anna <anna@example.org>\nSubject: News " + QByteArray::number(i) +
                   "\nDate: Tue, 03 Mar 2026 07:3" + QByteArray::number(i) +
                   ":00 +0100\nMIME-Version: 1.0\nContent-Type: text/html; charset=utf-8\n\n"
-                  "<html><body><h1>Issue " + QByteArray::number(i) + "</h1><p>Body of news " +
-                  QByteArray::number(i) + "</p></body></html>\n");
+                  "<html><body><h1>Issue " +
+                  QByteArray::number(i) + "</h1><p>Body of news " + QByteArray::number(i) + "</p></body></html>\n");
   QFile::copy(QStringLiteral(ORDOLO_TEST_DATA "/word/mail.docx"), home.filePath("MMemo.docx"));
   QString why;
   auto store = store::FileStore::open(home.filePath("store"), &why);

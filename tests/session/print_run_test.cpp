@@ -192,7 +192,8 @@ TEST_F(Run, ATableTemplateGetsARowPerItem) {
 
 TEST_F(Run, ShowingManyItemsAsksBeforeEveryTenMore) {
   std::vector<model::ItemPtr> many;
-  for (int i = 1; i <= 25; ++i) many.push_back(FakeItem::make(model::olMail)->set("Subject", QString("Item %1").arg(i)).shared_from_this());
+  for (int i = 1; i <= 25; ++i)
+    many.push_back(FakeItem::make(model::olMail)->set("Subject", QString("Item %1").arg(i)).shared_from_this());
   session::RunOptions options;
   options.mode = session::RunMode::Show;
   auto result = print(many, templ("memo.docx", "MMemo.docx"), options);
@@ -301,7 +302,8 @@ TEST_F(Run, BreakTemplatesStartACopyOfTheTemplatePerDay) {
     EXPECT_EQ(text.count("for Test User"), 3);
     EXPECT_FALSE(doc->searchedText().contains(kLeftover)) << text.toStdString();
     const int pages = QString::fromUtf8(zipPart(out.filePath(QFileInfo(name).completeBaseName() + "-001.docx"),
-                                                "word/document.xml")).count("w:type=\"page\"");
+                                                "word/document.xml"))
+                          .count("w:type=\"page\"");
     // The heading's "#PAGEBREAK" breaks before each new day too.
     EXPECT_EQ(pages, name.contains("pagebreak") ? 4 : 2) << name.toStdString();
   }
@@ -317,7 +319,8 @@ TEST_F(Run, ABreakTemplateStartingWithItsTableGrowsOneTableByADayBlock) {
   // Per day: the heading row, the column titles, a row per item, the foot.
   EXPECT_EQ(doc->rowCount(1), 5 + 4 + 4);
   const QString text = TableText(*doc, 1);
-  EXPECT_TRUE(text.contains(QRegularExpression("Monday, 2\\. March 2026.*Stand-up.*Review.*Total.*"
+  EXPECT_TRUE(text
+                  .contains(QRegularExpression("Monday, 2\\. March 2026.*Stand-up.*Review.*Total.*"
                                                "Tuesday, 3\\. March 2026.*Workshop.*Total.*"
                                                "Wednesday, 4\\. March 2026.*Holiday.*Total")))
       << text.toStdString();
@@ -365,7 +368,8 @@ TEST_F(Run, ADistributionListReportGivesEachMemberItsRows) {
 }
 
 TEST_F(Run, AContactPictureIsInsertedAtItsSizeOrLeavesABlank) {
-  print({bySubject("Contacts", "Jonas Keller"), bySubject("Contacts", "Claire Dubois")}, templ("contact.docx", "CMemo.docx"));
+  print({bySubject("Contacts", "Jonas Keller"), bySubject("Contacts", "Claire Dubois")},
+        templ("contact.docx", "CMemo.docx"));
   ASSERT_EQ(written(), (QStringList{"CMemo-001.docx", "CMemo-002.docx"}));
   // 98.95 x 108.85 points in EMU (12700 per point).
   const QString withPicture = QString::fromUtf8(zipPart(out.filePath("CMemo-001.docx"), "word/document.xml"));
@@ -390,7 +394,8 @@ TEST_F(Run, AContactPictureIsInsertedAtItsSizeOrLeavesABlank) {
   const QString filled = out.filePath("Clist-001.xlsx");
   const QByteArray drawing = zipPart(filled, "xl/drawings/drawing1.xml");
   EXPECT_EQ(drawing.count("<xdr:oneCellAnchor"), 1);
-  EXPECT_TRUE(drawing.contains("<xdr:col>2</xdr:col><xdr:colOff>25400</xdr:colOff><xdr:row>5</xdr:row>")) << drawing.toStdString();
+  EXPECT_TRUE(drawing.contains("<xdr:col>2</xdr:col><xdr:colOff>25400</xdr:colOff><xdr:row>5</xdr:row>"))
+      << drawing.toStdString();
   auto result = office::excel::Workbook::open(filled, &why);
   ASSERT_TRUE(result);
   EXPECT_EQ(result->ActiveSheet()->Text(4, 3), "Photo: ");
@@ -424,9 +429,9 @@ TEST_F(Run, AStopAfterTheThirdOfTenItemsEndsEveryLayoutCleanly) {
     int documents;  // written when the run stops after three items
   };
   const Case cases[] = {
-      {"calendar.docx", "AMemo.docx", false, 3},       {"calendar.docx", "ACalTable.docx", false, 1},
-      {"report.docx", "AReport.docx", false, 1},       {"label.docx", "CLabel.docx", true, 1},
-      {"grid.docx", "ACalendar.docx", false, 1},       {"", "AList.xltx", false, 1},
+      {"calendar.docx", "AMemo.docx", false, 3}, {"calendar.docx", "ACalTable.docx", false, 1},
+      {"report.docx", "AReport.docx", false, 1}, {"label.docx", "CLabel.docx", true, 1},
+      {"grid.docx", "ACalendar.docx", false, 1}, {"", "AList.xltx", false, 1},
   };
   stopAfter = 3;
   for (const Case& c : cases) {
@@ -451,7 +456,8 @@ TEST_F(Run, AStopAfterTheThirdOfTenItemsEndsEveryLayoutCleanly) {
     ASSERT_EQ(files.size(), c.documents) << files.join(", ").toStdString();
     QByteArray all;
     for (const QString& f : files)
-      for (const char* part : {"word/document.xml", "xl/sharedStrings.xml", "xl/worksheets/sheet1.xml", "xl/worksheets/sheet2.xml"})
+      for (const char* part :
+           {"word/document.xml", "xl/sharedStrings.xml", "xl/worksheets/sheet1.xml", "xl/worksheets/sheet2.xml"})
         all += zipPart(out.filePath(f), part);
     for (int i = 1; i <= 3; ++i) EXPECT_TRUE(all.contains(QStringLiteral("Subject-0%1").arg(i).toUtf8())) << i;
     EXPECT_FALSE(all.contains("Subject-04"));

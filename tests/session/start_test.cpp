@@ -23,7 +23,8 @@ class Intake : public StoreTest {
     util::setUserLocale(QLocale(QLocale::English, QLocale::UnitedStates));
   }
   bool take(std::vector<model::ItemPtr> chosen, const QString& folder) {
-    return start.StartPrint(model::Selection(std::move(chosen)), store->folderByPath(folder), QStringLiteral("Test User"));
+    return start.StartPrint(model::Selection(std::move(chosen)), store->folderByPath(folder),
+                            QStringLiteral("Test User"));
   }
   ScriptedPort port;
   session::Start start{port};
@@ -134,9 +135,11 @@ TEST_F(Intake, RowsCarryTheKindsColumnsAndSortByTheirKeys) {
 
 TEST(TemplateList, KindLetterAndExtensionDecideWhatIsListed) {
   QTemporaryDir dir;
-  for (const char* name : {"Aplan.xlsx", "Aplan.docx", "AMemo.dotx", "Aold.dot", "aLower.xltx", "MMemo.dotx", "Anotes.txt"})
+  for (const char* name :
+       {"Aplan.xlsx", "Aplan.docx", "AMemo.dotx", "Aold.dot", "aLower.xltx", "MMemo.dotx", "Anotes.txt"})
     writeFile(dir.filePath(name), "x");
-  EXPECT_EQ(session::ListTemplates("A", dir.path()), (QStringList{"aLower.xltx", "AMemo.dotx", "Aold.dot", "Aplan.xlsx"}));
+  EXPECT_EQ(session::ListTemplates("A", dir.path()),
+            (QStringList{"aLower.xltx", "AMemo.dotx", "Aold.dot", "Aplan.xlsx"}));
   EXPECT_TRUE(session::IsExcelTemplate("Letter.xlt"));
   EXPECT_FALSE(session::IsExcelTemplate("Letter.dot"));
   EXPECT_FALSE(session::IsExcelTemplate("My.xls.dot"));

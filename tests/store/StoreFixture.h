@@ -27,10 +27,8 @@ inline void copyTree(const QString& from, const QString& to) {
   while (it.hasNext()) {
     const QString path = it.next();
     const QString target = to + path.mid(from.size());
-    if (it.fileInfo().isDir())
-      QDir().mkpath(target);
-    else
-      QFile::copy(path, target);
+    if (it.fileInfo().isDir()) QDir().mkpath(target);
+    else QFile::copy(path, target);
   }
 }
 

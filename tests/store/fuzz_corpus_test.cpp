@@ -25,8 +25,7 @@ struct Tally {
 Tally replay(const char* kind, const Touch& touch) {
   qputenv("TZ", "Europe/Berlin");
   // The libraries warn about every odd file; the corpus is nothing but.
-  const QtMessageHandler previous =
-      qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+  const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
   Tally tally;
   fuzz::ScratchStore scratch;
   const QDir dir(QStringLiteral(ORDOLO_FUZZ_DATA "/") + QLatin1String(kind));

@@ -86,7 +86,11 @@ TEST_F(StoreTest, MeetingAttendeesResponsesAndReminder) {
   ASSERT_EQ(recipients.size(), 5u);
   EXPECT_EQ(recipients[0].Type, model::olOrganizer);
   EXPECT_EQ(recipients[0].MeetingResponseStatus, model::olResponseOrganized);
-  struct Expect { const char* name; int type; int response; };
+  struct Expect {
+    const char* name;
+    int type;
+    int response;
+  };
   const Expect expected[] = {{"Test User", 1, model::olResponseAccepted},
                              {"Claire Dubois", 1, model::olResponseTentative},
                              {"Peter Hall", 2, model::olResponseDeclined},
@@ -145,9 +149,10 @@ TEST_F(StoreTest, ContactValuesPhotoAndMissingBirthday) {
 
 TEST(VCardPhotos, AVersion4DataUriPhotoIsReadForItsOwnCard) {
   const QByteArray jpeg("\xFF\xD8\xFF\xE0 a picture", 15);
-  const QByteArray text = "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:No Photo\r\nEND:VCARD\r\n"
-                          "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:With Photo\r\nitem1.PHOTO:data:image/png;base64," +
-                          jpeg.toBase64().insert(6, "\r\n ") + "\r\nEND:VCARD\r\n";
+  const QByteArray text =
+      "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:No Photo\r\nEND:VCARD\r\n"
+      "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:With Photo\r\nitem1.PHOTO:data:image/png;base64," +
+      jpeg.toBase64().insert(6, "\r\n ") + "\r\nEND:VCARD\r\n";
   const store::ParsedCards parsed = store::ParseVCards(text);
   ASSERT_TRUE(parsed.ok) << parsed.error.toStdString();
   ASSERT_EQ(parsed.cards.size(), 2);

@@ -109,8 +109,8 @@ TEST_F(MailFiles, AMailTheParserGivesUpOnIsLeftOutAndNamedNotTheFolder) {
 
   // Told once, naming the file, in the table's language.
   const QString written = QString::fromUtf8(readFile(log));
-  const QString told = lang::text(lang::Msg::ErrItemUnreadable)
-                           .arg(broken, QStringLiteral("the MIME parser gave up: std::bad_alloc"));
+  const QString told =
+      lang::text(lang::Msg::ErrItemUnreadable).arg(broken, QStringLiteral("the MIME parser gave up: std::bad_alloc"));
   EXPECT_EQ(written.count(told), 1) << written.toStdString();
 }
 

@@ -11,8 +11,7 @@ namespace {
 
 QStringList subjectsAndStarts(const model::Items& items) {
   QStringList out;
-  for (const auto& item : items)
-    out << item->text("Subject") + " " + item->date("Start").toString("dd HH:mm");
+  for (const auto& item : items) out << item->text("Subject") + " " + item->date("Start").toString("dd HH:mm");
   return out;
 }
 
@@ -28,8 +27,8 @@ TEST_F(StoreTest, MarchWithRecurrencesGivesOccurrencesAndExceptions) {
   EXPECT_EQ(subjectsAndStarts(*march),
             QStringList({"Trade fair 02 00:00", "Weekly sync 03 10:00", "Company holiday 05 00:00",
                          "Weekly sync 10 10:00", "Call with New York 10 14:00", "Project review 12 10:00",
-                         QString::fromUtf8("Besprechung mit Herrn Müller 19 09:00"),
-                         "Weekly sync (moved) 25 14:00", "Release window 30 14:00", "Weekly sync 31 10:00"}));
+                         QString::fromUtf8("Besprechung mit Herrn Müller 19 09:00"), "Weekly sync (moved) 25 14:00",
+                         "Release window 30 14:00", "Weekly sync 31 10:00"}));
   for (const auto& item : *march) {
     if (!item->text("Subject").startsWith("Weekly sync")) continue;
     // Occurrences point at their series; the moved one is an exception.
@@ -80,8 +79,15 @@ TEST(FilterLanguage, ReadsTheDateFormsItIsGiven) {
 }
 
 TEST(FilterLanguage, RejectsWhatItDoesNotUnderstandWithAReason) {
-  const char* bad[] = {"", "[Start]", "[Start] ~ '1'", "Start <= '1'", "[Start]<='1' and", "([Start]<='1'",
-                       "[Start]<='1' xor [End]>'2'", "[]='x'", "[Subject]='open"};
+  const char* bad[] = {"",
+                       "[Start]",
+                       "[Start] ~ '1'",
+                       "Start <= '1'",
+                       "[Start]<='1' and",
+                       "([Start]<='1'",
+                       "[Start]<='1' xor [End]>'2'",
+                       "[]='x'",
+                       "[Subject]='open"};
   for (const char* text : bad) {
     QString why;
     EXPECT_FALSE(model::Filter::parse(QString::fromUtf8(text), &why)) << text;

@@ -161,8 +161,9 @@ TEST_F(StoreCopy, ItemAddedFiresOnceWhenTheFileIsComplete) {
   QStringList newTasks;
   tasks->setItemAddHandler([&newTasks](const model::ItemPtr& item) { newTasks << item->text("Subject"); });
   QByteArray ics = readFile(dir.filePath("Tasks/tasks.ics"));
-  ics.replace("END:VCALENDAR", "BEGIN:VTODO\r\nUID:new-task@example.org\r\nDTSTAMP:20260301T000000Z\r\n"
-                               "SUMMARY:Fresh task\r\nEND:VTODO\r\nEND:VCALENDAR");
+  ics.replace("END:VCALENDAR",
+              "BEGIN:VTODO\r\nUID:new-task@example.org\r\nDTSTAMP:20260301T000000Z\r\n"
+              "SUMMARY:Fresh task\r\nEND:VTODO\r\nEND:VCALENDAR");
   writeFile(dir.filePath("Tasks/tasks.ics"), ics);
   ASSERT_TRUE(waitFor([&] { return !newTasks.isEmpty(); }));
   EXPECT_EQ(newTasks, QStringList({"Fresh task"}));

@@ -150,6 +150,7 @@ class CupsServer {
       group = systemGroup = gr ? QByteArray(gr->gr_name) : QByteArray::number(getegid());
     }
     const QByteArray B = QFile::encodeName(b);
+    // clang-format off
     const bool configured =
         write(b + QStringLiteral("/etc/cupsd.conf"),
               "Listen " + B + "/run/cups.sock\n"
@@ -173,6 +174,7 @@ class CupsServer {
               "title=$(printf '%s' \"$3\" | tr '/' '_')\n"
               "if [ -n \"$6\" ]; then cp \"$6\" \"$dir/.part-$1\"; else cat > \"$dir/.part-$1\"; fi || exit 1\n"
               "mv \"$dir/.part-$1\" \"$dir/job-$1-$title\"\n");
+    // clang-format on
     if (!configured) {
       error_ = QStringLiteral("cannot write the cupsd configuration under ") + b;
       return;
@@ -188,8 +190,12 @@ class CupsServer {
 
     const QByteArray program = QFile::encodeName(cupsd);
     const QByteArray conf = B + "/etc/cupsd.conf", files = B + "/etc/cups-files.conf", out = B + "/log/cupsd.out";
-    char* argv[] = {const_cast<char*>(program.constData()), const_cast<char*>("-f"), const_cast<char*>("-c"),
-                    const_cast<char*>(conf.constData()), const_cast<char*>("-s"), const_cast<char*>(files.constData()),
+    char* argv[] = {const_cast<char*>(program.constData()),
+                    const_cast<char*>("-f"),
+                    const_cast<char*>("-c"),
+                    const_cast<char*>(conf.constData()),
+                    const_cast<char*>("-s"),
+                    const_cast<char*>(files.constData()),
                     nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -209,8 +215,8 @@ class CupsServer {
       int status = 0;
       if (waitpid(pid_, &status, WNOHANG) == pid_) {
         pid_ = 0;
-        error_ = QStringLiteral("cupsd exited at once:\n") + QString::fromLocal8Bit(readAll(QString::fromLocal8Bit(out))) +
-                 errorLog();
+        error_ = QStringLiteral("cupsd exited at once:\n") +
+                 QString::fromLocal8Bit(readAll(QString::fromLocal8Bit(out))) + errorLog();
         return;
       }
       if (listening()) break;
@@ -242,7 +248,8 @@ class CupsServer {
       pid_ = 0;
     }
     if (envSet_) {
-      if (oldServer_) qputenv("CUPS_SERVER", *oldServer_); else qunsetenv("CUPS_SERVER");
+      if (oldServer_) qputenv("CUPS_SERVER", *oldServer_);
+      else qunsetenv("CUPS_SERVER");
       envSet_ = false;
     }
   }

@@ -13,7 +13,6 @@
 #include <optional>
 #include <ostream>
 
-
 namespace ordolo::test {
 
 // Sets (or unsets, with nullopt) an environment variable for one scope.
@@ -21,10 +20,12 @@ class ScopedEnv {
  public:
   ScopedEnv(const char* name, std::optional<QByteArray> value) : name_(name) {
     if (qEnvironmentVariableIsSet(name)) old_ = qgetenv(name);
-    if (value) qputenv(name, *value); else qunsetenv(name);
+    if (value) qputenv(name, *value);
+    else qunsetenv(name);
   }
   ~ScopedEnv() {
-    if (old_) qputenv(name_, *old_); else qunsetenv(name_);
+    if (old_) qputenv(name_, *old_);
+    else qunsetenv(name_);
   }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;

@@ -93,9 +93,9 @@ TEST_F(CommonFill, GermanRun) {
 
 TEST_F(CommonFill, DurationTextInEnglish) {
   const std::pair<int, const char*> cases[] = {
-      {0, "0 hours"},  {1, "1 minute"},   {30, "30 minutes"},  {60, "1 hour"},      {61, "61 minutes"},
-      {90, "1.5 hours"}, {100, "100 minutes"}, {120, "2 hours"}, {150, "2.5 hours"}, {720, "0.5 days"},
-      {1440, "1 day"}, {1500, "25 hours"}, {2160, "1.5 days"}, {2880, "2 days"}};
+      {0, "0 hours"},    {1, "1 minute"},      {30, "30 minutes"}, {60, "1 hour"},     {61, "61 minutes"},
+      {90, "1.5 hours"}, {100, "100 minutes"}, {120, "2 hours"},   {150, "2.5 hours"}, {720, "0.5 days"},
+      {1440, "1 day"},   {1500, "25 hours"},   {2160, "1.5 days"}, {2880, "2 days"}};
   for (const auto& [minutes, text] : cases) EXPECT_EQ(DurationText(minutes), QString::fromLatin1(text)) << minutes;
 }
 

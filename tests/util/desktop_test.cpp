@@ -16,7 +16,8 @@ namespace {
 TEST(OpenDocument, OpenerExitCodesBecomeResults) {
   QTemporaryDir dir;
   const QString doc = writeFile(dir.filePath("letter one.pdf"), "%PDF");
-  const QString script = writeFile(dir.filePath("opener"), "#!/bin/sh\necho \"$1\" > \"$(dirname \"$0\")/opened\"\nexit $CODE\n");
+  const QString script = writeFile(dir.filePath("opener"),
+                                   "#!/bin/sh\necho \"$1\" > \"$(dirname \"$0\")/opened\"\nexit $CODE\n");
   QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner);
   ScopedEnv opener("ORDOLO_OPENER", script.toUtf8());
   struct Case {

@@ -66,8 +66,8 @@ bool looksLikeDocument(const QString& path) {
   const QByteArray head = f.read(8);
   if (head.isEmpty()) return false;
   const QString suffix = QFileInfo(path).suffix().toLower();
-  static const QSet<QString> zipped{"docx", "docm", "dotx", "dotm", "xlsx", "xlsm", "xltx", "xltm",
-                                    "odt",  "ott",  "ods",  "ots"};
+  static const QSet<QString> zipped{"docx", "docm", "dotx", "dotm", "xlsx", "xlsm",
+                                    "xltx", "xltm", "odt",  "ott",  "ods",  "ots"};
   if (zipped.contains(suffix)) return head.startsWith("PK\x03\x04");
   const bool ole2 = head == QByteArray("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8);
   const QByteArray text = head.trimmed();
@@ -142,7 +142,7 @@ struct Converter::Impl {
 
   struct RunReport {
     End end = End::Finished;
-    int events = 0;                 // documents LibreOffice reported, in argument order
+    int events = 0;                   // documents LibreOffice reported, in argument order
     bool lastEventConverted = false;  // the last report was "convert ...", not "Error: ..."
   };
 
@@ -150,8 +150,8 @@ struct Converter::Impl {
   // one line: "convert <in> -> <out> ..." once it is loaded, or "Error: ..."
   // when it cannot be loaded. They come in argument order.
   // inFilter names LibreOffice's import filter; empty lets it pick one.
-  RunReport runOnce(const QString& program, const QString& convertTo, const QString& inFilter,
-                    const QString& outDir, const std::vector<Job*>& jobs, const QDeadlineTimer& deadline,
+  RunReport runOnce(const QString& program, const QString& convertTo, const QString& inFilter, const QString& outDir,
+                    const std::vector<Job*>& jobs, const QDeadlineTimer& deadline,
                     const std::function<void()>& onEvent) {
     RunReport report;
     QStringList args{QStringLiteral("-env:UserInstallation=") + profileUrl(),
@@ -223,9 +223,9 @@ struct Converter::Impl {
     log(QStringLiteral("pid %1 ended after %2 ms: %3, exit code %4, %5 of %6 reported")
             .arg(pid)
             .arg(clock.elapsed())
-            .arg(timedOut ? QStringLiteral("timed out and killed")
-                          : p.exitStatus() == QProcess::CrashExit ? QStringLiteral("crashed")
-                                                                   : QStringLiteral("finished"))
+            .arg(timedOut                                ? QStringLiteral("timed out and killed")
+                 : p.exitStatus() == QProcess::CrashExit ? QStringLiteral("crashed")
+                                                         : QStringLiteral("finished"))
             .arg(p.exitCode())
             .arg(report.events)
             .arg(jobs.size()));
@@ -296,10 +296,9 @@ struct Converter::Impl {
         if (!job->output.isEmpty() || job->error.failed()) continue;
         if (i < next)
           job->error = Error(report.end == End::Crashed && idleRounds >= 2 ? Problem::ConvertCrashed
-                                                                         : Problem::ConvertFailed,
+                                                                           : Problem::ConvertFailed,
                              {nameOf(*job)});
-        else
-          rest.push_back(job);
+        else rest.push_back(job);
       }
       pending = std::move(rest);
     }
@@ -339,8 +338,7 @@ QString Converter::defaultCacheFolder() {
   return util::WithSlash(userHome) + QLatin1String(".cache/ordolo/converted/");
 }
 
-std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& outputFolder,
-                                     const Progress& progress) {
+std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& outputFolder, const Progress& progress) {
   std::vector<Result> results(size_t(inputs.size()));
   for (int i = 0; i < inputs.size(); ++i) results[size_t(i)].input = inputs[i];
   if (inputs.isEmpty()) return results;
@@ -450,12 +448,10 @@ Result Converter::toOoxml(const QString& legacyFile) {
   // path, time and size (which version): a changed source misses the cache,
   // and the older version of the same source is removed once the new one is in.
   const QString source = fi.absoluteFilePath();
-  const QString version = QStringLiteral("%1\n%2\n%3")
-                              .arg(source)
-                              .arg(fi.lastModified().toMSecsSinceEpoch())
-                              .arg(fi.size());
-  const QString cacheDir =
-      util::WithSlash(d_->options.cacheFolder.isEmpty() ? defaultCacheFolder() : d_->options.cacheFolder);
+  const QString version =
+      QStringLiteral("%1\n%2\n%3").arg(source).arg(fi.lastModified().toMSecsSinceEpoch()).arg(fi.size());
+  const QString cacheDir = util::WithSlash(d_->options.cacheFolder.isEmpty() ? defaultCacheFolder()
+                                                                             : d_->options.cacheFolder);
   QString stem = fi.completeBaseName().left(60);
   stem.replace(QRegularExpression(QStringLiteral("[^\\w.-]")), QStringLiteral("_"));
   const QString prefix = stem + QLatin1Char('-') + shortHash(source) + QLatin1Char('-');

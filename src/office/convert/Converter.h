@@ -25,9 +25,9 @@
 namespace ordolo::office::convert {
 
 struct Result {
-  QString input;   // the file as given
-  QString output;  // the converted file; empty on failure
-  Error error;     // what went wrong, naming the input; none on success
+  QString input;           // the file as given
+  QString output;          // the converted file; empty on failure
+  Error error;             // what went wrong, naming the input; none on success
   bool fromCache = false;  // toOoxml: the converted copy was already there
 
   bool ok() const { return !error.failed() && !output.isEmpty(); }
@@ -57,8 +57,7 @@ class Converter {
   // missing; an existing file of that name is replaced). Inputs of the same
   // name from different folders get "<name> (2).pdf" and so on. One result
   // per input, in the same order.
-  std::vector<Result> toPdf(const QStringList& inputs, const QString& outputFolder,
-                            const Progress& progress = {});
+  std::vector<Result> toPdf(const QStringList& inputs, const QString& outputFolder, const Progress& progress = {});
 
   // A legacy Word or Excel file (.doc/.dot -> .docx, .xls/.xlt -> .xlsx) as
   // an OOXML copy in the cache folder. The copy is reused while the source

@@ -9,7 +9,9 @@ namespace {
 constexpr int kMaxRow = 1048576;
 constexpr int kMaxColumn = 16384;
 
-bool isLetter(QChar c) { return (c >= QLatin1Char('A') && c <= QLatin1Char('Z')) || (c >= QLatin1Char('a') && c <= QLatin1Char('z')); }
+bool isLetter(QChar c) {
+  return (c >= QLatin1Char('A') && c <= QLatin1Char('Z')) || (c >= QLatin1Char('a') && c <= QLatin1Char('z'));
+}
 bool isDigit(QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); }
 bool isTokenChar(QChar c) {
   return isLetter(c) || isDigit(c) || c == QLatin1Char('_') || c == QLatin1Char('$') || c == QLatin1Char('.') ||
@@ -120,8 +122,7 @@ bool shiftRange(int* first, int* last, const RowShift& s) {
   return true;
 }
 
-FormulaRefs::FormulaRefs(const QString& formula, const QString& sheetName, bool unqualifiedIsOurs)
-    : formula_(formula) {
+FormulaRefs::FormulaRefs(const QString& formula, const QString& sheetName, bool unqualifiedIsOurs) : formula_(formula) {
   const QString& f = formula_;
   const int n = f.size();
   int i = 0;

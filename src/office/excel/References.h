@@ -53,7 +53,7 @@ class FormulaRefs {
     int row1 = 0, row2 = 0;
     bool abs1 = false, abs2 = false;
     bool range = false;
-    bool invalid = false;    // pointed into deleted rows: written as #REF!
+    bool invalid = false;  // pointed into deleted rows: written as #REF!
   };
   QString formula_;
   std::vector<Ref> refs_;

@@ -26,6 +26,7 @@ const char* const kRelImage = "http://schemas.openxmlformats.org/officeDocument/
 const char* const kDrawingType = "application/vnd.openxmlformats-officedocument.drawing+xml";
 
 // The order of a worksheet's children (the schema insists on it).
+// clang-format off
 const char* const kWorksheetOrder[] = {
     "sheetPr", "dimension", "sheetViews", "sheetFormatPr", "cols", "sheetData", "sheetCalcPr",
     "sheetProtection", "protectedRanges", "scenarios", "autoFilter", "sortState", "dataConsolidate",
@@ -52,6 +53,7 @@ struct ByteWriter : pugi::xml_writer {
   QByteArray out;
   void write(const void* data, size_t size) override { out.append(static_cast<const char*>(data), int(size)); }
 };
+// clang-format on
 
 QByteArray serialiseDoc(const pugi::xml_document& doc) {
   ByteWriter w;
@@ -88,15 +90,15 @@ QByteArray encodeEscapes(const QString& s) {
   out.reserve(s.size());
   for (int i = 0; i < s.size(); ++i) {
     const QChar c = s[i];
-    const bool control = c.unicode() < 0x20 && c != QLatin1Char('\t') && c != QLatin1Char('\n') && c != QLatin1Char('\r');
+    const bool control = c.unicode() < 0x20 && c != QLatin1Char('\t') && c != QLatin1Char('\n') &&
+                         c != QLatin1Char('\r');
     const bool looksEscaped = c == QLatin1Char('_') && i + 6 < s.size() && s[i + 1] == QLatin1Char('x') &&
                               isHex(s[i + 2]) && isHex(s[i + 3]) && isHex(s[i + 4]) && isHex(s[i + 5]) &&
                               s[i + 6] == QLatin1Char('_');
     if (control || c.unicode() == 0xFFFE || c.unicode() == 0xFFFF || looksEscaped)
       out += QLatin1String("_x") + QStringLiteral("%1").arg(c.unicode(), 4, 16, QLatin1Char('0')).toUpper() +
              QLatin1Char('_');
-    else
-      out += c;
+    else out += c;
   }
   return out.toUtf8();
 }
@@ -129,8 +131,7 @@ bool plainNumber(const QString& text, double* value) {
 
 // A number format that shows a date or a time.
 bool dateFormat(int id, const QString& code) {
-  if ((id >= 14 && id <= 22) || (id >= 27 && id <= 36) || (id >= 45 && id <= 47) || (id >= 50 && id <= 58))
-    return true;
+  if ((id >= 14 && id <= 22) || (id >= 27 && id <= 36) || (id >= 45 && id <= 47) || (id >= 50 && id <= 58)) return true;
   if (code.isEmpty()) return false;
   bool quoted = false, bracket = false;
   for (int i = 0; i < code.size(); ++i) {
@@ -353,7 +354,8 @@ pugi::xml_node Worksheet::cellNode(int row, int column, bool create) {
   pugi::xml_node c = before ? r.insert_child_before("c", before) : r.append_child("c");
   setAttr(c, "r", address(row, column));
   // A new cell takes the row's style, as Excel's own cells do.
-  if (r.attribute("customFormat").as_bool() && r.attribute("s")) setAttr(c, "s", QString::fromUtf8(r.attribute("s").value()));
+  if (r.attribute("customFormat").as_bool() && r.attribute("s"))
+    setAttr(c, "s", QString::fromUtf8(r.attribute("s").value()));
   return c;
 }
 
@@ -732,7 +734,8 @@ QByteArray Worksheet::serialise() {
     merges = insertOrdered(root, "mergeCells");
     setAttr(merges, "count", QString::number(merges_.size()));
     for (const Merge& m : merges_)
-      setAttr(merges.append_child("mergeCell"), "ref", address(m.row1, m.col1) + QLatin1Char(':') + address(m.row2, m.col2));
+      setAttr(merges.append_child("mergeCell"), "ref",
+              address(m.row1, m.col1) + QLatin1Char(':') + address(m.row2, m.col2));
   }
   if (!breaks_.empty()) {
     std::vector<int> rows = pageBreaksBefore();
@@ -820,7 +823,8 @@ bool Workbook::parsePart(const QString& part, pugi::xml_document* doc, Error* er
     if (error) *error = Error(Problem::WorkbookOpen, {file, why});
     return false;
   }
-  const pugi::xml_parse_result r = doc->load_buffer(data->constData(), size_t(data->size()), kParse, pugi::encoding_utf8);
+  const pugi::xml_parse_result r = doc->load_buffer(data->constData(), size_t(data->size()), kParse,
+                                                    pugi::encoding_utf8);
   if (!r || !doc->document_element()) {
     if (error)
       *error = Error(Problem::WorkbookXml,
@@ -986,8 +990,8 @@ bool Workbook::writePictures(Error* error) {
   if (ws.pictures_.empty()) return true;
   auto loadRels = [&](const QString& part, pugi::xml_document* rels) {
     if (package_->has(part)) return parsePart(part, rels, error);
-    rels->append_child("Relationships")
-        .append_attribute("xmlns") = "http://schemas.openxmlformats.org/package/2006/relationships";
+    rels->append_child("Relationships").append_attribute("xmlns") =
+        "http://schemas.openxmlformats.org/package/2006/relationships";
     return true;
   };
   const QString sheetRelsPart = relsOf(ws.part_);
@@ -1119,7 +1123,9 @@ bool Workbook::saveAs(const QString& path, Error* error) {
   if (ws.rowsChanged_ && !ws.formulas_.empty()) {
     pugi::xml_node root = workbook_.document_element();
     pugi::xml_node calc = root.child("calcPr");
-    if (!calc) calc = root.insert_child_after("calcPr", root.child("definedNames") ? root.child("definedNames") : root.child("sheets"));
+    if (!calc)
+      calc = root.insert_child_after("calcPr",
+                                     root.child("definedNames") ? root.child("definedNames") : root.child("sheets"));
     if (!calc.attribute("fullCalcOnLoad").as_bool()) {
       setAttr(calc, "fullCalcOnLoad", QStringLiteral("1"));
       workbookChanged_ = true;

@@ -122,7 +122,7 @@ struct Document::Impl {
   QString mainName;
   bool fromTemplate = false;
   bool macroEnabled = false;
-  std::map<QString, Rel> rels;  // of the main part, by id
+  std::map<QString, Rel> rels;                  // of the main part, by id
   std::vector<std::unique_ptr<Story>> stories;  // in story type order
   Range selection;
 
@@ -176,7 +176,8 @@ Part* Document::Impl::addPart(const QString& name, Error* error) {
   const pugi::xml_parse_result r = part->xml.load_buffer(data->constData(), size_t(data->size()), kParseOptions);
   if (!r) {
     if (error)
-      *error = Error(Problem::DocumentXml, {source, name, QString::fromUtf8(r.description()), QString::number(r.offset)});
+      *error = Error(Problem::DocumentXml,
+                     {source, name, QString::fromUtf8(r.description()), QString::number(r.offset)});
     return nullptr;
   }
   parts.push_back(std::move(part));
@@ -257,9 +258,8 @@ std::unique_ptr<Document> Document::create(const QString& path, Error* error) {
   found.push_back(std::move(mainStory));
 
   // Notes and comments exist as stories, though replacement leaves them alone.
-  const std::pair<const char*, StoryType> kNoteParts[] = {{"/footnotes", StoryType::Footnotes},
-                                                          {"/endnotes", StoryType::Endnotes},
-                                                          {"/comments", StoryType::Comments}};
+  const std::pair<const char*, StoryType> kNoteParts[] = {
+      {"/footnotes", StoryType::Footnotes}, {"/endnotes", StoryType::Endnotes}, {"/comments", StoryType::Comments}};
   for (const auto& [suffix, type] : kNoteParts) {
     for (const auto& [id, rel] : I.rels) {
       if (rel.external || !rel.type.endsWith(QLatin1String(suffix)) || !I.pkg->has(rel.target)) continue;
@@ -479,7 +479,8 @@ int Document::columnCount(int table) {
   auto* r = d->rowsOf(table);
   if (!r || r->empty()) return 0;
   int n = 0;
-  for (pugi::xml_node tc : r->front().children("w:tc")) n += std::max(1, tc.child("w:tcPr").child("w:gridSpan").attribute("w:val").as_int(1));
+  for (pugi::xml_node tc : r->front().children("w:tc"))
+    n += std::max(1, tc.child("w:tcPr").child("w:gridSpan").attribute("w:val").as_int(1));
   return n;
 }
 
@@ -591,7 +592,8 @@ bool Document::formatRow(int table, int row, const RowFormat& f) {
         if (!sz.attribute("w:val")) sz.append_attribute("w:val");
         sz.attribute("w:val") = next;
         pugi::xml_node szcs = rpr.child("w:szCs");
-        if (szcs) szcs.attribute("w:val") = std::max(2, szcs.attribute("w:val").as_int(cur) + int(*f.fontSizeChange * 2));
+        if (szcs)
+          szcs.attribute("w:val") = std::max(2, szcs.attribute("w:val").as_int(cur) + int(*f.fontSizeChange * 2));
       }
       if (f.bold) {
         for (const char* name : {"w:b", "w:bCs"}) {
@@ -939,7 +941,8 @@ QString Document::Impl::addRel(const QString& type, const QString& target, bool 
   // Targets inside the package are written relative to the main part's folder.
   const QString folder = FolderOf(mainName);
   const QString rel = external || !target.startsWith(folder) ? target : target.mid(folder.size());
-  r.append_attribute("Target") = (external || target.startsWith(folder) ? rel : QLatin1Char('/') + target).toUtf8().constData();
+  r.append_attribute("Target") =
+      (external || target.startsWith(folder) ? rel : QLatin1Char('/') + target).toUtf8().constData();
   if (external) r.append_attribute("TargetMode") = "External";
   mainRels->dirty = true;
   rels[id] = Rel{type, target, external};
@@ -994,28 +997,28 @@ bool Document::addPicture(const QString& path, Range& at, double widthPt, double
   d->pkg->write(media, data);
   d->ensureDefaultType(ext, type);
   const QString rid =
-      d->addRel(QStringLiteral("http://schemas.openxmlformats.org/officeDocument/2006/relationships/image"), media, false);
+      d->addRel(QStringLiteral("http://schemas.openxmlformats.org/officeDocument/2006/relationships/image"), media,
+                false);
   d->ensureRootNamespace("wp", "http://schemas.openxmlformats.org/drawingml/2006/wordprocessingDrawing");
   d->ensureRootNamespace("r", kRelNs);
   const qint64 cx = qint64(widthPt * 12700.0 + 0.5);
   const qint64 cy = qint64(heightPt * 12700.0 + 0.5);
   const QString name = QFileInfo(path).fileName().toHtmlEscaped();
-  const QString xml =
-      QStringLiteral(
-          "<w:r><w:drawing><wp:inline distT=\"0\" distB=\"0\" distL=\"0\" distR=\"0\">"
-          "<wp:extent cx=\"%1\" cy=\"%2\"/><wp:docPr id=\"%3\" name=\"Picture %3\"/>"
-          "<a:graphic xmlns:a=\"http://schemas.openxmlformats.org/drawingml/2006/main\">"
-          "<a:graphicData uri=\"http://schemas.openxmlformats.org/drawingml/2006/picture\">"
-          "<pic:pic xmlns:pic=\"http://schemas.openxmlformats.org/drawingml/2006/picture\">"
-          "<pic:nvPicPr><pic:cNvPr id=\"%3\" name=\"%4\"/><pic:cNvPicPr/></pic:nvPicPr>"
-          "<pic:blipFill><a:blip r:embed=\"%5\"/><a:stretch><a:fillRect/></a:stretch></pic:blipFill>"
-          "<pic:spPr><a:xfrm><a:off x=\"0\" y=\"0\"/><a:ext cx=\"%1\" cy=\"%2\"/></a:xfrm>"
-          "<a:prstGeom prst=\"rect\"><a:avLst/></a:prstGeom></pic:spPr></pic:pic>"
-          "</a:graphicData></a:graphic></wp:inline></w:drawing></w:r>")
-          .arg(cx)
-          .arg(cy)
-          .arg(id)
-          .arg(name, rid);
+  const QString xml = QStringLiteral(
+                          "<w:r><w:drawing><wp:inline distT=\"0\" distB=\"0\" distL=\"0\" distR=\"0\">"
+                          "<wp:extent cx=\"%1\" cy=\"%2\"/><wp:docPr id=\"%3\" name=\"Picture %3\"/>"
+                          "<a:graphic xmlns:a=\"http://schemas.openxmlformats.org/drawingml/2006/main\">"
+                          "<a:graphicData uri=\"http://schemas.openxmlformats.org/drawingml/2006/picture\">"
+                          "<pic:pic xmlns:pic=\"http://schemas.openxmlformats.org/drawingml/2006/picture\">"
+                          "<pic:nvPicPr><pic:cNvPr id=\"%3\" name=\"%4\"/><pic:cNvPicPr/></pic:nvPicPr>"
+                          "<pic:blipFill><a:blip r:embed=\"%5\"/><a:stretch><a:fillRect/></a:stretch></pic:blipFill>"
+                          "<pic:spPr><a:xfrm><a:off x=\"0\" y=\"0\"/><a:ext cx=\"%1\" cy=\"%2\"/></a:xfrm>"
+                          "<a:prstGeom prst=\"rect\"><a:avLst/></a:prstGeom></pic:spPr></pic:pic>"
+                          "</a:graphicData></a:graphic></wp:inline></w:drawing></w:r>")
+                          .arg(cx)
+                          .arg(cy)
+                          .arg(id)
+                          .arg(name, rid);
   pugi::xml_document tmp;
   const QByteArray utf8 = xml.toUtf8();
   if (!tmp.load_buffer(utf8.constData(), size_t(utf8.size()), kParseOptions)) return fail(QStringLiteral("internal"));
@@ -1096,10 +1099,11 @@ bool Document::insertFile(const QString& path, Range& at, Error* error) {
           media = QStringLiteral("%1media/inserted%2.%3").arg(FolderOf(d->mainName)).arg(n++).arg(ext);
         } while (d->pkg->has(media));
         d->pkg->write(media, *bytes);
-        const QString type = ext == QLatin1String("png")                                 ? QStringLiteral("image/png")
-                             : ext == QLatin1String("gif")                               ? QStringLiteral("image/gif")
-                             : ext == QLatin1String("jpg") || ext == QLatin1String("jpeg") ? QStringLiteral("image/jpeg")
-                                                                                         : QStringLiteral("image/") + ext;
+        const QString type = ext == QLatin1String("png")   ? QStringLiteral("image/png")
+                             : ext == QLatin1String("gif") ? QStringLiteral("image/gif")
+                             : ext == QLatin1String("jpg") || ext == QLatin1String("jpeg")
+                                 ? QStringLiteral("image/jpeg")
+                                 : QStringLiteral("image/") + ext;
         d->ensureDefaultType(ext, type);
         newId = d->addRel(it->second.type, media, false);
         if (it->second.external) takenIn.insert(newId);
@@ -1136,9 +1140,5 @@ bool Document::saveAs(const QString& path, Error* error) {
 }
 
 bool Document::macroEnabled() const { return d->macroEnabled; }
-
-}  // namespace ordolo::office::word
-
-namespace ordolo::office::word {
 
 }  // namespace ordolo::office::word

@@ -56,8 +56,8 @@ struct FindOptions {
 };
 
 struct FindResult {
-  bool ok = true;      // false: the find text or an edit failed; error says why
-  int found = 0;       // matches found (and replaced, with a replacement mode)
+  bool ok = true;  // false: the find text or an edit failed; error says why
+  int found = 0;   // matches found (and replaced, with a replacement mode)
   QString error;
 };
 
@@ -78,7 +78,7 @@ struct RowBlock {
 // A piece of a story copied out of a document (whole or partial
 // paragraphs, tables), to be pasted at another position.
 struct Fragment {
-  QByteArray xml;       // a w:body holding the copied nodes
+  QByteArray xml;  // a w:body holding the copied nodes
   bool endsInParagraph = false;
   int length = 0;  // characters the fragment adds when pasted
   bool empty() const { return length == 0; }
@@ -106,7 +106,7 @@ class Document {
   // The text of every story that placeholder replacement searches: main
   // text, text frames, headers and footers (not notes or comments).
   QString searchedText() const;
-  Range content();              // the whole main story
+  Range content();  // the whole main story
   Range storyRange(Story* s);
 
   Range& selection();

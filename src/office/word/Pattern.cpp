@@ -10,9 +10,7 @@ namespace {
 // with an error instead of hanging the print run.
 constexpr long kBacktrackBudget = 20'000'000;
 
-char16_t Fold(char16_t c) {
-  return QChar(c).toCaseFolded().unicode();
-}
+char16_t Fold(char16_t c) { return QChar(c).toCaseFolded().unicode(); }
 
 // Reads "^nnn" at s[i] (the character after '^'): a code from 1 to 255, of
 // up to three digits (four when the first is 0). Digits that would take the
@@ -60,9 +58,7 @@ int StringSource::indexOf(char16_t ch, int from, int to, bool caseSensitive) con
   return (i >= 0 && i < to) ? i : -1;
 }
 
-bool IsWordChar(char16_t c) {
-  return QChar(c).isLetterOrNumber();
-}
+bool IsWordChar(char16_t c) { return QChar(c).isLetterOrNumber(); }
 
 Pattern Pattern::compile(const QString& text, bool wildcards, bool matchCase, QString* error) {
   Pattern p;
@@ -114,18 +110,12 @@ Pattern Pattern::compile(const QString& text, bool wildcards, bool matchCase, QS
         if (i >= text.size()) return fail(QStringLiteral("'\\' at the end of \"%1\"").arg(text));
         addChar(text[i++].unicode());
         break;
-      case u'?':
-        p.nodes_.push_back(Node{Op::Any});
-        break;
+      case u'?': p.nodes_.push_back(Node{Op::Any}); break;
       case u'*':
         if (p.nodes_.empty() || p.nodes_.back().op != Op::Star) p.nodes_.push_back(Node{Op::Star});
         break;
-      case u'<':
-        p.nodes_.push_back(Node{Op::WordStart});
-        break;
-      case u'>':
-        p.nodes_.push_back(Node{Op::WordEnd});
-        break;
+      case u'<': p.nodes_.push_back(Node{Op::WordStart}); break;
+      case u'>': p.nodes_.push_back(Node{Op::WordEnd}); break;
       case u'(':
         if (++groups > 9) return fail(QStringLiteral("more than 9 groups in \"%1\"").arg(text));
         open.push_back(groups);
@@ -188,10 +178,8 @@ Pattern Pattern::compile(const QString& text, bool wildcards, bool matchCase, QS
       case u'@':
       case u'{':
       case u'}':
-      case u']':
-        return fail(QStringLiteral("wildcard '%1' is not supported (\"%2\")").arg(c).arg(text));
-      default:
-        addChar(c.unicode());
+      case u']': return fail(QStringLiteral("wildcard '%1' is not supported (\"%2\")").arg(c).arg(text));
+      default: addChar(c.unicode());
     }
   }
   if (!open.empty()) return fail(QStringLiteral("unbalanced '(' in \"%1\"").arg(text));

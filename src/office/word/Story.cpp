@@ -10,9 +10,7 @@ bool Is(const pugi::xml_node& n, const char* name) {
   return n.type() == pugi::node_element && std::strcmp(n.name(), name) == 0;
 }
 
-QString TextOf(const pugi::xml_node& t) {
-  return QString::fromUtf8(t.text().get());
-}
+QString TextOf(const pugi::xml_node& t) { return QString::fromUtf8(t.text().get()); }
 
 void SetText(pugi::xml_node t, const QString& s) {
   t.text().set(s.toUtf8().constData());
@@ -28,16 +26,14 @@ bool RunEmpty(const pugi::xml_node& r) {
 
 // Inline containers whose runs belong to the paragraph's text.
 bool IsInlineContainer(const pugi::xml_node& n) {
-  static const char* const kNames[] = {"w:hyperlink", "w:smartTag", "w:ins",   "w:customXml",
-                                       "w:fldSimple", "w:dir",      "w:bdo",   "w:moveTo"};
+  static const char* const kNames[] = {"w:hyperlink", "w:smartTag", "w:ins", "w:customXml",
+                                       "w:fldSimple", "w:dir",      "w:bdo", "w:moveTo"};
   for (const char* k : kNames)
     if (Is(n, k)) return true;
   return false;
 }
 
-pugi::xml_node SdtContent(const pugi::xml_node& sdt) {
-  return sdt.child("w:sdtContent");
-}
+pugi::xml_node SdtContent(const pugi::xml_node& sdt) { return sdt.child("w:sdtContent"); }
 
 // Calls f for each row of a table and each cell of a row, looking through
 // content controls and custom XML wrappers.
@@ -108,7 +104,9 @@ void Story::indexRun(pugi::xml_node r, Para& p, int& fieldDepth) {
       addChar(u'\t', SegKind::Char);
     } else if (std::strcmp(name, "w:br") == 0) {
       const char* type = c.attribute("w:type").value();
-      addChar(std::strcmp(type, "page") == 0 ? u'\f' : std::strcmp(type, "column") == 0 ? u'\x0E' : u'\v',
+      addChar(std::strcmp(type, "page") == 0     ? u'\f'
+              : std::strcmp(type, "column") == 0 ? u'\x0E'
+                                                 : u'\v',
               SegKind::Char);
     } else if (std::strcmp(name, "w:cr") == 0) {
       addChar(u'\v', SegKind::Char);
@@ -187,8 +185,7 @@ void Story::insertParas(size_t at, const std::vector<pugi::xml_node>& nodes, con
     byNode_[p->p.internal_object()] = p.get();
     fresh.push_back(std::move(p));
   }
-  paras_.insert(paras_.begin() + int(at), std::make_move_iterator(fresh.begin()),
-                std::make_move_iterator(fresh.end()));
+  paras_.insert(paras_.begin() + int(at), std::make_move_iterator(fresh.begin()), std::make_move_iterator(fresh.end()));
   for (size_t i = at + nodes.size(); i < paras_.size(); ++i) paras_[i]->idx = i;
   starts_.resize(paras_.size());
   valid_ = std::min(valid_, at);
@@ -453,8 +450,7 @@ bool Story::insertAt(size_t pi, int off, const QString& chars, int* inserted, QS
         ++count;
         break;
       }
-      default:
-        break;  // other control characters have no place in a document
+      default: break;  // other control characters have no place in a document
     }
   }
   flush();
@@ -598,8 +594,7 @@ bool Story::insertNode(int pos, const pugi::xml_node& source, pugi::xml_node* in
 // ---------------------------------------------------------------- source
 
 bool StorySource::seek(int pos) const {
-  if (curVersion_ == s_.version() && curStart_ >= 0 && pos >= curStart_ &&
-      pos < curStart_ + s_.para(cur_).text.size())
+  if (curVersion_ == s_.version() && curStart_ >= 0 && pos >= curStart_ && pos < curStart_ + s_.para(cur_).text.size())
     return true;
   if (curVersion_ == s_.version() && curStart_ >= 0 && cur_ + 1 < s_.count()) {
     const int nextStart = curStart_ + s_.para(cur_).text.size();
