@@ -144,6 +144,10 @@ class TerminalObserver : public session::RunObserver {
     std::fflush(stderr);
   }
   void documentDelivered(const session::DeliveredDocument& d) override { show(d.where); }
+  // A run that ended before its last item leaves its progress line open.
+  void finish() {
+    if (terminal_ && progress_) std::fputs("\r\033[K", stderr);
+  }
   void attachmentDelivered(const QString&, const QString& where) override { show(where); }
 
  private:
@@ -294,6 +298,7 @@ int printCommand(const PrintOptions& o) {
     StopOnSignals stopOnSignals(printRun);
     result = printRun.run(start.items(), start.rows(), run);
   }
+  if (result.items < selected) observer.finish();
   for (const QString& e : result.errors) err(e);
   if (!result.note.isEmpty()) err(result.note);
   out(text(Msg::PrintDone).arg(result.items).arg(result.documents));

@@ -50,9 +50,9 @@ std::optional<word::Range> TakeBlock(WordDocument& d, Host& host, bool report) {
   return block;
 }
 
-class ReportLayout : public Layout {
+class ReportLayout : public WordLayout {
  public:
-  ReportLayout(Host& host, Options options) : host_(host), options_(std::move(options)) {}
+  using WordLayout::WordLayout;
 
   bool open() override {
     if (!doc_.open(host_, options_.templateFile)) return false;
@@ -76,14 +76,6 @@ class ReportLayout : public Layout {
     return true;
   }
 
-  bool finish() override {
-    if (doc_.isOpen() && doc_.items > 0) return doc_.finish(host_);
-    doc_.close();
-    return true;
-  }
-
-  int pendingItems() const override { return doc_.items; }
-
  private:
   // A fresh copy of the block behind the last one.
   void nextCopy() {
@@ -98,15 +90,12 @@ class ReportLayout : public Layout {
     doc_.target().fillFrom(start, at.start);
   }
 
-  Host& host_;
-  Options options_;
-  WordDocument doc_;
   word::Fragment block_;  // the unfilled block
 };
 
-class LabelLayout : public Layout {
+class LabelLayout : public WordLayout {
  public:
-  LabelLayout(Host& host, Options options) : host_(host), options_(std::move(options)) {}
+  using WordLayout::WordLayout;
 
   bool open() override {
     if (!doc_.open(host_, options_.templateFile)) return false;
@@ -150,14 +139,6 @@ class LabelLayout : public Layout {
     return true;
   }
 
-  bool finish() override {
-    if (doc_.isOpen() && doc_.items > 0) return doc_.finish(host_);
-    doc_.close();
-    return true;
-  }
-
-  int pendingItems() const override { return doc_.items; }
-
  private:
   // Up to `count` copies of the block into the next free cells; the item
   // fills them all at once. The number placed (at least 1).
@@ -180,9 +161,6 @@ class LabelLayout : public Layout {
     return std::max(n, 1);
   }
 
-  Host& host_;
-  Options options_;
-  WordDocument doc_;
   word::Fragment block_;
   int startRow_ = options_.startRow;
   int rows_ = 0, columns_ = 0;

@@ -356,9 +356,9 @@ namespace {
 
 // "Calendar" templates: the items are collected, and the document is
 // written when the run ends.
-class CalendarLayout : public Layout {
+class CalendarLayout : public WordLayout {
  public:
-  CalendarLayout(Host& host, Options options) : host_(host), options_(std::move(options)) {}
+  using WordLayout::WordLayout;
 
   bool open() override { return doc_.open(host_, options_.templateFile); }
 
@@ -377,12 +377,7 @@ class CalendarLayout : public Layout {
     return doc_.finish(host_);
   }
 
-  int pendingItems() const override { return doc_.items; }
-
  private:
-  Host& host_;
-  Options options_;
-  WordDocument doc_;
   CalendarGrid grid_;
 };
 

@@ -12,9 +12,9 @@ namespace ordolo::layouts {
 namespace {
 
 // Every item gets a document of its own, printed as soon as it is filled.
-class PerItemLayout : public Layout {
+class PerItemLayout : public WordLayout {
  public:
-  PerItemLayout(Host& host, Options options) : host_(host), options_(std::move(options)) {}
+  using WordLayout::WordLayout;
 
   bool open() override { return true; }
 
@@ -24,14 +24,6 @@ class PerItemLayout : public Layout {
     ++doc_.items;
     return doc_.finish(host_);
   }
-
-  bool finish() override { return true; }
-  int pendingItems() const override { return 0; }
-
- private:
-  Host& host_;
-  Options options_;
-  WordDocument doc_;
 };
 
 // Excel templates: one workbook for the run, a copy of the template block

@@ -37,9 +37,9 @@ struct Rows {
   int foot = 0;
 };
 
-class TableLayout : public Layout {
+class TableLayout : public WordLayout {
  public:
-  TableLayout(Host& host, Options options) : host_(host), options_(std::move(options)) {}
+  using WordLayout::WordLayout;
 
   bool open() override {
     if (!doc_.open(host_, options_.templateFile)) return false;
@@ -75,14 +75,6 @@ class TableLayout : public Layout {
     if (plain_ || !run.Kind.breakSwitch || run.ItemCounter < 3) return;
     newBlock(run.Kind.pageBreak);
   }
-
-  bool finish() override {
-    if (doc_.isOpen() && doc_.items > 0) return doc_.finish(host_);
-    doc_.close();
-    return true;
-  }
-
-  int pendingItems() const override { return doc_.items; }
 
  private:
   word::Document& doc() { return doc_.doc(); }
@@ -179,9 +171,6 @@ class TableLayout : public Layout {
     tpl::FillRunHeader(doc_.target(), host_.run().Header);
   }
 
-  Host& host_;
-  Options options_;
-  WordDocument doc_;
   bool plain_ = false;
   int table_ = 1;         // the table being filled
   Rows rows_;             // its layout

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "layouts/Layout.h"
 #include "template/WordTarget.h"
@@ -33,6 +34,25 @@ class WordDocument {
  private:
   std::unique_ptr<office::word::Document> doc_;
   std::unique_ptr<tpl::WordTarget> target_;
+};
+
+// A layout that fills one Word document at a time: finishing prints a
+// document that holds items and drops one that holds none.
+class WordLayout : public Layout {
+ public:
+  WordLayout(Host& host, Options options) : host_(host), options_(std::move(options)) {}
+
+  bool finish() override {
+    if (doc_.isOpen() && doc_.items > 0) return doc_.finish(host_);
+    doc_.close();
+    return true;
+  }
+  int pendingItems() const override { return doc_.items; }
+
+ protected:
+  Host& host_;
+  Options options_;
+  WordDocument doc_;
 };
 
 }  // namespace ordolo::layouts

@@ -16,6 +16,7 @@
 #include "util/DebugLog.h"
 #include "util/Desktop.h"
 #include "util/Folders.h"
+#include "util/SignalsHeld.h"
 
 namespace ordolo::print {
 
@@ -69,6 +70,7 @@ QString fileStem(const Job& job) {
 // and renames it into place, replacing a file of that name; on failure
 // nothing is left. Empty, or the reason.
 QString copyInto(const QString& source, const QString& target) {
+  const util::SignalsHeld held;
   QFile in(source);
   if (!in.open(QIODevice::ReadOnly)) return in.errorString();
   QSaveFile out(target);

@@ -3,6 +3,10 @@
 // capture backend wrote; pdftotext reads it back.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -261,6 +265,34 @@ TEST_F(PrintTest, QueueReportsJobsThatFailOrDoNotFinishAndGoesOn) {
   EXPECT_GT(closing.errors()[0].size(), lang::text(Msg::ErrPrintSubmit).size() + 20);
   EXPECT_TRUE(closing.errors()[1].contains(QLatin1String("Lost job")) &&
               closing.errors()[1].contains(QLatin1String("gone.pdf")));
+}
+
+// A stop request ends the wait for a job that does not print; what was
+// given to the output still goes to the queue, without further waits.
+TEST_F(PrintTest, AStopRequestEndsTheWaitOnAQueueThatDoesNotPrint) {
+  writeFile(path(QStringLiteral("a.pdf")), onePagePdf("A"));
+  writeFile(path(QStringLiteral("b.pdf")), onePagePdf("B"));
+  queue(QStringLiteral("pausedq"));
+  tool(QStringLiteral("cupsdisable"), {QStringLiteral("pausedq")});
+  QueueOptions patient;
+  patient.waitMs = 60000;  // without the stop, each job would wait this long and fail
+  patient.pollMs = 20;
+  QueueOutput paused(QStringLiteral("pausedq"), patient);
+  std::atomic<bool> stop{false};
+  paused.setStopFlag(&stop);
+  QString error;
+  ASSERT_TRUE(paused.prepare(&error)) << error.toStdString();
+  paused.add({path(QStringLiteral("a.pdf")), QStringLiteral("Paused one"), false});
+  paused.add({path(QStringLiteral("b.pdf")), QStringLiteral("Paused two"), false});
+  std::thread user([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    stop = true;
+  });
+  const bool ok = paused.flush();
+  user.join();
+  EXPECT_TRUE(ok) << paused.errors().join("; ").toStdString();
+  EXPECT_EQ(paused.delivered().size(), 2);
+  EXPECT_EQ(Cups().activeJobs(QStringLiteral("pausedq")).size(), 2u);
 }
 
 TEST_F(PrintTest, PdfFolderWritesOnePdfPerJobAndNothingForAFailure) {
