@@ -96,6 +96,4 @@ void RemoveTempFolder() {
   g_tempFolder.reset();
 }
 
-QString SystemFolder() { return QStringLiteral("/usr/bin"); }
-
 }  // namespace ordolo::util

@@ -31,9 +31,6 @@ QString TempBase();
 // Makes a fresh private folder below `base`; falls back to /tmp, then to base.
 QString MakePrivateFolder(const QString& base);
 
-// The folder of the system's programs.
-QString SystemFolder();
-
 // Appends '/' unless the text already ends with one.
 QString WithSlash(const QString& path);
 
