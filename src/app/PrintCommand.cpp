@@ -52,19 +52,10 @@ int findColumn(int kind, const QString& wanted) {
 
 // Where a shown document lives on: beside the converted templates, so
 // that it outlasts the process.
-QString showFolder() {
-  QDir cache(office::convert::Converter::defaultCacheFolder());
-  cache.cdUp();
-  return cache.filePath(QStringLiteral("shown"));
-}
-
-// Attachments go where the documents go: to the same queue, or into the
-// same folder. Shown documents have none printed.
+// Shown documents have no attachments printed.
 std::unique_ptr<attachments::PrintSystem> attachmentSystem(const PrintOptions& o, print::Output& output) {
   if (!o.attachments || o.show) return nullptr;
-  if (auto* queue = dynamic_cast<print::QueueOutput*>(&output))
-    return std::make_unique<attachments::CupsPrintSystem>(queue->queue());
-  return std::make_unique<attachments::OutputPrintSystem>(output);
+  return attachments::PrintSystemFor(output);
 }
 
 std::unique_ptr<print::Output> chooseOutput(const PrintOptions& o, TerminalPort& port) {
@@ -77,7 +68,7 @@ std::unique_ptr<print::Output> chooseOutput(const PrintOptions& o, TerminalPort&
   if (!o.pdf.isEmpty()) return print::makeOutput(print::Target::PdfFolder, QFileInfo(o.pdf).absoluteFilePath(), &port);
   if (!o.save.isEmpty())
     return print::makeOutput(print::Target::SaveFolder, QFileInfo(o.save).absoluteFilePath(), &port);
-  if (o.show) return print::makeOutput(print::Target::Show, showFolder(), &port);
+  if (o.show) return print::makeOutput(print::Target::Show, print::ShowFolder(), &port);
   // Nothing named: the default printer, else PDFs in a folder of the
   // current directory.
   print::Cups cups;

@@ -10,6 +10,7 @@
 #include "lang/Messages.h"
 #include "print/Cups.h"
 #include "print/Output.h"
+#include "print/Outputs.h"
 #include "util/DebugLog.h"
 #include "util/Folders.h"
 
@@ -104,6 +105,12 @@ PrintSystem::Result OutputPrintSystem::print(const QString& file) {
   if (output_.flush()) return {Outcome::Printed, 0, {}};
   const QStringList errors = output_.errors();
   return {Outcome::Failed, 0, errors.isEmpty() ? QString() : errors.last()};
+}
+
+std::unique_ptr<PrintSystem> PrintSystemFor(print::Output& output) {
+  if (auto* queue = dynamic_cast<print::QueueOutput*>(&output))
+    return std::make_unique<CupsPrintSystem>(queue->queue());
+  return std::make_unique<OutputPrintSystem>(output);
 }
 
 }  // namespace ordolo::attachments

@@ -66,4 +66,8 @@ class OutputPrintSystem : public PrintSystem {
   print::Output& output_;
 };
 
+// Attachments go where the documents go: to the same CUPS queue, or into
+// the same folder.
+std::unique_ptr<PrintSystem> PrintSystemFor(print::Output& output);
+
 }  // namespace ordolo::attachments

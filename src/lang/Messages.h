@@ -138,6 +138,30 @@ enum class Msg {
   Stopping,            // a stop was asked for during a run
   RunStopped,          // %1 items done, %2 in all
   RunStoppedDocument,  // the same, one document holding the items done
+  ErrCannotWrite,  // %1 the file or folder
+  GuiNotMoved,  // %1 the files, a line each
+  GuiNoPdfFolder,
+  GuiTranslator,  // %1 the language file
+  GuiTemplates,
+  GuiPrintTo,
+  GuiDefaultPrinter,
+  GuiPdfFolder,
+  GuiBrowse,
+  GuiAttachmentsFirst,
+  GuiHelp,
+  GuiExit,
+  GuiLangDefEnglish,
+  GuiLangDefGerman,
+  GuiLangDefFrench,
+  GuiOpenStore,
+  GuiChooseStore,
+  GuiQuit,
+  GuiFolders,
+  GuiFolderGone,  // %1 the folder
+  GuiFileKind,  // %1 the file
+  GuiKey,
+  GuiTextColumn,
+  GuiUsage,
 };
 // clang-format on
 

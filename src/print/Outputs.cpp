@@ -348,4 +348,10 @@ std::unique_ptr<Output> makeOutput(Target target, const QString& where, ui::Port
   return nullptr;
 }
 
+QString ShowFolder() {
+  QDir cache(office::convert::Converter::defaultCacheFolder());
+  cache.cdUp();
+  return cache.filePath(QStringLiteral("shown"));
+}
+
 }  // namespace ordolo::print

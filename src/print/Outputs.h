@@ -121,6 +121,11 @@ class ShowOutput : public FolderOutput {
 // nothing for success and for 31 (no program for the type).
 QString OpenFailureText(int result, const QString& pathOrUrl);
 
+// Where shown documents are kept: beside the conversion cache, outside the
+// process's temporary folder (the desktop's program still reads them when
+// Ordolo has ended).
+QString ShowFolder();
+
 // What a caller picks from: print, PDF folder, save folder, show.
 enum class Target { Queue, PdfFolder, SaveFolder, Show };
 

@@ -3,6 +3,7 @@
 #include "template/TemplateKind.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include "model/Model.h"
@@ -63,6 +64,34 @@ QString ChooseTemplate(const QString& kindLetter, const QString& folder) {
   if (listed.isEmpty()) return {};
   StoreTemplateChoice(kindLetter, listed.first());
   return listed.first();
+}
+
+FolderChange ChangeTemplateFolder(const QString& newFolderIn) {
+  FolderChange result;
+  if (newFolderIn.trimmed().isEmpty()) return result;
+  const QString oldFolder = TemplateFolder();
+  const QString newFolder = util::WithSlash(QDir::cleanPath(QFileInfo(newFolderIn).absoluteFilePath()));
+  if (QDir::cleanPath(newFolder) == QDir::cleanPath(oldFolder)) return result;
+  if (!util::WriteIni(QStringLiteral("Register"), QStringLiteral("Template"), newFolder, util::TemplatePathFile())) {
+    result.error = util::TemplatePathFile();
+    return result;
+  }
+  result.changed = true;
+
+  const QDir target(newFolder);
+  for (const QString& name : target.entryList(QDir::Files))
+    if (PassesExtensionTest(name)) return result;  // templates there already: nothing moves
+  const QDir source(oldFolder);
+  for (const QString& name : source.entryList(QDir::Files | QDir::Hidden)) {
+    const QString tail = name.right(4).toLower();
+    if (tail == QLatin1String(".ini") || tail == QLatin1String(".key") || tail == QLatin1String(".all")) continue;
+    const QString from = source.filePath(name), to = target.filePath(name);
+    // A rename across file systems fails: copy, then remove.
+    const bool moved = QFile::rename(from, to) || (QFile::copy(from, to) && QFile::remove(from));
+    if (moved) ++result.moved;
+    else result.failed << from;
+  }
+  return result;
 }
 
 }  // namespace ordolo::session

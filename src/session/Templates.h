@@ -34,4 +34,18 @@ bool StoreTemplateChoice(const QString& kindLetter, const QString& fileName);
 // still listed, else the first listed one (which is then stored), else empty.
 QString ChooseTemplate(const QString& kindLetter, const QString& folder = TemplateFolder());
 
+// What changing the template folder did.
+struct FolderChange {
+  bool changed = false;  // path.ini now names the new folder
+  int moved = 0;         // files moved from the old folder
+  QStringList failed;    // files that stayed behind (a move that failed)
+  QString error;         // why path.ini could not be written
+};
+
+// Makes `newFolder` the template folder (path.ini, "Register"/"Template").
+// The same folder as now changes nothing. The old folder's files move
+// along unless the new one holds templates already; ".ini", ".key" and
+// ".all" files never move.
+FolderChange ChangeTemplateFolder(const QString& newFolder);
+
 }  // namespace ordolo::session

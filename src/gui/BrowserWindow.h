@@ -1,0 +1,77 @@
+// The store browser: the folders of a store, the items of the chosen one,
+// and the toolbar "Ordolo" whose print button hands the selection to Form1.
+// It stands where the mail program's explorer stands; files dropped on it
+// are taken as an opened item is.
+#pragma once
+
+#include <QMainWindow>
+
+#include <memory>
+
+#include "model/Model.h"
+
+class QAction;
+class QLabel;
+class QTableWidget;
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace ordolo::store {
+class FileStore;
+struct OpenedFiles;
+}  // namespace ordolo::store
+
+namespace ordolo::gui {
+
+class Form1Window;
+class QtPort;
+
+class BrowserWindow : public QMainWindow {
+  Q_OBJECT
+ public:
+  explicit BrowserWindow(QtPort& port, QWidget* parent = nullptr);
+  ~BrowserWindow() override;
+
+  // Opens a store folder; false (the user was told) when it cannot be read.
+  bool openStore(const QString& root);
+  // Chooses a folder by its path below the store ("Calendar").
+  bool chooseFolder(const QString& path);
+  // The print button: the selected items go to Form1.
+  void printSelection();
+  // Items of files (an opened item, files dropped on the window).
+  void takeFiles(const QStringList& files);
+
+  Form1Window* form1() const { return form1_.get(); }
+  QTableWidget* itemTable() const { return items_; }
+  QAction* printAction() const { return print_; }
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+
+ private:
+  void fillFolders();
+  void addFolders(QTreeWidgetItem* parent, const std::vector<model::FolderPtr>& folders);
+  void showFolder(const model::FolderPtr& folder);
+  void chooseStore();
+  Form1Window& ensureForm1();
+  void openForm1(const model::Selection& selection, const model::FolderPtr& folder, model::NamespacePtr session);
+  void applyTexts();
+
+  QtPort& port_;
+  std::shared_ptr<store::FileStore> store_;
+  model::FolderPtr folder_;
+  std::vector<model::ItemPtr> shown_;                        // the items of the table's rows
+  std::vector<std::shared_ptr<store::OpenedFiles>> opened_;  // files taken in stay readable
+  QTreeWidget* folders_;
+  QTableWidget* items_;
+  QAction* print_;
+  QAction* open_;
+  QAction* quit_;
+  QMenu* fileMenu_;
+  QLabel* storeLabel_;
+  std::unique_ptr<Form1Window> form1_;
+};
+
+}  // namespace ordolo::gui

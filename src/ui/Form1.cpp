@@ -1,0 +1,296 @@
+#include "ui/Form1.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include "attachments/AttachmentQueue.h"
+#include "attachments/PrintSystems.h"
+#include "lang/LanguageTable.h"
+#include "lang/Messages.h"
+#include "office/convert/Converter.h"
+#include "print/Outputs.h"
+#include "session/Templates.h"
+#include "util/Desktop.h"
+#include "util/Folders.h"
+#include "util/Ini.h"
+
+namespace ordolo::ui {
+
+using lang::Msg;
+
+namespace {
+
+const QString kAttachments = QStringLiteral("Attachments");
+
+QString option(const QString& section, const QString& key, const QString& fallback) {
+  return util::ReadIni(section, key, fallback, util::UserConfigFile());
+}
+
+void setOption(const QString& section, const QString& key, const QString& value) {
+  util::WriteIni(section, key, value, util::UserConfigFile());
+}
+
+}  // namespace
+
+OutputChoice OutputChoice::load() {
+  OutputChoice c;
+  const QString stored = option(QStringLiteral("Option"), QStringLiteral("Output"), QString());
+  if (stored.startsWith(QLatin1String("pdf:"))) {
+    c.kind = Kind::PdfFolder;
+    c.folder = stored.mid(4);
+  } else if (stored.startsWith(QLatin1String("printer:"))) {
+    c.queue = stored.mid(8);
+  }
+  return c;
+}
+
+void OutputChoice::save() const {
+  setOption(QStringLiteral("Option"), QStringLiteral("Output"),
+            kind == Kind::PdfFolder ? QLatin1String("pdf:") + folder : QLatin1String("printer:") + queue);
+}
+
+// Passes a run's progress on to the front end.
+class Form1::Observer : public session::RunObserver {
+ public:
+  explicit Observer(Form1& form) : form_(form) {}
+  void itemFilled(int done, int total) override {
+    if (form_.onProgress) form_.onProgress(done, total);
+  }
+  void documentDelivered(const session::DeliveredDocument& document) override {
+    if (form_.onDelivered) form_.onDelivered(document);
+  }
+
+ private:
+  Form1& form_;
+};
+
+Form1::Form1(Port& port) : open(util::OpenDocument), port_(port), start_(std::make_unique<session::Start>(port)) {
+  suppress_ = option(kAttachments, QStringLiteral("Suppress"), QString());
+  wait_ = option(kAttachments, QStringLiteral("Wait"), QStringLiteral("0"));
+  first_ = option(kAttachments, QStringLiteral("First"), QStringLiteral("0")) == QLatin1String("1");
+  output = OutputChoice::load();
+}
+
+Form1::~Form1() = default;
+
+bool Form1::take(const model::Selection& selection, const model::FolderPtr& folder, model::NamespacePtr session) {
+  start_ = std::make_unique<session::Start>(port_);
+  folder_ = folder;
+  session_ = std::move(session);
+  sortColumn_ = 0;
+  const bool shown = start_->StartPrint(selection, folder, session_ ? session_->CurrentUser() : QString());
+  refreshTemplates();
+  return shown;
+}
+
+std::vector<session::Column> Form1::columns() const { return session::Columns(start_->kind()); }
+
+void Form1::setRowSelected(int row, bool selected) {
+  std::vector<session::ListRow>& rows = start_->rows();
+  if (row >= 0 && row < int(rows.size())) rows[size_t(row)].selected = selected;
+}
+
+void Form1::sortBy(int column, bool descending) {
+  if (busy()) return;
+  start_->sortBy(column, descending);
+  sortColumn_ = column;
+}
+
+bool Form1::canPrint() const {
+  if (!start_->canPrint() || current_ < 0) return false;
+  for (const session::ListRow& row : start_->rows())
+    if (row.selected) return true;
+  return false;
+}
+
+QString Form1::kindLetter() const { return session::KindLetter(start_->kind()); }
+
+void Form1::refreshTemplates() {
+  const QString letter = kindLetter();
+  templates_ = session::ListTemplates(letter);
+  current_ = -1;
+  if (templates_.isEmpty()) return;
+  current_ = std::max(0, int(templates_.indexOf(session::StoredTemplate(letter))));
+  if (templates_[current_] != session::StoredTemplate(letter))
+    session::StoreTemplateChoice(letter, templates_[current_]);
+}
+
+void Form1::chooseTemplate(int index) {
+  if (index < 0 || index >= templates_.size()) return;
+  current_ = index;
+  session::StoreTemplateChoice(kindLetter(), templates_[index]);
+}
+
+void Form1::tellOpenFailure(int result, const QString& path) {
+  const QString why = print::OpenFailureText(result, path);
+  if (!why.isEmpty()) port_.message(why, Buttons::Ok, Icon::Critical);
+}
+
+void Form1::editTemplate() {
+  if (busy() || current_ < 0) return;
+  chooseTemplate(current_);
+  const QString path = session::TemplateFolder() + templates_[current_];
+  if (!QFileInfo(path).isFile()) {
+    port_.message(lang::text(Msg::ErrTemplateMissing).arg(path), Buttons::Ok, Icon::Critical);
+    refreshTemplates();
+    return;
+  }
+  tellOpenFailure(open(path), path);
+  port_.beep();
+}
+
+void Form1::changeTemplateFolder() {
+  if (busy()) return;
+  const QString current = session::TemplateFolder();
+  const QString chosen = port_.browseFolder(lang::GetLangText(QStringLiteral("S69")), current);
+  if (chosen.isEmpty()) return;
+  const session::FolderChange change = session::ChangeTemplateFolder(chosen);
+  if (!change.error.isEmpty()) {
+    port_.message(lang::text(Msg::ErrCannotWrite).arg(change.error), Buttons::Ok, Icon::Critical);
+    return;
+  }
+  if (!change.failed.isEmpty())
+    port_.message(lang::text(Msg::GuiNotMoved).arg(change.failed.join(QLatin1Char('\n'))), Buttons::Ok, Icon::Warning);
+  if (!change.changed) return;
+  lang::table().LoadLanguageTable(util::MainConfigFile());
+  refreshTemplates();
+}
+
+void Form1::showHelp() {
+  const QString guide = util::ShareFolder() + QStringLiteral("doc/user-guide.html");
+  tellOpenFailure(open(guide), guide);
+}
+
+void Form1::setSuppress(const QString& text) {
+  suppress_ = text;
+  setOption(kAttachments, QStringLiteral("Suppress"), text);
+}
+
+void Form1::setWait(const QString& text) {
+  wait_ = text;
+  setOption(kAttachments, QStringLiteral("Wait"), text);
+}
+
+void Form1::setAttachmentsFirst(bool first) { first_ = first; }
+
+bool Form1::loadLanguage(int index) {
+  if (busy()) return false;
+  if (port_.message(lang::GetLangText(QStringLiteral("S58")), Buttons::YesNo, Icon::Question) != Answer::Yes)
+    return false;
+  const lang::LangDefResult r = lang::table().LangDef(index, util::LanguageFolder(), util::MainConfigFile());
+  if (r == lang::LangDefResult::MissingFile) {
+    port_.message(lang::text(Msg::ErrLanguageFile)
+                      .arg(util::LanguageFolder() + lang::LanguageTable::languageFileName(index)),
+                  Buttons::Ok, Icon::Critical);
+    return false;
+  }
+  if (r == lang::LangDefResult::WriteFailed) {
+    port_.message(lang::text(Msg::ErrCannotWrite).arg(util::MainConfigFile()), Buttons::Ok, Icon::Critical);
+    return false;
+  }
+  languageDirty_ = false;
+  return r == lang::LangDefResult::Loaded;
+}
+
+bool Form1::editText(const QString& key, const QString& text) {
+  if (!lang::table().setText(key, text)) return false;
+  languageDirty_ = true;
+  return true;
+}
+
+bool Form1::saveLanguage() {
+  if (!lang::table().SaveLanguageTable(util::MainConfigFile())) {
+    port_.message(lang::text(Msg::ErrCannotWrite).arg(util::MainConfigFile()), Buttons::Ok, Icon::Critical);
+    return false;
+  }
+  lang::table().LoadLanguageTable(util::MainConfigFile());
+  languageDirty_ = false;
+  return true;
+}
+
+QString Form1::translatorNote() { return lang::text(Msg::GuiTranslator).arg(util::MainConfigFile()); }
+
+session::RunResult Form1::print(session::RunMode mode) {
+  session::RunResult result;
+  if (busy() || current_ < 0) return result;
+  const QString templatePath = session::TemplateFolder() + templates_[current_];
+  if (!QFileInfo(templatePath).isFile()) {
+    port_.message(lang::text(Msg::ErrTemplateMissing).arg(templatePath), Buttons::Ok, Icon::Critical);
+    refreshTemplates();
+    return result;
+  }
+  std::unique_ptr<print::Output> out;
+  if (mode == session::RunMode::Show) out = print::makeOutput(print::Target::Show, print::ShowFolder(), &port_);
+  else if (output.kind == OutputChoice::Kind::PdfFolder)
+    out = print::makeOutput(print::Target::PdfFolder, output.folder, &port_);
+  else out = print::makeOutput(print::Target::Queue, output.queue, &port_);
+  QString why;
+  if (output.kind == OutputChoice::Kind::PdfFolder && output.folder.trimmed().isEmpty() &&
+      mode == session::RunMode::Print)
+    why = lang::text(Msg::GuiNoPdfFolder);
+  else if (!out->prepare(&why))
+    ;
+  else why.clear();
+  if (!why.isEmpty()) {
+    port_.message(why, Buttons::Ok, Icon::Critical);
+    return result;
+  }
+  output.save();
+
+  // Attachments go with the documents they belong to, where those go.
+  std::unique_ptr<attachments::PrintSystem> attachmentSystem;
+  std::unique_ptr<attachments::AttachmentQueue> attachmentQueue;
+  if (mode == session::RunMode::Print) {
+    attachmentSystem = attachments::PrintSystemFor(*out);
+    attachmentQueue = std::make_unique<attachments::AttachmentQueue>(*attachmentSystem, port_,
+                                                                     attachments::Options::load());
+    start_->setAttachmentQueue(attachmentQueue.get());
+  }
+
+  session::RunOptions options;
+  options.templatePath = templatePath;
+  options.mode = mode;
+  options.startRow = startRow;
+  options.copies = copies;
+  options.kind = start_->kind();
+  options.sortColumn = sortColumn_;
+  options.session = session_.get();
+  options.attachments = attachmentQueue.get();
+  model::Application app(session_);
+  app.ActiveExplorer().setCurrentFolder(folder_);
+  options.header.User = session_ ? session_->CurrentUser() : QString();
+  options.header.Caption = app.ActiveExplorer().Caption();
+  options.header.Folder = folder_ ? folder_->Name() : QString();
+
+  office::convert::Converter converter;
+  session::PrintRun run(port_, *out, &converter);
+  Observer observer(*this);
+  run.setObserver(&observer);
+  run_ = &run;
+  stopping_ = false;
+  result = run.run(start_->items(), start_->rows(), options);
+  run_ = nullptr;
+  stopping_ = false;
+  start_->setAttachmentQueue(nullptr);
+  return result;
+}
+
+bool Form1::requestStop() {
+  if (!run_) return false;
+  run_->requestStop();
+  stopping_ = true;
+  return true;
+}
+
+bool Form1::close() {
+  if (busy()) {
+    requestStop();
+    return false;
+  }
+  setOption(kAttachments, QStringLiteral("Suppress"), suppress_);
+  setOption(kAttachments, QStringLiteral("Wait"), wait_);
+  setOption(kAttachments, QStringLiteral("First"), first_ ? QStringLiteral("1") : QStringLiteral("0"));
+  return true;
+}
+
+}  // namespace ordolo::ui

@@ -1,0 +1,327 @@
+// The desktop windows driven as a user drives them, drawn offscreen: the
+// store browser's print button, Form1's list, templates and print run
+// (real LibreOffice, real PDFs), stopping a run with EXIT, an opened mail
+// file, the language tab; and moving the template folder.
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "addin/Connect.h"
+#include "gui/BrowserWindow.h"
+#include "gui/Form1Window.h"
+#include "gui/Form4.h"
+#include "gui/QtPort.h"
+#include "lang/LanguageTable.h"
+#include "lang/Messages.h"
+#include "session/Templates.h"
+#include "support/TestEnv.h"
+#include "util/Folders.h"
+#include "util/VbFormat.h"
+
+using namespace ordolo;
+
+namespace {
+
+const QString kStore = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
+
+template <typename T>
+T* child(QWidget* w, const char* name) {
+  T* found = w->findChild<T*>(QString::fromLatin1(name));
+  EXPECT_TRUE(found) << name;
+  return found;
+}
+
+// Answers the next message box (once it is up) with `button`.
+void AnswerNextMessage(QMessageBox::StandardButton button) {
+  QTimer::singleShot(0, [button] {
+    if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) box->button(button)->click();
+  });
+}
+
+QStringList Pdfs(const QString& folder) { return QDir(folder).entryList({QStringLiteral("*.pdf")}, QDir::Files); }
+
+bool WholePdf(const QString& path) {
+  QFile f(path);
+  if (!f.open(QIODevice::ReadOnly)) return false;
+  const QByteArray bytes = f.readAll();
+  return bytes.startsWith("%PDF-") && bytes.right(32).contains("%%EOF");
+}
+
+class Gui : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    lang::table().LangDef(0, util::LanguageFolder(), util::MainConfigFile());
+    browser = std::make_unique<gui::BrowserWindow>(port);
+    browser->show();
+    ASSERT_TRUE(browser->openStore(kStore));
+    ASSERT_TRUE(browser->chooseFolder(QStringLiteral("Calendar")));
+  }
+  void TearDown() override {
+    if (browser->form1()) browser->form1()->close();
+    browser->close();
+  }
+
+  // Selects the first n rows of the browser's table (all when n < 0) and
+  // presses the print button.
+  gui::Form1Window* printRows(int n) {
+    QTableWidget* table = browser->itemTable();
+    table->clearSelection();
+    const int rows = n < 0 ? table->rowCount() : std::min(n, table->rowCount());
+    for (int r = 0; r < rows; ++r)
+      table->selectionModel()->select(table->model()->index(r, 0),
+                                      QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    browser->printAction()->trigger();
+    return browser->form1();
+  }
+
+  // Chooses a template by name and PDFs into `folder` as the output.
+  void chooseTemplateAndPdf(gui::Form1Window* form, const QString& name, const QString& folder) {
+    auto* list2 = child<QListWidget>(form, "List2");
+    const QList<QListWidgetItem*> found = list2->findItems(name, Qt::MatchExactly);
+    ASSERT_EQ(found.size(), 1) << name.toStdString();
+    list2->setCurrentItem(found.front());
+    child<QComboBox>(form, "printTo")->setCurrentIndex(1);
+    child<QLineEdit>(form, "pdfFolder")->setText(folder);
+  }
+
+  gui::QtPort port;
+  std::unique_ptr<gui::BrowserWindow> browser;
+  QTemporaryDir out;
+};
+
+TEST_F(Gui, ThePrintButtonListsTheSelectedAppointmentsWithTheirColumns) {
+  // Nothing selected: a notice and no dialog.
+  gui::Form1Window* none = printRows(0);
+  EXPECT_TRUE(!none || !none->isVisible());
+  auto* notice = QApplication::topLevelWidgets().isEmpty() ? nullptr : browser->findChild<QWidget*>("notice");
+  ASSERT_TRUE(notice);
+  EXPECT_EQ(child<QLabel>(notice, "noticeText")->text(), "Nothing selected");
+
+  gui::Form1Window* form = printRows(10);
+  ASSERT_TRUE(form && form->isVisible());
+  auto* list1 = child<QTreeWidget>(form, "List1");
+  ASSERT_EQ(list1->topLevelItemCount(), 10);
+  QStringList headers;
+  for (int i = 0; i < list1->columnCount(); ++i) headers << list1->headerItem()->text(i);
+  EXPECT_EQ(headers, (QStringList{"No.", "Start", "Duration", "Subject", "Location", "Categories"}))
+      << headers.join(", ").toStdString();
+  for (int i = 0; i < 10; ++i) EXPECT_TRUE(list1->topLevelItem(i)->isSelected());
+  EXPECT_EQ(child<QLabel>(form, "KALNAME")->text(), "Calendar (Anna Berger)");
+  // The browser's first rows are the folder's first items, in its order.
+  EXPECT_EQ(list1->topLevelItem(0)->text(3), browser->itemTable()->item(0, 0)->text());
+
+  // A click on a header sorts the list, and sorting again turns it round.
+  list1->header()->sectionClicked(3);
+  const QString first = list1->topLevelItem(0)->text(3);
+  list1->header()->sectionClicked(3);
+  EXPECT_EQ(list1->topLevelItem(9)->text(3), first);
+}
+
+TEST_F(Gui, OkPrintsEachSelectedItemToAPdfWhileTheProgressBarMoves) {
+  gui::Form1Window* form = printRows(10);
+  ASSERT_TRUE(form);
+  chooseTemplateAndPdf(form, "AMemo.dotx", out.path());
+  // Deselect one row: it is not printed.
+  child<QTreeWidget>(form, "List1")->topLevelItem(9)->setSelected(false);
+  QList<int> seen;
+  auto* bar = child<QProgressBar>(form, "ProgressBar1");
+  QObject::connect(bar, &QProgressBar::valueChanged, [&](int v) { seen << v; });
+  QTest::mouseClick(child<QPushButton>(form, "Ok"), Qt::LeftButton);
+
+  EXPECT_EQ(Pdfs(out.path()).size(), 9) << Pdfs(out.path()).join(", ").toStdString();
+  for (const QString& pdf : Pdfs(out.path())) EXPECT_TRUE(WholePdf(out.filePath(pdf))) << pdf.toStdString();
+  EXPECT_EQ(bar->maximum(), 9);
+  EXPECT_EQ(seen.value(seen.size() - 1), 9);
+  EXPECT_GE(seen.size(), 9);
+  EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+  EXPECT_EQ(child<QLabel>(form, "Zaehler")->text(), "9 of 9 items");
+  EXPECT_TRUE(form->lastStatus().contains("Items: 9, documents: 9")) << form->lastStatus().toStdString();
+  EXPECT_TRUE(child<QPushButton>(form, "Ok")->isEnabled());
+  // The choice is remembered for the kind.
+  EXPECT_EQ(session::StoredTemplate("A"), "AMemo.dotx");
+}
+
+TEST_F(Gui, ExitDuringARunStopsItAfterTheCurrentDocument) {
+  gui::Form1Window* form = printRows(-1);
+  ASSERT_TRUE(form);
+  const int total = child<QTreeWidget>(form, "List1")->topLevelItemCount();
+  ASSERT_GT(total, 30);
+  chooseTemplateAndPdf(form, "AMemo.dotx", out.path());
+  auto* exit = child<QPushButton>(form, "EXIT");
+  auto* ok = child<QPushButton>(form, "Ok");
+  auto* show = child<QPushButton>(form, "ZEIGE");
+  QStringList during;
+  bool closedDuringRun = true;
+  // Once the run has begun: EXIT, then an attempt to close the window.
+  QTimer::singleShot(0, [&] {
+    QTest::mouseClick(exit, Qt::LeftButton);
+    during << exit->text() << ok->text() << show->text();
+    closedDuringRun = form->close();
+  });
+  QTest::mouseClick(ok, Qt::LeftButton);
+
+  EXPECT_EQ(during, (QStringList{"Stopping...", "Stopping...", "Stopping..."}));
+  EXPECT_FALSE(closedDuringRun);
+  EXPECT_TRUE(form->isVisible());
+  const QStringList pdfs = Pdfs(out.path());
+  EXPECT_GE(pdfs.size(), 1);
+  EXPECT_LT(pdfs.size(), total);
+  for (const QString& pdf : pdfs) EXPECT_TRUE(WholePdf(out.filePath(pdf))) << pdf.toStdString();
+  EXPECT_EQ(QDir(out.path()).entryList(QDir::Files | QDir::Hidden).size(), pdfs.size());
+  EXPECT_TRUE(form->lastStatus().contains(QStringLiteral("Stopped after %1 of %2 items").arg(pdfs.size()).arg(total)))
+      << form->lastStatus().toStdString();
+  EXPECT_EQ(exit->text(), "Close");
+  EXPECT_EQ(ok->text(), "Print");
+  // Once the run has ended, the window closes.
+  EXPECT_TRUE(form->close());
+}
+
+TEST_F(Gui, AnOpenedMailFileIsListedAlone) {
+  QTemporaryDir files;
+  const QString mail = files.filePath("minutes.eml");
+  ASSERT_TRUE(QFile::copy(kStore + "/Inbox/cur/" + QDir(kStore + "/Inbox/cur").entryList(QDir::Files).first(), mail));
+  const QString other = files.filePath("notes.txt");
+  QFile(other).open(QIODevice::WriteOnly);
+  // A file of another type is named in a message; the mail is listed.
+  AnswerNextMessage(QMessageBox::Ok);
+  browser->takeFiles({mail, other});
+  gui::Form1Window* form = browser->form1();
+  ASSERT_TRUE(form && form->isVisible());
+  auto* list1 = child<QTreeWidget>(form, "List1");
+  ASSERT_EQ(list1->topLevelItemCount(), 1);
+  bool found = false;
+  for (int i = 0; i < list1->columnCount(); ++i)
+    found = found || list1->topLevelItem(0)->text(i) == "Protokoll Abstimmung Project Falcon";
+  EXPECT_TRUE(found);
+}
+
+TEST_F(Gui, TheLanguageTabSwitchesLanguagesAndAnEditSurvivesARestart) {
+  gui::Form1Window* form = printRows(2);
+  ASSERT_TRUE(form);
+  auto* tabs = child<QTabWidget>(form, "SSTab1");
+  const struct {
+    const char* button;
+    const char* tab;
+    const char* print;
+  } languages[] = {
+      {"LangDef1", "Sprache", "Drucken"}, {"LangDef2", "Langue", "Imprimer"}, {"LangDef0", "Language", "Print"}};
+  for (const auto& l : languages) {
+    AnswerNextMessage(QMessageBox::Yes);
+    QTest::mouseClick(child<QPushButton>(form, l.button), Qt::LeftButton);
+    EXPECT_EQ(tabs->tabText(2), l.tab);
+    EXPECT_EQ(child<QPushButton>(form, "Ok")->text(), l.print);
+  }
+  // "No" to "Are you sure?" leaves the table as it is.
+  AnswerNextMessage(QMessageBox::No);
+  QTest::mouseClick(child<QPushButton>(form, "LangDef1"), Qt::LeftButton);
+  EXPECT_EQ(tabs->tabText(2), "Language");
+
+  // Form4 on the row of S21: the edit shows in the list, Save writes it.
+  auto* list3 = child<QTreeWidget>(form, "List3");
+  const QList<QTreeWidgetItem*> rows = list3->findItems("S21", Qt::MatchExactly);
+  ASSERT_EQ(rows.size(), 1);
+  list3->setCurrentItem(rows.front());
+  auto* save = child<QPushButton>(form, "SAVE");
+  EXPECT_FALSE(save->isEnabled());
+  QTimer::singleShot(0, [] {
+    auto* editor = qobject_cast<gui::Form4*>(QApplication::activeModalWidget());
+    if (!editor) return;
+    editor->findChild<QPlainTextEdit*>("text")->setPlainText("Print it");
+    editor->findChild<QPushButton*>("save")->click();
+  });
+  QTest::mouseClick(child<QPushButton>(form, "LangEdit"), Qt::LeftButton);
+  EXPECT_EQ(rows.front()->text(3), "Print it");
+  ASSERT_TRUE(save->isEnabled());
+  QTest::mouseClick(save, Qt::LeftButton);
+  EXPECT_FALSE(save->isEnabled());
+  EXPECT_EQ(child<QPushButton>(form, "Ok")->text(), "Print it");
+  // A new start reads the file.
+  lang::LanguageTable fresh;
+  fresh.LoadLanguageTable(util::MainConfigFile());
+  EXPECT_EQ(fresh.GetLangText("S21"), "Print it");
+}
+
+// Moving the template folder: what moves, what stays, what is written.
+TEST(ChangeTemplateFolder, MovesTemplatesUnlessTheNewFolderHasSomeAndNeverSettingsFiles) {
+  QTemporaryDir from, to, full;
+  const QString pathIni = util::TemplatePathFile();
+  ASSERT_FALSE(QFile::exists(pathIni));
+  auto touch = [](const QString& path) { QFile(path).open(QIODevice::WriteOnly); };
+
+  // The current folder again: nothing is written.
+  EXPECT_FALSE(session::ChangeTemplateFolder(session::TemplateFolder()).changed);
+  EXPECT_FALSE(QFile::exists(pathIni));
+
+  // Away from the data folder: its templates move, its language file stays.
+  ASSERT_TRUE(lang::table().SaveLanguageTable(util::MainConfigFile()));
+  const QStringList seeded = QDir(util::DataFolder()).entryList({"*.dotx", "*.xltx"}, QDir::Files);
+  ASSERT_GT(seeded.size(), 10);
+  const session::FolderChange first = session::ChangeTemplateFolder(from.path());
+  ASSERT_TRUE(first.changed);
+  EXPECT_EQ(first.moved, seeded.size());
+  EXPECT_TRUE(QFile::exists(util::MainConfigFile()));
+  EXPECT_TRUE(QDir(util::DataFolder()).entryList({"*.dotx", "*.xltx"}, QDir::Files).isEmpty());
+
+  // Every file moves on, but settings files in any case of their suffix.
+  for (const char* name : {"guide.pdf", "Ordolo.INI", "licence.Key", "spell.all"}) touch(from.filePath(name));
+  const session::FolderChange moved = session::ChangeTemplateFolder(to.path());
+  EXPECT_TRUE(moved.changed);
+  EXPECT_EQ(moved.moved, seeded.size() + 1);
+  EXPECT_TRUE(QFile::exists(to.filePath("guide.pdf")));
+  EXPECT_TRUE(QFile::exists(to.filePath("AMemo.dotx")));
+  QStringList stayed = QDir(from.path()).entryList(QDir::Files);
+  stayed.sort(Qt::CaseInsensitive);
+  EXPECT_EQ(stayed, (QStringList{"licence.Key", "Ordolo.INI", "spell.all"}));
+  EXPECT_EQ(session::TemplateFolder(), util::WithSlash(to.path()));
+
+  // A folder that holds templates already takes nothing.
+  touch(full.filePath("Aold.dot"));
+  const session::FolderChange kept = session::ChangeTemplateFolder(full.path());
+  EXPECT_TRUE(kept.changed);
+  EXPECT_EQ(kept.moved, 0);
+  EXPECT_EQ(QDir(to.path()).entryList(QDir::Files).size(), seeded.size() + 1);
+  EXPECT_EQ(session::TemplateFolder(), util::WithSlash(full.path()));
+  QFile::remove(pathIni);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A home of its own, Berlin time, offscreen windows.
+  QTemporaryDir home;
+  qputenv("ORDOLO_HOME", home.path().toLocal8Bit());
+  qputenv("TZ", "Europe/Berlin");
+  tzset();
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  util::PinLocalTimeZone();
+  QApplication app(argc, argv);
+  addin::Connect connect;
+  connect.OnConnection({});
+  util::setUserLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+  ::testing::InitGoogleTest(&argc, argv);
+  const int result = RUN_ALL_TESTS();
+  connect.OnDisconnection();
+  return result;
+}

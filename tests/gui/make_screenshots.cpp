@@ -1,0 +1,109 @@
+// Takes the pictures of the user guide from the real windows, drawn
+// offscreen: the store browser, the three tabs of the print dialog, the text
+// editor of the language tab, a question and the notice window.
+//   gui_screenshots STORE OUTDIR   (run with QT_QPA_PLATFORM=offscreen)
+#include <QApplication>
+#include <QDir>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPixmap>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QTreeWidget>
+
+#include <cstdio>
+
+#include "addin/Connect.h"
+#include "gui/BrowserWindow.h"
+#include "gui/Form1Window.h"
+#include "gui/Form4.h"
+#include "gui/QtPort.h"
+#include "lang/LanguageTable.h"
+#include "util/Folders.h"
+#include "util/VbFormat.h"
+
+using namespace ordolo;
+
+namespace {
+
+QString gOut;
+
+void save(QWidget* w, const char* name) {
+  QApplication::processEvents();
+  const QString path = gOut + QLatin1Char('/') + QLatin1String(name);
+  if (!w->grab().save(path)) std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+  else std::printf("%s\n", qPrintable(path));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  util::PinLocalTimeZone();
+  QApplication app(argc, argv);
+  if (argc < 3) {
+    std::fprintf(stderr, "usage: gui_screenshots STORE OUTDIR\n");
+    return 2;
+  }
+  const QString storeRoot = QString::fromLocal8Bit(argv[1]);
+  gOut = QString::fromLocal8Bit(argv[2]);
+  QDir().mkpath(gOut);
+  // A home of its own, in English, so that the pictures do not depend on
+  // the user's settings.
+  QTemporaryDir home;
+  qputenv("ORDOLO_HOME", home.path().toLocal8Bit());
+  addin::Connect connect;
+  connect.OnConnection({});
+  lang::table().LangDef(0, util::LanguageFolder(), util::MainConfigFile());
+  QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+
+  gui::QtPort port;
+  gui::BrowserWindow browser(port);
+  browser.resize(980, 560);
+  browser.show();
+  if (!browser.openStore(storeRoot) || !browser.chooseFolder(QStringLiteral("Calendar"))) return 1;
+  QTableWidget* table = browser.itemTable();
+  table->sortItems(1);
+  for (int r = 0; r < 10 && r < table->rowCount(); ++r) table->selectRow(r);
+  table->setSelectionMode(QAbstractItemView::MultiSelection);
+  for (int r = 0; r < 10 && r < table->rowCount(); ++r)
+    table->selectionModel()->select(table->model()->index(r, 0),
+                                    QItemSelectionModel::Select | QItemSelectionModel::Rows);
+  table->setSelectionMode(QAbstractItemView::ExtendedSelection);
+  save(&browser, "browser.png");
+
+  browser.printSelection();
+  gui::Form1Window* form = browser.form1();
+  if (!form) return 1;
+  form->resize(860, 560);
+  auto* tabs = form->findChild<QTabWidget*>(QStringLiteral("SSTab1"));
+  save(form, "form1-print.png");
+  tabs->setCurrentIndex(1);
+  save(form, "form1-templates.png");
+  tabs->setCurrentIndex(2);
+  if (auto* list3 = form->findChild<QTreeWidget*>(QStringLiteral("List3")))
+    list3->setCurrentItem(list3->topLevelItem(7));
+  save(form, "form1-language.png");
+
+  gui::Form4 edit(QStringLiteral("S21"), QStringLiteral("Print"), lang::GetLangText(QStringLiteral("S21")), form);
+  edit.show();
+  save(&edit, "form4.png");
+  edit.hide();
+
+  QMessageBox question(QMessageBox::Question, QStringLiteral("Ordolo"), lang::GetLangText(QStringLiteral("S58")),
+                       QMessageBox::Yes | QMessageBox::No, form);
+  question.show();
+  save(&question, "question.png");
+  question.hide();
+
+  port.setParent(form);
+  port.notice(lang::GetLangText(QStringLiteral("S60")));
+  QApplication::processEvents();
+  if (auto* notice = QApplication::topLevelWidgets().isEmpty() ? nullptr
+                                                               : form->findChild<QWidget*>(QStringLiteral("notice")))
+    save(notice, "notice.png");
+  form->hide();
+  connect.OnDisconnection();
+  return 0;
+}
