@@ -17,7 +17,6 @@
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
 #include "util/Folders.h"
-#include "util/Ini.h"
 #include "util/VbFormat.h"
 
 using ordolo::lang::Msg;
@@ -104,9 +103,7 @@ int main(int argc, char** argv) {
     code = app.exec();
   } else {
     QString root = args.store;
-    if (root.isEmpty())
-      root = ordolo::util::ReadIni(QStringLiteral("Browser"), QStringLiteral("Store"), QString(),
-                                   ordolo::util::UserConfigFile());
+    if (root.isEmpty()) root = ordolo::ui::Browser::lastStore();
     browser.show();
     if (root.isEmpty() || !browser.openStore(root)) {
       const QString chosen = port.browseFolder(text(Msg::GuiChooseStore), QString());

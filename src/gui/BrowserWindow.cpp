@@ -21,11 +21,8 @@
 #include "gui/QtPort.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
-#include "store/FileStore.h"
-#include "store/OpenedFiles.h"
 #include "util/Folders.h"
 #include "util/Ini.h"
-#include "util/VbFormat.h"
 
 namespace ordolo::gui {
 
@@ -44,33 +41,6 @@ class KeyedItem : public QTableWidgetItem {
   }
 };
 
-// What the item is called in the list.
-QString Title(const model::Item& item) {
-  for (const char* name : {"Subject", "FullName", "DLName"}) {
-    const QString t = item.text(QString::fromLatin1(name));
-    if (!t.trimmed().isEmpty()) return t.simplified();
-  }
-  return {};
-}
-
-// The date that orders the items of its kind.
-QDateTime When(const model::Item& item) {
-  switch (item.Class()) {
-    case model::olAppointment: return item.date(QStringLiteral("Start"));
-    case model::olTask: {
-      const QDateTime due = item.date(QStringLiteral("DueDate"));
-      return due.isValid() && due.date().year() < 4000 ? due : item.date(QStringLiteral("StartDate"));
-    }
-    case model::olJournal: return item.date(QStringLiteral("Start"));
-    case model::olMail:
-    case model::olReport: {
-      const QDateTime received = item.date(QStringLiteral("ReceivedTime"));
-      return received.isValid() ? received : item.date(QStringLiteral("SentOn"));
-    }
-    default: return item.date(QStringLiteral("CreationTime"));
-  }
-}
-
 const QString kSection = QStringLiteral("Browser");
 
 QString setting(const QString& key) { return util::ReadIni(kSection, key, QString(), util::UserConfigFile()); }
@@ -80,7 +50,7 @@ void setSetting(const QString& key, const QString& value) {
 
 }  // namespace
 
-BrowserWindow::BrowserWindow(QtPort& port, QWidget* parent) : QMainWindow(parent), port_(port) {
+BrowserWindow::BrowserWindow(QtPort& port, QWidget* parent) : QMainWindow(parent), port_(port), browser_(port) {
   setObjectName(QStringLiteral("Browser"));
   setAcceptDrops(true);
   auto* split = new QSplitter(this);
@@ -125,15 +95,10 @@ BrowserWindow::BrowserWindow(QtPort& port, QWidget* parent) : QMainWindow(parent
   statusBar()->addWidget(storeLabel_, 1);
 
   connect(folders_, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem* item) {
-    if (!item || !store_) return;
-    const QString path = item->data(0, Qt::UserRole).toString();
-    model::FolderPtr folder = store_->folderByPath(path);
-    if (!folder || !QFileInfo::exists(store_->root() + QLatin1Char('/') + path)) {
-      port_.message(lang::text(Msg::GuiFolderGone).arg(path), ui::Buttons::Ok, ui::Icon::Warning);
-      fillFolders();
-      return;
-    }
-    showFolder(folder);
+    if (!item) return;
+    port_.setParent(this);
+    if (browser_.choose(item->data(0, Qt::UserRole).toString())) showItems();
+    else QMetaObject::invokeMethod(this, &BrowserWindow::fillFolders, Qt::QueuedConnection);
   });
   connect(items_, &QTableWidget::itemDoubleClicked, this, [this] { printSelection(); });
 
@@ -149,7 +114,8 @@ BrowserWindow::BrowserWindow(QtPort& port, QWidget* parent) : QMainWindow(parent
 BrowserWindow::~BrowserWindow() = default;
 
 void BrowserWindow::applyTexts() {
-  setWindowTitle(store_ ? QFileInfo(store_->root()).fileName() + QLatin1String(" - Ordolo") : QStringLiteral("Ordolo"));
+  setWindowTitle(browser_.isOpen() ? QFileInfo(browser_.root()).fileName() + QLatin1String(" - Ordolo")
+                                   : QStringLiteral("Ordolo"));
   folders_->setHeaderLabels({lang::text(Msg::GuiFolders), QStringLiteral("#")});
   items_->setHorizontalHeaderLabels({S("S28"), S("S46"), S("S55")});
   print_->setText(S("S21"));
@@ -159,17 +125,9 @@ void BrowserWindow::applyTexts() {
 }
 
 bool BrowserWindow::openStore(const QString& root) {
-  QString why;
-  auto opened = store::FileStore::open(root, &why);
-  if (!opened) {
-    port_.setParent(this);
-    port_.message(lang::text(Msg::ErrStore).arg(root), ui::Buttons::Ok, ui::Icon::Critical);
-    return false;
-  }
-  store_ = opened;
-  folder_.reset();
-  setSetting(QStringLiteral("Store"), store_->root());
-  storeLabel_->setText(store_->root());
+  port_.setParent(this);
+  if (!browser_.open(root)) return false;
+  storeLabel_->setText(browser_.root());
   fillFolders();
   applyTexts();
   return true;
@@ -179,21 +137,17 @@ void BrowserWindow::fillFolders() {
   const QSignalBlocker block(folders_);
   folders_->clear();
   items_->setRowCount(0);
-  shown_.clear();
-  if (!store_) return;
-  addFolders(folders_->invisibleRootItem(), store_->Folders());
-  folders_->expandAll();
-}
-
-void BrowserWindow::addFolders(QTreeWidgetItem* parent, const std::vector<model::FolderPtr>& folders) {
-  for (const model::FolderPtr& folder : folders) {
-    auto* item = new QTreeWidgetItem(parent, {folder->Name()});
-    item->setData(0, Qt::UserRole, folder->FolderPath());
-    const int count = folder->GetItems()->Count();
-    if (count > 0) item->setText(1, QString::number(count));
+  std::vector<QTreeWidgetItem*> parents;
+  for (const ui::Browser::FolderRow& row : browser_.folders()) {
+    parents.resize(size_t(row.depth));
+    QTreeWidgetItem* parent = parents.empty() ? folders_->invisibleRootItem() : parents.back();
+    auto* item = new QTreeWidgetItem(parent, {row.name});
+    item->setData(0, Qt::UserRole, row.path);
+    if (row.count > 0) item->setText(1, QString::number(row.count));
     item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
-    addFolders(item, folder->Folders());
+    parents.push_back(item);
   }
+  folders_->expandAll();
 }
 
 bool BrowserWindow::chooseFolder(const QString& path) {
@@ -202,29 +156,23 @@ bool BrowserWindow::chooseFolder(const QString& path) {
   for (QTreeWidgetItem* item : found)
     if (item->data(0, Qt::UserRole).toString() == path) {
       folders_->setCurrentItem(item);
-      return true;
+      return browser_.folder() && browser_.folder()->FolderPath() == path;
     }
   return false;
 }
 
-void BrowserWindow::showFolder(const model::FolderPtr& folder) {
-  folder_ = folder;
-  shown_ = folder->GetItems()->all();
+void BrowserWindow::showItems() {
+  const std::vector<ui::Browser::ItemRow>& rows = browser_.rows();
   items_->setSortingEnabled(false);
   items_->clearContents();
-  items_->setRowCount(int(shown_.size()));
-  for (int r = 0; r < int(shown_.size()); ++r) {
-    const model::Item& item = *shown_[size_t(r)];
-    auto* title = new QTableWidgetItem(Title(item));
+  items_->setRowCount(int(rows.size()));
+  for (int r = 0; r < int(rows.size()); ++r) {
+    const ui::Browser::ItemRow& row = rows[size_t(r)];
+    auto* title = new QTableWidgetItem(row.title);
     title->setData(Qt::UserRole, r);
     items_->setItem(r, 0, title);
-    const QDateTime when = When(item);
-    const QString shown = when.isValid() ? util::Format(when, QStringLiteral("Short Date")) + QLatin1Char(' ') +
-                                               util::Format(when, QStringLiteral("Short Time"))
-                                         : QString();
-    items_->setItem(r, 1,
-                    new KeyedItem(shown, when.isValid() ? when.toString(QStringLiteral("yyyyMMddhhmmss")) : QString()));
-    items_->setItem(r, 2, new QTableWidgetItem(item.text(QStringLiteral("Categories"))));
+    items_->setItem(r, 1, new KeyedItem(row.when, row.whenKey));
+    items_->setItem(r, 2, new QTableWidgetItem(row.categories));
   }
   items_->setSortingEnabled(true);
   items_->resizeColumnToContents(1);
@@ -235,24 +183,18 @@ void BrowserWindow::printSelection() {
   port_.setParent(this);
   std::vector<int> rows;
   for (const QModelIndex& index : items_->selectionModel()->selectedRows()) rows.push_back(index.row());
+  // The table's order (it may be sorted), each row to its item.
   std::sort(rows.begin(), rows.end());
-  std::vector<model::ItemPtr> chosen;
-  for (int row : rows) {
+  for (int& row : rows) {
     const QTableWidgetItem* cell = items_->item(row, 0);
-    const int i = cell ? cell->data(Qt::UserRole).toInt() : -1;
-    if (i >= 0 && i < int(shown_.size())) chosen.push_back(shown_[size_t(i)]);
+    row = cell ? cell->data(Qt::UserRole).toInt() : -1;
   }
-  openForm1(model::Selection(chosen), folder_, store_);
+  openForm1(browser_.choice(rows));
 }
 
 void BrowserWindow::takeFiles(const QStringList& files) {
   port_.setParent(this);
-  auto opened = std::make_shared<store::OpenedFiles>(store::OpenFiles(files));
-  for (const QString& file : opened->refused)
-    port_.message(lang::text(Msg::GuiFileKind).arg(file), ui::Buttons::Ok, ui::Icon::Warning);
-  if (opened->items.empty()) return;
-  opened_.push_back(opened);
-  openForm1(model::Selection(opened->items), opened->folder, opened->store);
+  if (const std::optional<ui::Browser::Chosen> chosen = browser_.takeFiles(files)) openForm1(*chosen);
 }
 
 Form1Window& BrowserWindow::ensureForm1() {
@@ -260,8 +202,7 @@ Form1Window& BrowserWindow::ensureForm1() {
   return *form1_;
 }
 
-void BrowserWindow::openForm1(const model::Selection& selection, const model::FolderPtr& folder,
-                              model::NamespacePtr session) {
+void BrowserWindow::openForm1(const ui::Browser::Chosen& chosen) {
   Form1Window& form = ensureForm1();
   if (form.form().busy()) {
     // A run is going: the list it prints from stays as it is.
@@ -270,7 +211,7 @@ void BrowserWindow::openForm1(const model::Selection& selection, const model::Fo
     form.activateWindow();
     return;
   }
-  if (!form.form().take(selection, folder, std::move(session))) return;
+  if (!form.form().take(chosen.selection, chosen.folder, chosen.session)) return;
   form.showItems();
   form.show();
   form.raise();
@@ -279,7 +220,7 @@ void BrowserWindow::openForm1(const model::Selection& selection, const model::Fo
 
 void BrowserWindow::chooseStore() {
   port_.setParent(this);
-  const QString root = port_.browseFolder(lang::text(Msg::GuiChooseStore), store_ ? store_->root() : QString());
+  const QString root = port_.browseFolder(lang::text(Msg::GuiChooseStore), browser_.root());
   if (!root.isEmpty()) openStore(root);
 }
 

@@ -9,17 +9,13 @@
 #include <memory>
 
 #include "model/Model.h"
+#include "ui/Browser.h"
 
 class QAction;
 class QLabel;
 class QTableWidget;
 class QTreeWidget;
 class QTreeWidgetItem;
-
-namespace ordolo::store {
-class FileStore;
-struct OpenedFiles;
-}  // namespace ordolo::store
 
 namespace ordolo::gui {
 
@@ -52,18 +48,14 @@ class BrowserWindow : public QMainWindow {
 
  private:
   void fillFolders();
-  void addFolders(QTreeWidgetItem* parent, const std::vector<model::FolderPtr>& folders);
-  void showFolder(const model::FolderPtr& folder);
+  void showItems();
   void chooseStore();
   Form1Window& ensureForm1();
-  void openForm1(const model::Selection& selection, const model::FolderPtr& folder, model::NamespacePtr session);
+  void openForm1(const ui::Browser::Chosen& chosen);
   void applyTexts();
 
   QtPort& port_;
-  std::shared_ptr<store::FileStore> store_;
-  model::FolderPtr folder_;
-  std::vector<model::ItemPtr> shown_;                        // the items of the table's rows
-  std::vector<std::shared_ptr<store::OpenedFiles>> opened_;  // files taken in stay readable
+  ui::Browser browser_;
   QTreeWidget* folders_;
   QTableWidget* items_;
   QAction* print_;

@@ -22,7 +22,7 @@ class ScriptedPort : public ui::Port {
   }
   void notice(const QString& text) override { notices << text; }
   void beep() override { ++beeps; }
-  QString browseFolder(const QString&, const QString&) override { return {}; }
+  QString browseFolder(const QString&, const QString&) override { return folderAnswer; }
   void yield() override { ++yields; }
 
   std::deque<ui::Answer> answers;
@@ -30,6 +30,7 @@ class ScriptedPort : public ui::Port {
   QStringList notices;
   int beeps = 0;
   int yields = 0;
+  QString folderAnswer;  // what a folder choice returns
 };
 
 }  // namespace ordolo::test
