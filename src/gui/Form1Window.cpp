@@ -463,6 +463,7 @@ void Form1Window::runPrint(session::RunMode mode) {
   progress_->setValue(0);
   counter_->setText(lang::text(Msg::PrintProgress).arg(0).arg(total));
   status_->clear();
+  form_.onWorking = [this](const QString& what) { status_->setText(what); };
   form_.onProgress = [this](int done, int all) {
     progress_->setValue(done);
     counter_->setText(lang::text(Msg::PrintProgress).arg(done).arg(all));
@@ -474,6 +475,7 @@ void Form1Window::runPrint(session::RunMode mode) {
   QMetaObject::invokeMethod(this, &Form1Window::updateButtons, Qt::QueuedConnection);
   const session::RunResult result = form_.print(mode);
   form_.onProgress = nullptr;
+  form_.onWorking = nullptr;
   ok_->setText(S("S21"));
   show_->setText(S("S23"));
   exit_->setText(lang::text(Msg::GuiExit));

@@ -236,6 +236,11 @@ session::RunResult Form1::print(session::RunMode mode) {
     return result;
   }
   output.save();
+  // Converting and sending take a while per batch: the window stays alive.
+  out->setProgress([this](const QString& what, int, int) {
+    if (onWorking) onWorking(what);
+    port_.yield();
+  });
 
   // Attachments go with the documents they belong to, where those go.
   std::unique_ptr<attachments::PrintSystem> attachmentSystem;

@@ -111,6 +111,8 @@ class Form1 {
   // Called as a run goes: items done, in all, and each finished document.
   std::function<void(int done, int total)> onProgress;
   std::function<void(const session::DeliveredDocument&)> onDelivered;
+  // What the output is doing meanwhile ("Converting to PDF: 3 of 25").
+  std::function<void(const QString& what)> onWorking;
   // Opens a file or address with the desktop's program (tests replace it).
   std::function<int(const QString&)> open;
 
