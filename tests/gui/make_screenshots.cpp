@@ -4,6 +4,7 @@
 //   gui_screenshots STORE OUTDIR   (run with QT_QPA_PLATFORM=offscreen)
 #include <QApplication>
 #include <QDir>
+#include <QIcon>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPixmap>
@@ -57,6 +58,13 @@ int main(int argc, char** argv) {
   connect.OnConnection({});
   lang::table().LangDef(0, util::LanguageFolder(), util::MainConfigFile());
   QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+
+  // The program's icon as the desktop draws it.
+  const QIcon icon(util::ShareFolder() + QStringLiteral("ordolo.svg"));
+  if (icon.isNull() || !icon.pixmap(64, 64).save(gOut + QStringLiteral("/icon.png")))
+    std::fprintf(stderr, "the icon cannot be drawn (is libqt5svg5 installed?)\n");
+  else
+    std::printf("%s/icon.png\n", qPrintable(gOut));
 
   gui::QtPort port;
   gui::BrowserWindow browser(port);
