@@ -247,8 +247,12 @@ session::RunResult Form1::print(session::RunMode mode) {
   std::unique_ptr<attachments::AttachmentQueue> attachmentQueue;
   if (mode == session::RunMode::Print) {
     attachmentSystem = attachments::PrintSystemFor(*out);
-    attachmentQueue = std::make_unique<attachments::AttachmentQueue>(*attachmentSystem, port_,
-                                                                     attachments::Options::load());
+    // The options as the dialog shows them, "First" included (it is written on close).
+    attachments::Options shown = attachments::Options::load();
+    shown.suppress = suppress_;
+    shown.wait = wait_;
+    shown.first = first_;
+    attachmentQueue = std::make_unique<attachments::AttachmentQueue>(*attachmentSystem, port_, shown);
     start_->setAttachmentQueue(attachmentQueue.get());
   }
 
