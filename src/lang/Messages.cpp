@@ -377,6 +377,12 @@ const MsgDef kMessages[] = {
     {Msg::GuiUsage, "GuiUsage", "Aufruf: ordolo-gui [--store ORDNER] [--debug] [DATEI...]\n\nZeigt die Ordner eines Speichers; die Schaltfläche Drucken füllt mit den gewählten Einträgen eine Vorlage.\nDATEI: .ics-, .vcf- oder .eml-Dateien, deren Einträge direkt in die Druckliste kommen.\n\n  --store ORDNER  der Speicher (sonst der zuletzt benutzte)\n  --debug         schreibt debug.log\n  --help          diese Hilfe\n  --version       die Version",
      "Usage : ordolo-gui [--store DOSSIER] [--debug] [FICHIER...]\n\nMontre les dossiers d'un magasin ; le bouton Imprimer remplit un modèle avec les éléments choisis.\nFICHIER : des fichiers .ics, .vcf ou .eml dont les éléments vont directement dans la liste d'impression.\n\n  --store DOSSIER le magasin (sinon le dernier utilisé)\n  --debug         écrit debug.log\n  --help          cette aide\n  --version       la version",
      "Usage: ordolo-gui [--store FOLDER] [--debug] [FILE...]\n\nShows the folders of a store; the Print button fills a template with the chosen items.\nFILE: .ics, .vcf or .eml files whose items go straight to the print list.\n\n  --store FOLDER  the store (else the one used last)\n  --debug         write debug.log\n  --help          this help\n  --version       the version"},
+    {Msg::MonSqliteOpen, "MonSqliteOpen", "SQLite kann %1 nicht öffnen: %2",
+     "SQLite ne peut pas ouvrir %1 : %2",
+     "SQLite cannot open %1: %2"},
+    {Msg::MonCannotRun, "MonCannotRun", "Monitor can not run - ask for support...",
+     "Monitor can not run - ask for support...",
+     "Monitor can not run - ask for support..."},
 };
 // clang-format on
 

@@ -162,6 +162,8 @@ enum class Msg {
   GuiKey,
   GuiTextColumn,
   GuiUsage,
+  MonSqliteOpen,  // %1 the file, %2 SQLite's reason
+  MonCannotRun,
 };
 // clang-format on
 
