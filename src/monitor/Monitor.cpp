@@ -1,0 +1,178 @@
+#include "monitor/Monitor.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
+#include <QTimer>
+
+#include "monitor/clsDeleted.h"
+#include "ui/Port.h"
+#include "util/DebugLog.h"
+#include "util/Folders.h"
+#include "util/Ini.h"
+#include "util/Funktionen.h"
+
+namespace ordolo::monitor {
+
+namespace {
+
+const QString kSection = QStringLiteral("Monitor");
+
+QString Option(const char* key) {
+  return util::ReadIni(kSection, QString::fromLatin1(key), QStringLiteral("0"), util::UserConfigFile());
+}
+
+// How long the folder must be quiet after a change before it is checked:
+// a file copied in is complete by then.
+constexpr int kSettleMs = 300;
+
+}  // namespace
+
+MonitorOptions MonitorOptions::load() {
+  MonitorOptions o;
+  o.printAll = Option("PrintAll") == QLatin1String("1");
+  o.printMin = Option("PrintMin") == QLatin1String("1");
+  return o;
+}
+
+void MonitorOptions::save() const {
+  util::WriteIni(kSection, QStringLiteral("PrintAll"), printAll ? QStringLiteral("1") : QStringLiteral("0"),
+                 util::UserConfigFile());
+  util::WriteIni(kSection, QStringLiteral("PrintMin"), printMin ? QStringLiteral("1") : QStringLiteral("0"),
+                 util::UserConfigFile());
+}
+
+Monitor::Monitor(ui::Port& port, model::FolderPtr folder, QString folderPath)
+    : port_(port), folder_(std::move(folder)), folderPath_(std::move(folderPath)) {}
+
+Monitor::~Monitor() { stop(); }
+
+void Monitor::setState(State state) {
+  state_ = state;
+  if (stateChanged) stateChanged(state);
+}
+
+std::vector<model::ItemPtr> Monitor::candidates(const QDateTime& since) const {
+  model::ItemsPtr items = folder_->GetItems();
+  if (options_.printAll) return items->all();
+  // Changed since, and for mail also received since.
+  const QString at = util::FormatDateShortTime12(since);
+  QString filter = QStringLiteral("[LastModificationTime]>='%1'").arg(at);
+  if (folder_->DefaultItemClass() == model::olMail) filter += QStringLiteral(" or [ReceivedTime]>='%1'").arg(at);
+  QString why;
+  model::ItemsPtr found = items->Restrict(filter, &why);
+  if (!found) {
+    util::DebugLog::write(QStringLiteral("Monitor: %1: %2").arg(filter, why));
+    return {};
+  }
+  return found->all();
+}
+
+bool Monitor::start(const MonitorOptions& options) {
+  stop();
+  options_ = options;
+  options_.save();
+  util::DebugLog::write(QStringLiteral("MONITOR ==> ") + folder_->Name());
+  setState(State::Building);
+
+  // A fresh store: what is in the folder now is never printed.
+  const QString name = folder_->EntryID();
+  QFile::remove(clsDeleted::FileFor(name));
+  auto store = std::make_unique<clsDeleted>(&port_);
+  if (!store->Init(name)) {
+    setState(State::Stopped);
+    return false;
+  }
+  store_ = std::move(store);
+  handled_ = 0;
+  lastCheck_ = QDateTime::currentDateTime().addDays(-1);
+  store_->begin();
+  int n = 0;
+  for (const model::ItemPtr& item : candidates(lastCheck_)) {
+    store_->Add(item->EntryID());
+    ++handled_;
+    if (++n % 100 == 0) port_.yield();
+  }
+  store_->commit();
+  if (handledChanged) handledChanged(handled_);
+
+  ticks_ = 0;
+  if (options_.printMin) {
+    timer_ = std::make_unique<QTimer>();
+    QObject::connect(timer_.get(), &QTimer::timeout, [this] { check(true); });
+    timer_->start(options_.tickMs);
+  } else {
+    watch();
+  }
+  setState(State::Idle);
+  return true;
+}
+
+void Monitor::watch() {
+  watcher_ = std::make_unique<QFileSystemWatcher>();
+  settle_ = std::make_unique<QTimer>();
+  settle_->setSingleShot(true);
+  settle_->setInterval(kSettleMs);
+  QObject::connect(settle_.get(), &QTimer::timeout, [this] { check(false); });
+  // A Maildir's messages appear in new/ (moved there from tmp/ once written)
+  // and move on to cur/; other folders change in their own directory or file.
+  QStringList paths{folderPath_};
+  for (const char* sub : {"new", "cur"})
+    if (QFileInfo(folderPath_ + QLatin1Char('/') + QLatin1String(sub)).isDir())
+      paths << folderPath_ + QLatin1Char('/') + QLatin1String(sub);
+  watcher_->addPaths(paths);
+  auto changed = [this](const QString&) { settle_->start(); };
+  QObject::connect(watcher_.get(), &QFileSystemWatcher::directoryChanged, changed);
+  QObject::connect(watcher_.get(), &QFileSystemWatcher::fileChanged, [this, changed](const QString& path) {
+    // A file replaced by a rename is watched again.
+    if (QFileInfo::exists(path) && !watcher_->files().contains(path)) watcher_->addPath(path);
+    changed(path);
+  });
+}
+
+void Monitor::stop() {
+  timer_.reset();
+  settle_.reset();
+  watcher_.reset();
+  store_.reset();
+  busy_ = false;
+  if (state_ != State::Stopped) setState(State::Stopped);
+}
+
+void Monitor::check(bool fromTimer) {
+  if (fromTimer && ticks_ < 4) {
+    ++ticks_;
+    return;
+  }
+  ticks_ = 0;
+  if (!store_ || busy_) return;
+  busy_ = true;
+  setState(State::Busy);
+  const QDateTime now = QDateTime::currentDateTime();
+  std::vector<model::ItemPtr> fresh;
+  int n = 0;
+  for (const model::ItemPtr& item : candidates(lastCheck_)) {
+    if (!store_->Find(item->EntryID())) fresh.push_back(item);
+    if (++n % 100 == 0) port_.yield();
+    if (!store_) break;  // stopped meanwhile
+  }
+  bool printed = true;
+  if (store_ && !fresh.empty()) {
+    printed = print && print(fresh);
+    if (printed && store_) {
+      // Recorded only now that the print went out, all of them at once.
+      store_->setTimeStamp(now.toString(QStringLiteral("yyyyMMddhhmmss")));
+      store_->begin();
+      for (const model::ItemPtr& item : fresh) store_->Add(item->EntryID());
+      store_->commit();
+      handled_ += int(fresh.size());
+      if (handledChanged) handledChanged(handled_);
+    }
+  }
+  // After a failed print the same window is looked at again next time.
+  if (printed) lastCheck_ = now;
+  busy_ = false;
+  if (store_) setState(State::Idle);
+}
+
+}  // namespace ordolo::monitor
