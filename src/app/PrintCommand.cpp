@@ -1,7 +1,11 @@
 #include "app/PrintCommand.h"
 
 #include <QDir>
+#include <QCoreApplication>
+#include <QDateTime>
 #include <QFileInfo>
+#include <QSet>
+#include <QTimer>
 
 #include <csignal>
 #include <cstdio>
@@ -10,6 +14,7 @@
 #include "app/TerminalPort.h"
 #include "attachments/AttachmentQueue.h"
 #include "attachments/PrintSystems.h"
+#include "monitor/Monitor.h"
 #include "lang/Messages.h"
 #include "office/convert/Converter.h"
 #include "print/Cups.h"
@@ -150,6 +155,47 @@ class TerminalObserver : public session::RunObserver {
 
   bool terminal_, progress_;
 };
+
+// The monitor runs until a signal; the first one also stops a print run
+// that is going, after its current document.
+volatile sig_atomic_t g_monitorStop = 0;
+
+extern "C" void onMonitorSignal(int) {
+  if (g_monitorStop) {
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    std::raise(SIGTERM);
+    return;
+  }
+  g_monitorStop = 1;
+  if (g_run) g_run->requestStop();
+  const ssize_t written = ::write(STDERR_FILENO, g_stopping.constData(), size_t(g_stopping.size()));
+  (void)written;
+}
+
+// The template a command names, or the kind's stored or first one; empty
+// (the user told why) when there is none.
+QString TemplateFor(const PrintOptions& o, int kind) {
+  const QString letter = session::KindLetter(kind);
+  QString path;
+  if (!o.templateName.isEmpty()) {
+    const QFileInfo named(o.templateName);
+    path = named.exists() || o.templateName.contains(QLatin1Char('/')) ? named.absoluteFilePath()
+                                                                       : session::TemplateFolder() + o.templateName;
+  } else {
+    const QString name = session::ChooseTemplate(letter);
+    if (name.isEmpty()) {
+      err(text(Msg::ErrNoTemplate).arg(letter, session::TemplateFolder()));
+      return {};
+    }
+    path = session::TemplateFolder() + name;
+  }
+  if (!QFileInfo(path).isFile()) {
+    err(text(Msg::ErrTemplateMissing).arg(path));
+    return {};
+  }
+  return path;
+}
 
 }  // namespace
 
@@ -305,6 +351,106 @@ int templatesCommand(const QString& kindLetter) {
   for (const QString& letter : letters)
     for (const QString& name : session::ListTemplates(letter, folder))
       out(kindLetter.isEmpty() ? letter + QLatin1Char('\t') + name : name);
+  return 0;
+}
+
+}  // namespace ordolo::app
+
+namespace ordolo::app {
+
+int monitorCommand(const MonitorCommandOptions& m) {
+  const PrintOptions& o = m.print;
+  if (o.store.folder.isEmpty()) {
+    err(text(Msg::ErrMissingArgument).arg(QStringLiteral("monitor --folder")));
+    return 2;
+  }
+  auto store = openStore(o.store);
+  if (!store) return 1;
+  const model::FolderPtr folder = store->folderByPath(o.store.folder);
+  if (!folder) {
+    err(text(Msg::ErrNoFolder).arg(o.store.folder));
+    return 1;
+  }
+  const QString templatePath = TemplateFor(o, folder->DefaultItemClass());
+  if (templatePath.isEmpty()) return 1;
+  TerminalPort port(true);
+  std::unique_ptr<print::Output> output = chooseOutput(o, port);
+  if (!output) return 2;
+  QString why;
+  if (!output->prepare(&why)) {
+    err(why);
+    return 1;
+  }
+
+  office::convert::Converter converter;
+  monitor::Monitor watcher(port, folder, store->root() + QLatin1Char('/') + folder->FolderPath());
+  watcher.print = [&](const std::vector<model::ItemPtr>& items) {
+    session::Start start(port);
+    // Items the intake does not list (another kind) count as handled.
+    if (!start.StartPrint(model::Selection(items), folder, store->CurrentUser()) || !start.canPrint())
+      return int(items.size());
+    session::RunOptions run;
+    run.templatePath = templatePath;
+    run.kind = start.kind();
+    run.session = store.get();
+    run.header.User = store->CurrentUser();
+    run.header.Folder = folder->Name();
+    // Each check's documents have names of their own: none replaces an
+    // earlier one in an output folder.
+    run.documentName = QFileInfo(templatePath).completeBaseName() + QLatin1Char('-') +
+                       QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss"));
+    session::PrintRun printRun(port, *output, &converter);
+    g_run = &printRun;
+    const session::RunResult result = printRun.run(start.items(), start.rows(), run);
+    g_run = nullptr;
+    for (const QString& e : result.errors) err(e);
+    // Items filled before a stop were delivered; after an error nothing is
+    // taken as printed, so that it is tried again.
+    const int done = result.errors.isEmpty() ? result.items : 0;
+    // One line per item printed: when, its id, its subject.
+    const QString now = QDateTime::currentDateTime().toString(Qt::ISODate);
+    for (int i = 0; i < done; ++i)
+      out(now + QLatin1Char('\t') + start.items()[size_t(i)]->EntryID() + QLatin1Char('\t') +
+          start.items()[size_t(i)]->text(QStringLiteral("Subject")));
+    std::fflush(stdout);
+    // How many of the items, from the first on, are done with: printed, or
+    // of another kind than the intake lists.
+    QSet<QString> listed, printed;
+    for (size_t i = 0; i < start.items().size(); ++i) {
+      listed.insert(start.items()[i]->EntryID());
+      if (int(i) < done) printed.insert(start.items()[i]->EntryID());
+    }
+    int handled = 0;
+    while (handled < int(items.size()) &&
+           (!listed.contains(items[size_t(handled)]->EntryID()) || printed.contains(items[size_t(handled)]->EntryID())))
+      ++handled;
+    return handled;
+  };
+
+  g_stopping = (QLatin1Char('\n') + text(Msg::Stopping) + QLatin1Char('\n')).toUtf8();
+  g_monitorStop = 0;
+  struct sigaction action = {}, oldInt = {}, oldTerm = {};
+  action.sa_handler = onMonitorSignal;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, &oldInt);
+  sigaction(SIGTERM, &action, &oldTerm);
+
+  monitor::MonitorOptions options;
+  options.printAll = m.printAll;
+  options.printMin = m.everyMinutes;
+  options.resume = m.resume;
+  if (!watcher.start(options)) return 1;
+  err(text(Msg::MonWatching).arg(folder->Name(), store->root()).arg(watcher.handled()));
+  QTimer poll;
+  QObject::connect(&poll, &QTimer::timeout, [&] {
+    if (!g_monitorStop) return;
+    watcher.stop();
+    QCoreApplication::quit();
+  });
+  poll.start(100);
+  QCoreApplication::exec();
+  sigaction(SIGINT, &oldInt, nullptr);
+  sigaction(SIGTERM, &oldTerm, nullptr);
   return 0;
 }
 

@@ -18,6 +18,15 @@ struct PrintOptions {
 };
 
 int printCommand(const PrintOptions& options);
+
+struct MonitorCommandOptions {
+  PrintOptions print;         // the store, folder, template and output
+  bool printAll = false;      // --print-all
+  bool everyMinutes = false;  // --every-minutes: check every five minutes, not on each change
+  bool resume = false;        // --resume: keep what an earlier run recorded
+};
+// Watches a folder and prints what arrives until SIGINT or SIGTERM.
+int monitorCommand(const MonitorCommandOptions& options);
 // Lists the template folder's templates of a kind (all kinds without one).
 int templatesCommand(const QString& kindLetter);
 

@@ -39,6 +39,7 @@ QString helpText() {
   h += line(QStringLiteral("list --folder PATH"), text(Msg::CliCmdList));
   h += line(QStringLiteral("print --folder PATH"), text(Msg::CliCmdPrint));
   h += line(QStringLiteral("templates [--kind L]"), text(Msg::CliCmdTemplates));
+  h += line(QStringLiteral("monitor --folder PATH"), text(Msg::CliCmdMonitor));
   h += "\n" + text(Msg::CliOptions) + "\n";
   h += line(QStringLiteral("-h, --help"), text(Msg::CliCmdHelp));
   h += line(QStringLiteral("--version"), text(Msg::CliCmdVersion));
@@ -58,6 +59,9 @@ QString helpText() {
   h += line(QStringLiteral("--pdf DIR"), text(Msg::CliOptPdf));
   h += line(QStringLiteral("--save DIR"), text(Msg::CliOptSave));
   h += line(QStringLiteral("--show"), text(Msg::CliOptShow));
+  h += line(QStringLiteral("--print-all"), text(Msg::CliOptPrintAll));
+  h += line(QStringLiteral("--every-minutes"), text(Msg::CliOptEveryMinutes));
+  h += line(QStringLiteral("--resume"), text(Msg::CliOptResume));
   h += line(QStringLiteral("--attachments"), text(Msg::CliOptAttachments));
   h += line(QStringLiteral("--yes"), text(Msg::CliOptYes));
   h += line(QStringLiteral("--kind LETTER"), text(Msg::CliOptKind));
@@ -171,8 +175,12 @@ int main(int argc, char** argv) {
   const QCommandLineOption yes(QStringLiteral("yes"), text(Msg::CliOptYes));
   const QCommandLineOption withAttachments(QStringLiteral("attachments"), text(Msg::CliOptAttachments));
   const QCommandLineOption kind(QStringLiteral("kind"), text(Msg::CliOptKind), QStringLiteral("LETTER"));
-  parser.addOptions({help, version,  debug,  locale,  store, folder, from, to,  columns, templ,          itemIds,
-                     sort, startRow, copies, printer, pdf,   save,   show, yes, kind,    withAttachments});
+  const QCommandLineOption printAll(QStringLiteral("print-all"), text(Msg::CliOptPrintAll));
+  const QCommandLineOption everyMinutes(QStringLiteral("every-minutes"), text(Msg::CliOptEveryMinutes));
+  const QCommandLineOption resume(QStringLiteral("resume"), text(Msg::CliOptResume));
+  parser.addOptions({help,    version, debug,   locale, store,           folder,   from,         to,
+                     columns, templ,   itemIds, sort,   startRow,        copies,   printer,      pdf,
+                     save,    show,    yes,     kind,   withAttachments, printAll, everyMinutes, resume});
   parser.addPositionalArgument(QStringLiteral("command"), QString());
   if (!parser.parse(arguments)) {
     const QStringList unknown = parser.unknownOptionNames();
@@ -201,7 +209,8 @@ int main(int argc, char** argv) {
   if (args[0] == QLatin1String("folders")) return ordolo::app::foldersCommand(storeOptions);
   if (args[0] == QLatin1String("list")) return ordolo::app::listCommand(storeOptions);
   if (args[0] == QLatin1String("templates")) return ordolo::app::templatesCommand(parser.value(kind));
-  if (args[0] == QLatin1String("print")) {
+  const bool monitor = args[0] == QLatin1String("monitor");
+  if (args[0] == QLatin1String("print") || monitor) {
     ordolo::app::PrintOptions p;
     p.store = storeOptions;
     p.templateName = parser.value(templ);
@@ -216,7 +225,13 @@ int main(int argc, char** argv) {
     p.show = parser.isSet(show);
     p.yes = parser.isSet(yes);
     p.attachments = parser.isSet(withAttachments);
-    return ordolo::app::printCommand(p);
+    if (!monitor) return ordolo::app::printCommand(p);
+    ordolo::app::MonitorCommandOptions m;
+    m.print = p;
+    m.printAll = parser.isSet(printAll);
+    m.everyMinutes = parser.isSet(everyMinutes);
+    m.resume = parser.isSet(resume);
+    return ordolo::app::monitorCommand(m);
   }
   err(text(Msg::ErrUnknownCommand).arg(args[0]));
   return kUsage;

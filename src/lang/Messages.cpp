@@ -383,6 +383,21 @@ const MsgDef kMessages[] = {
     {Msg::MonCannotRun, "MonCannotRun", "Monitor can not run - ask for support...",
      "Monitor can not run - ask for support...",
      "Monitor can not run - ask for support..."},
+    {Msg::MonWatching, "MonWatching", "Überwache %1 in %2 (%3 Einträge erfasst); Ctrl-C beendet.",
+     "Surveillance de %1 dans %2 (%3 éléments enregistrés) ; Ctrl-C termine.",
+     "Watching %1 in %2 (%3 items recorded); Ctrl-C ends."},
+    {Msg::CliCmdMonitor, "CliCmdMonitor", "druckt jeden neuen Eintrag eines Ordners einmal, bis Ctrl-C",
+     "imprime une fois chaque nouvel élément d'un dossier, jusqu'à Ctrl-C",
+     "print every new item of a folder once, until Ctrl-C"},
+    {Msg::CliOptPrintAll, "CliOptPrintAll", "monitor: bei jeder Prüfung alle Einträge vergleichen",
+     "monitor : comparer tous les éléments à chaque contrôle",
+     "monitor: compare every item at each check"},
+    {Msg::CliOptEveryMinutes, "CliOptEveryMinutes", "monitor: alle 5 Minuten prüfen statt bei jeder Änderung",
+     "monitor : contrôler toutes les 5 minutes au lieu de chaque changement",
+     "monitor: check every 5 minutes instead of on each change"},
+    {Msg::CliOptResume, "CliOptResume", "monitor: Erfasstes behalten; was inzwischen kam, wird gedruckt",
+     "monitor : garder les éléments enregistrés ; ce qui est arrivé entre-temps est imprimé",
+     "monitor: keep what was recorded; what came meanwhile is printed"},
 };
 // clang-format on
 

@@ -164,6 +164,11 @@ enum class Msg {
   GuiUsage,
   MonSqliteOpen,  // %1 the file, %2 SQLite's reason
   MonCannotRun,
+  MonWatching,  // %1 the folder, %2 the store, %3 items recorded
+  CliCmdMonitor,
+  CliOptPrintAll,
+  CliOptEveryMinutes,
+  CliOptResume,
 };
 // clang-format on
 

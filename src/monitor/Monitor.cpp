@@ -5,6 +5,8 @@
 #include <QFileSystemWatcher>
 #include <QTimer>
 
+#include <algorithm>
+
 #include "monitor/clsDeleted.h"
 #include "ui/Port.h"
 #include "util/DebugLog.h"
@@ -75,9 +77,11 @@ bool Monitor::start(const MonitorOptions& options) {
   util::DebugLog::write(QStringLiteral("MONITOR ==> ") + folder_->Name());
   setState(State::Building);
 
-  // A fresh store: what is in the folder now is never printed.
+  // A fresh store (what is in the folder now is never printed), or the
+  // store of the last run when resuming.
   const QString name = folder_->EntryID();
-  QFile::remove(clsDeleted::FileFor(name));
+  const bool resuming = options_.resume && QFileInfo::exists(clsDeleted::FileFor(name));
+  if (!resuming) QFile::remove(clsDeleted::FileFor(name));
   auto store = std::make_unique<clsDeleted>(&port_);
   if (!store->Init(name)) {
     setState(State::Stopped);
@@ -86,14 +90,17 @@ bool Monitor::start(const MonitorOptions& options) {
   store_ = std::move(store);
   handled_ = 0;
   lastCheck_ = QDateTime::currentDateTime().addDays(-1);
-  store_->begin();
-  int n = 0;
-  for (const model::ItemPtr& item : candidates(lastCheck_)) {
-    store_->Add(item->EntryID());
-    ++handled_;
-    if (++n % 100 == 0) port_.yield();
+  compareAll_ = resuming;
+  if (!resuming) {
+    store_->begin();
+    int n = 0;
+    for (const model::ItemPtr& item : candidates(lastCheck_)) {
+      store_->Add(item->EntryID());
+      ++handled_;
+      if (++n % 100 == 0) port_.yield();
+    }
+    store_->commit();
   }
-  store_->commit();
   if (handledChanged) handledChanged(handled_);
 
   ticks_ = 0;
@@ -105,6 +112,9 @@ bool Monitor::start(const MonitorOptions& options) {
     watch();
   }
   setState(State::Idle);
+  // What came while no monitor ran goes out now.
+  running_ = std::make_unique<QObject>();
+  if (resuming) QTimer::singleShot(0, running_.get(), [this] { check(false); });
   return true;
 }
 
@@ -131,6 +141,7 @@ void Monitor::watch() {
 }
 
 void Monitor::stop() {
+  running_.reset();
   timer_.reset();
   settle_.reset();
   watcher_.reset();
@@ -151,26 +162,31 @@ void Monitor::check(bool fromTimer) {
   const QDateTime now = QDateTime::currentDateTime();
   std::vector<model::ItemPtr> fresh;
   int n = 0;
-  for (const model::ItemPtr& item : candidates(lastCheck_)) {
+  const std::vector<model::ItemPtr> looked = compareAll_ ? folder_->GetItems()->all() : candidates(lastCheck_);
+  for (const model::ItemPtr& item : looked) {
     if (!store_->Find(item->EntryID())) fresh.push_back(item);
     if (++n % 100 == 0) port_.yield();
     if (!store_) break;  // stopped meanwhile
   }
   bool printed = true;
   if (store_ && !fresh.empty()) {
-    printed = print && print(fresh);
-    if (printed && store_) {
-      // Recorded only now that the print went out, all of them at once.
+    const int done = print ? std::clamp(print(fresh), 0, int(fresh.size())) : 0;
+    printed = done == int(fresh.size());
+    if (done > 0 && store_) {
+      // Recorded only now that their print went out, together.
       store_->setTimeStamp(now.toString(QStringLiteral("yyyyMMddhhmmss")));
       store_->begin();
-      for (const model::ItemPtr& item : fresh) store_->Add(item->EntryID());
+      for (int i = 0; i < done; ++i) store_->Add(fresh[size_t(i)]->EntryID());
       store_->commit();
-      handled_ += int(fresh.size());
+      handled_ += done;
       if (handledChanged) handledChanged(handled_);
     }
   }
   // After a failed print the same window is looked at again next time.
-  if (printed) lastCheck_ = now;
+  if (printed) {
+    lastCheck_ = now;
+    compareAll_ = false;
+  }
   busy_ = false;
   if (store_) setState(State::Idle);
 }

@@ -21,6 +21,7 @@
 #include "model/Model.h"
 
 class QFileSystemWatcher;
+class QObject;
 class QTimer;
 
 namespace ordolo::ui {
@@ -35,6 +36,9 @@ struct MonitorOptions {
   bool printAll = false;  // "PrintAll": compare every item of the folder, not only new ones
   bool printMin = false;  // "PrintMin": check every fifth tick instead of on every change
   int tickMs = 60000;     // one tick; five make the "5 minutes" of the dialog
+  // Keeps the store of an earlier run: what arrived while no monitor ran is
+  // printed by the first check, which compares every item of the folder.
+  bool resume = false;
 
   // Section "Monitor" of the user's options.
   static MonitorOptions load();
@@ -60,9 +64,10 @@ class Monitor {
   // Items handled: recorded at start plus found new since ("ZAE").
   int handled() const { return handled_; }
 
-  // Prints the new items, in the folder's order; true when the print went
-  // out (then they are recorded as printed).
-  std::function<bool(const std::vector<model::ItemPtr>&)> print;
+  // Prints the new items, in the folder's order; how many of them, from the
+  // first on, went out (those are recorded as printed; the others are
+  // looked at again by the next check).
+  std::function<int(const std::vector<model::ItemPtr>&)> print;
   std::function<void(State)> stateChanged;
   std::function<void(int handled)> handledChanged;
 
@@ -79,9 +84,11 @@ class Monitor {
   std::unique_ptr<QTimer> timer_;
   std::unique_ptr<QTimer> settle_;  // a change is checked once writing has settled
   std::unique_ptr<QFileSystemWatcher> watcher_;
+  std::unique_ptr<QObject> running_;  // lives while the monitor runs: queued work dies with it
   QDateTime lastCheck_;
   int ticks_ = 0;
   bool busy_ = false;
+  bool compareAll_ = false;  // the next check compares every item (after a resume)
   int handled_ = 0;
   State state_ = State::Stopped;
 };

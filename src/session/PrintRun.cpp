@@ -84,9 +84,9 @@ class PrintRun::Driver : public layouts::Host, public renderers::Reporter {
       printAttachments();
     }
     ++run_.docNumber_;
-    const QString name = QStringLiteral("%1-%2")
-                             .arg(QFileInfo(run_.options_.templatePath).completeBaseName())
-                             .arg(run_.docNumber_, 3, 10, QLatin1Char('0'));
+    const QString base = run_.options_.documentName.isEmpty() ? QFileInfo(run_.options_.templatePath).completeBaseName()
+                                                              : run_.options_.documentName;
+    const QString name = QStringLiteral("%1-%2").arg(base).arg(run_.docNumber_, 3, 10, QLatin1Char('0'));
     documents_[name] = {run_.docNumber_, n_ + 1};
     run_.output_.add({file, name, true});
     ++result_.documents;

@@ -59,6 +59,8 @@ struct RunOptions {
   // Prints the items' attachments with their documents (print mode only);
   // null: no attachments are printed.
   attachments::AttachmentQueue* attachments = nullptr;
+  // What the documents are called ("<name>-001"); empty: the template's name.
+  QString documentName;
 };
 
 struct RunResult {

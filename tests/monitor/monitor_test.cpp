@@ -69,7 +69,7 @@ class Monitoring : public ::testing::Test {
       QStringList subjects;
       for (const auto& item : items) subjects << item->text("Subject");
       printed << subjects;
-      return printWorks;
+      return printWorks ? int(items.size()) : 0;
     };
     return m;
   }

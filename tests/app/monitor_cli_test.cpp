@@ -1,0 +1,112 @@
+// `ordolo monitor` as a service runs it: a child process watching a copy of
+// the sample inbox, mails delivered into new/ while it runs, SIGTERM, and
+// --resume printing what came while it was down.
+#include <gtest/gtest.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <csignal>
+#include <functional>
+
+#include "app/RunOrdolo.h"
+
+namespace {
+
+const QString kStore = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
+
+bool WaitFor(const std::function<bool()>& done, int ms = 30000) {
+  for (int waited = 0; waited < ms; waited += 50) {
+    if (done()) return true;
+    QThread::msleep(50);
+  }
+  return done();
+}
+
+class MonitorCli : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(ordolo::test::RunOrdolo(home.path(), {"lang", "load", "english"}, "en_US.UTF-8").code, 0);
+    for (const char* sub : {"Inbox/cur", "Inbox/new", "Inbox/tmp"}) QDir().mkpath(root.filePath(sub));
+    mails = QDir(kStore + "/Inbox/cur").entryList(QDir::Files, QDir::Name);
+    ASSERT_GE(mails.size(), 5);
+    QFile::copy(kStore + "/Inbox/cur/" + mails[0], root.filePath("Inbox/cur/" + mails[0]));
+  }
+
+  // Starts the monitor; returns once it watches.
+  void start(QProcess& p, bool resume) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("ORDOLO_HOME", home.path());
+    env.insert("LANG", "en_US.UTF-8");
+    env.insert("TZ", "Europe/Berlin");
+    p.setProcessEnvironment(env);
+    QStringList args{"monitor",    "--store",    root.path(), "--folder", "Inbox",
+                     "--template", "MMemo.dotx", "--pdf",     out.path()};
+    if (resume) args << "--resume";
+    p.start(QStringLiteral(ORDOLO_BINARY), args);
+    ASSERT_TRUE(p.waitForStarted());
+    QByteArray said;
+    while (!said.contains("Watching") && p.state() == QProcess::Running) {
+      p.waitForReadyRead(1000);
+      said += p.readAllStandardError();
+    }
+    ASSERT_TRUE(said.contains("Watching Inbox")) << said.toStdString();
+  }
+  void stop(QProcess& p) {
+    ::kill(pid_t(p.processId()), SIGTERM);
+    ASSERT_TRUE(p.waitForFinished(30000));
+    EXPECT_EQ(p.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+  }
+  // A mail as a mail program delivers it: written in tmp/, moved to new/.
+  void deliver(int i) {
+    const QString tmp = root.filePath("Inbox/tmp/" + mails[i]);
+    ASSERT_TRUE(QFile::copy(kStore + "/Inbox/cur/" + mails[i], tmp));
+    {
+      QFile f(tmp);
+      ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+      f.setFileTime(QDateTime::currentDateTime(), QFileDevice::FileModificationTime);
+    }
+    ASSERT_TRUE(QFile::rename(tmp, root.filePath("Inbox/new/" + mails[i])));
+  }
+  int pdfs() const { return QDir(out.path()).entryList({"*.pdf"}, QDir::Files).size(); }
+
+  QTemporaryDir home, root, out;
+  QStringList mails;
+};
+
+TEST_F(MonitorCli, PrintsEachDeliveredMailOnceAndResumesWithWhatCameMeanwhile) {
+  QProcess first;
+  start(first, false);
+  EXPECT_EQ(pdfs(), 0);  // the mail already there is recorded, not printed
+  deliver(1);
+  ASSERT_TRUE(WaitFor([&] { return pdfs() == 1; }));
+  deliver(2);
+  ASSERT_TRUE(WaitFor([&] { return pdfs() == 2; }));
+  stop(first);
+  const QString log = QString::fromUtf8(first.readAllStandardOutput());
+  EXPECT_EQ(log.count('\n'), 2) << log.toStdString();
+
+  // Delivered while no monitor runs: --resume prints it at once, and only it.
+  deliver(3);
+  QProcess second;
+  start(second, true);
+  ASSERT_TRUE(WaitFor([&] { return pdfs() == 3; }));
+  QThread::msleep(1500);
+  EXPECT_EQ(pdfs(), 3);
+  stop(second);
+
+  // Without --resume, what is there at start is taken as seen.
+  deliver(4);
+  QProcess third;
+  start(third, false);
+  QThread::msleep(1500);
+  stop(third);
+  EXPECT_EQ(pdfs(), 3);
+}
+
+}  // namespace
