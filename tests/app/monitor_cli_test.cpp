@@ -110,3 +110,26 @@ TEST_F(MonitorCli, PrintsEachDeliveredMailOnceAndResumesWithWhatCameMeanwhile) {
 }
 
 }  // namespace
+
+namespace {
+
+// The user service runs the command the tests run; systemd accepts it.
+TEST(MonitorService, TheUserUnitPassesSystemdsCheck) {
+  QTemporaryDir runtime, units;
+  const QString unit = units.filePath("ordolo-monitor@inbox.service");
+  ASSERT_TRUE(QFile::copy(QStringLiteral(ORDOLO_BUILD_DIR "/systemd/ordolo-monitor@.service"), unit));
+  QProcess verify;
+  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+  env.insert("XDG_RUNTIME_DIR", runtime.path());
+  verify.setProcessEnvironment(env);
+  verify.start("systemd-analyze", {"verify", "--user", unit});
+  ASSERT_TRUE(verify.waitForFinished(60000)) << "systemd-analyze did not end";
+  const QString said = QString::fromUtf8(verify.readAllStandardOutput() + verify.readAllStandardError());
+  EXPECT_EQ(verify.exitCode(), 0) << said.toStdString();
+  EXPECT_TRUE(said.trimmed().isEmpty()) << said.toStdString();
+  QFile f(unit);
+  ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(f.readAll().contains(ORDOLO_BINARY " monitor --resume --store ${STORE} --folder ${FOLDER}"));
+}
+
+}  // namespace
