@@ -2,6 +2,8 @@
 
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QCoreApplication>
+#include <QEventLoop>
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFormLayout>
@@ -19,6 +21,7 @@
 #include <QVBoxLayout>
 
 #include "gui/Form4.h"
+#include "gui/MonitorDialog.h"
 #include "gui/QtPort.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
@@ -180,6 +183,12 @@ void Form1Window::buildPrintTab() {
   show_->setObjectName(QStringLiteral("ZEIGE"));
   exit_ = new QPushButton(page);
   exit_->setObjectName(QStringLiteral("EXIT"));
+  monitor_ = new QPushButton(page);
+  monitor_->setObjectName(QStringLiteral("Monitor"));
+  handled_ = new QLabel(page);
+  handled_->setObjectName(QStringLiteral("ZAE"));
+  buttons->addWidget(monitor_);
+  buttons->addWidget(handled_);
   buttons->addStretch(1);
   buttons->addWidget(ok_);
   buttons->addWidget(show_);
@@ -188,6 +197,13 @@ void Form1Window::buildPrintTab() {
   connect(ok_, &QPushButton::clicked, this, [this] { runPrint(session::RunMode::Print); });
   connect(show_, &QPushButton::clicked, this, [this] { runPrint(session::RunMode::Show); });
   connect(exit_, &QPushButton::clicked, this, &Form1Window::exitPressed);
+  connect(monitor_, &QPushButton::clicked, this, &Form1Window::monitorPressed);
+  form_.onMonitorState = [this](monitor::Monitor::State state) { showMonitorState(state); };
+  form_.onMonitorCount = [this](int n) { handled_->setText(QString::number(n)); };
+  form_.onListChanged = [this] {
+    caption_->setText(form_.caption());
+    fillItems();
+  };
 
   tabs_->addTab(page, QString());
 }
@@ -325,6 +341,7 @@ void Form1Window::applyTexts() {
   printTo_->setItemText(0, lang::text(Msg::GuiDefaultPrinter));
   printTo_->setItemText(1, lang::text(Msg::GuiPdfFolder));
   browse_->setText(lang::text(Msg::GuiBrowse));
+  if (!form_.monitoring()) monitor_->setText(lang::text(Msg::MonButton));
   if (!form_.busy()) {
     ok_->setText(S("S21"));
     show_->setText(S("S23"));
@@ -428,11 +445,13 @@ void Form1Window::fillLanguage(const QString& keepKey) {
 
 void Form1Window::updateButtons() {
   const bool busy = form_.busy();
-  ok_->setEnabled(!busy && form_.canPrint());
-  show_->setEnabled(!busy && form_.canPrint());
+  const bool watching = form_.monitoring();
+  ok_->setEnabled(!busy && !watching && form_.canPrint());
+  show_->setEnabled(!busy && !watching && form_.canPrint());
+  monitor_->setEnabled(watching || (!busy && form_.canMonitor()));
   exit_->setEnabled(true);
   list1_->setEnabled(!busy);
-  edit_->setEnabled(!busy && form_.currentTemplate() >= 0);
+  edit_->setEnabled(!busy && !watching && form_.currentTemplate() >= 0);
   changePath_->setEnabled(!busy);
   for (QPushButton* b : langDef_) b->setEnabled(!busy);
   langEdit_->setEnabled(!busy);
@@ -528,6 +547,36 @@ void Form1Window::editLanguageRow() {
     item->setText(3, dialog.text());
     save_->setEnabled(form_.canSaveLanguage());
   }
+}
+
+void Form1Window::monitorPressed() {
+  if (form_.monitoring()) {
+    form_.stopMonitor();
+    showMonitorState(monitor::Monitor::State::Stopped);
+    return;
+  }
+  port_.setParent(this);
+  MonitorDialog dialog(monitor::MonitorOptions::load(), this);
+  if (dialog.exec() != QDialog::Accepted) return;
+  form_.startRow = startRow_->value();
+  form_.copies = copies_->value();
+  form_.output.kind = printTo_->currentIndex() == 1 ? ui::OutputChoice::Kind::PdfFolder
+                                                    : ui::OutputChoice::Kind::Printer;
+  form_.output.folder = pdfFolder_->text().trimmed();
+  form_.startMonitor(dialog.options());
+  updateButtons();
+}
+
+void Form1Window::showMonitorState(monitor::Monitor::State state) {
+  switch (state) {
+    case monitor::Monitor::State::Stopped: monitor_->setText(lang::text(Msg::MonButton)); break;
+    case monitor::Monitor::State::Building: monitor_->setText(lang::text(Msg::MonWait)); break;
+    case monitor::Monitor::State::Busy: monitor_->setText(lang::text(Msg::MonBusy)); break;
+    case monitor::Monitor::State::Idle: monitor_->setText(lang::text(Msg::MonStop)); break;
+  }
+  updateButtons();
+  // The caption is drawn before the store is built or a check runs.
+  QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 }  // namespace ordolo::gui

@@ -56,6 +56,8 @@ class Form1Window : public QDialog {
   void showStopping();
   void editLanguageRow();
   void chooseOutputFolder();
+  void monitorPressed();
+  void showMonitorState(monitor::Monitor::State state);
 
   QtPort& port_;
   ui::Form1 form_;
@@ -77,6 +79,8 @@ class Form1Window : public QDialog {
   QPushButton* ok_;
   QPushButton* show_;
   QPushButton* exit_;
+  QPushButton* monitor_;
+  QLabel* handled_;
   // Template tab.
   QLabel* templatesLabel_;
   QListWidget* list2_;

@@ -169,6 +169,16 @@ enum class Msg {
   CliOptPrintAll,
   CliOptEveryMinutes,
   CliOptResume,
+  MonButton,
+  MonWait,
+  MonBusy,
+  MonStop,
+  MonLabel1,
+  MonCheck1,
+  MonCheck1Tip,
+  MonCheck2,
+  MonOk,
+  MonCancel,
 };
 // clang-format on
 

@@ -10,6 +10,7 @@
 #include "office/convert/Converter.h"
 #include "print/Outputs.h"
 #include "session/Templates.h"
+#include "store/FileStore.h"
 #include "util/Desktop.h"
 #include "util/Folders.h"
 #include "util/Ini.h"
@@ -296,10 +297,49 @@ bool Form1::close() {
     requestStop();
     return false;
   }
+  stopMonitor();
   setOption(kAttachments, QStringLiteral("Suppress"), suppress_);
   setOption(kAttachments, QStringLiteral("Wait"), wait_);
   setOption(kAttachments, QStringLiteral("First"), first_ ? QStringLiteral("1") : QStringLiteral("0"));
   return true;
+}
+
+bool Form1::canMonitor() const {
+  return current_ >= 0 && folder_ && dynamic_cast<store::FileStore*>(session_.get()) != nullptr;
+}
+
+bool Form1::startMonitor(const monitor::MonitorOptions& options) {
+  if (busy() || !canMonitor()) return false;
+  stopMonitor();
+  retired_.reset();
+  const auto* files = dynamic_cast<store::FileStore*>(session_.get());
+  monitor_ = std::make_unique<monitor::Monitor>(port_, folder_,
+                                                files->root() + QLatin1Char('/') + folder_->FolderPath());
+  monitor_->stateChanged = [this](monitor::Monitor::State state) {
+    if (onMonitorState) onMonitorState(state);
+  };
+  monitor_->handledChanged = [this](int handled) {
+    if (onMonitorCount) onMonitorCount(handled);
+  };
+  monitor_->print = [this](const std::vector<model::ItemPtr>& items) -> int {
+    // A run of the user's own is going: the next check takes them.
+    if (busy()) return 0;
+    const model::FolderPtr folder = folder_;
+    const model::NamespacePtr session = session_;
+    take(model::Selection(items), folder, session);
+    if (onListChanged) onListChanged();
+    const session::RunResult result = print(session::RunMode::Print);
+    return result.errors.isEmpty() && !result.stopped ? int(items.size()) : 0;
+  };
+  if (monitor_->start(options)) return true;
+  monitor_.reset();
+  return false;
+}
+
+void Form1::stopMonitor() {
+  if (!monitor_) return;
+  monitor_->stop();
+  retired_ = std::move(monitor_);
 }
 
 }  // namespace ordolo::ui

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "model/Model.h"
+#include "monitor/Monitor.h"
 #include "session/PrintRun.h"
 #include "session/Start.h"
 #include "ui/Port.h"
@@ -108,6 +109,21 @@ class Form1 {
   // options are written. True when the window may close.
   bool close();
 
+  // --- the folder monitor
+  // Whether the listed items' folder can be watched (it lies on disk) and
+  // a template is chosen.
+  bool canMonitor() const;
+  // Watches the folder of the listed items: what arrives is listed and
+  // printed with the current template and output. False (the user was told)
+  // when the printed-item store cannot be opened.
+  bool startMonitor(const monitor::MonitorOptions& options);
+  void stopMonitor();
+  bool monitoring() const { return monitor_ != nullptr; }
+  std::function<void(monitor::Monitor::State)> onMonitorState;
+  std::function<void(int handled)> onMonitorCount;
+  // The monitor put new items in the list.
+  std::function<void()> onListChanged;
+
   // Called as a run goes: items done, in all, and each finished document.
   std::function<void(int done, int total)> onProgress;
   std::function<void(const session::DeliveredDocument&)> onDelivered;
@@ -131,6 +147,9 @@ class Form1 {
   bool first_ = false;
   bool languageDirty_ = false;
   session::PrintRun* run_ = nullptr;
+  std::unique_ptr<monitor::Monitor> monitor_;
+  // A monitor stopped from inside its own check lives until that returns.
+  std::unique_ptr<monitor::Monitor> retired_;
   bool stopping_ = false;
 };
 

@@ -281,6 +281,53 @@ TEST_F(Gui, TheLanguageTabSwitchesLanguagesAndAnEditSurvivesARestart) {
   EXPECT_EQ(fresh.GetLangText("S21"), "Print it");
 }
 
+TEST_F(Gui, TheMonitorPrintsAMailThatLandsInTheWatchedInboxAndStopsCleanly) {
+  // A copy of the sample inbox to drop mails into.
+  QTemporaryDir store;
+  for (const char* sub : {"Inbox/cur", "Inbox/new", "Inbox/tmp"}) QDir().mkpath(store.filePath(sub));
+  const QString cur = kStore + "/Inbox/cur/";
+  const QStringList mails = QDir(cur).entryList(QDir::Files, QDir::Name);
+  for (int i = 1; i < mails.size(); ++i) QFile::copy(cur + mails[i], store.filePath("Inbox/cur/" + mails[i]));
+  ASSERT_TRUE(browser->openStore(store.path()));
+  ASSERT_TRUE(browser->chooseFolder("Inbox"));
+  gui::Form1Window* form = printRows(1);
+  ASSERT_TRUE(form);
+  chooseTemplateAndPdf(form, "MMemo.dotx", out.path());
+  auto* monitor = child<QPushButton>(form, "Monitor");
+  auto* ok = child<QPushButton>(form, "Ok");
+  ASSERT_TRUE(monitor->isEnabled());
+  EXPECT_EQ(monitor->text(), "Monitor");
+
+  // The dialog with its texts, then OK.
+  QString label;
+  QTimer::singleShot(0, [&] {
+    auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+    if (!dialog || dialog->objectName() != "Dialog") return;
+    label = dialog->findChild<QLabel*>("Label1")->text();
+    dialog->findChild<QPushButton*>("OKButton")->click();
+  });
+  QTest::mouseClick(monitor, Qt::LeftButton);
+  EXPECT_TRUE(label.startsWith("Beta! BETTER use the STANDALONE for this!!")) << label.toStdString();
+  EXPECT_EQ(monitor->text(), "Stop");
+  EXPECT_EQ(child<QLabel>(form, "ZAE")->text(), QString::number(mails.size() - 1));
+  EXPECT_FALSE(ok->isEnabled());
+  EXPECT_EQ(Pdfs(out.path()).size(), 0);
+
+  // A mail delivered into new/ is printed, and listed.
+  const QString tmp = store.filePath("Inbox/tmp/" + mails[0]);
+  ASSERT_TRUE(QFile::copy(cur + mails[0], tmp));
+  ASSERT_TRUE(QFile::rename(tmp, store.filePath("Inbox/new/" + mails[0])));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return Pdfs(out.path()).size() == 1; }, 30000));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return monitor->text() == "Stop"; }, 5000));
+  EXPECT_EQ(child<QTreeWidget>(form, "List1")->topLevelItemCount(), 1);
+  EXPECT_EQ(child<QLabel>(form, "ZAE")->text(), QString::number(mails.size()));
+
+  // Stopping gives the buttons back.
+  QTest::mouseClick(monitor, Qt::LeftButton);
+  EXPECT_EQ(monitor->text(), "Monitor");
+  EXPECT_TRUE(ok->isEnabled());
+}
+
 // Moving the template folder: what moves, what stays, what is written.
 TEST(ChangeTemplateFolder, MovesTemplatesUnlessTheNewFolderHasSomeAndNeverSettingsFiles) {
   QTemporaryDir from, to, full;

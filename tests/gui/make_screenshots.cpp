@@ -20,6 +20,7 @@
 #include "gui/BrowserWindow.h"
 #include "gui/Form1Window.h"
 #include "gui/Form4.h"
+#include "gui/MonitorDialog.h"
 #include "gui/QtPort.h"
 #include "lang/LanguageTable.h"
 #include "util/Folders.h"
@@ -63,8 +64,7 @@ int main(int argc, char** argv) {
   const QIcon icon(util::ShareFolder() + QStringLiteral("ordolo.svg"));
   if (icon.isNull() || !icon.pixmap(64, 64).save(gOut + QStringLiteral("/icon.png")))
     std::fprintf(stderr, "the icon cannot be drawn (is libqt5svg5 installed?)\n");
-  else
-    std::printf("%s/icon.png\n", qPrintable(gOut));
+  else std::printf("%s/icon.png\n", qPrintable(gOut));
 
   gui::QtPort port;
   gui::BrowserWindow browser(port);
@@ -98,6 +98,11 @@ int main(int argc, char** argv) {
   edit.show();
   save(&edit, "form4.png");
   edit.hide();
+
+  gui::MonitorDialog monitorDialog(monitor::MonitorOptions{}, form);
+  monitorDialog.show();
+  save(&monitorDialog, "monitor.png");
+  monitorDialog.hide();
 
   QMessageBox question(QMessageBox::Question, QStringLiteral("Ordolo"), lang::GetLangText(QStringLiteral("S58")),
                        QMessageBox::Yes | QMessageBox::No, form);
