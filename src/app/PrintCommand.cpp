@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDateTime>
 #include <QFileInfo>
 #include <QSet>
@@ -382,6 +383,7 @@ int monitorCommand(const MonitorCommandOptions& m) {
     return 1;
   }
 
+  if (auto* folderOutput = dynamic_cast<print::FolderOutput*>(output.get())) folderOutput->setReplaceRepeats(true);
   office::convert::Converter converter;
   monitor::Monitor watcher(port, folder, store->root() + QLatin1Char('/') + folder->FolderPath());
   watcher.print = [&](const std::vector<model::ItemPtr>& items) {
@@ -395,10 +397,15 @@ int monitorCommand(const MonitorCommandOptions& m) {
     run.session = store.get();
     run.header.User = store->CurrentUser();
     run.header.Folder = folder->Name();
-    // Each check's documents have names of their own: none replaces an
-    // earlier one in an output folder.
-    run.documentName = QFileInfo(templatePath).completeBaseName() + QLatin1Char('-') +
-                       QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss"));
+    // Documents are called by their item: an item printed again (the
+    // monitor was killed between printing and recording it) replaces its
+    // own file instead of making a second one.
+    const QString base = QFileInfo(templatePath).completeBaseName();
+    run.documentNameFor = [base](const model::Item& item) {
+      return base + QLatin1Char('-') +
+             QString::fromLatin1(
+                 QCryptographicHash::hash(item.EntryID().toUtf8(), QCryptographicHash::Sha1).toHex().left(12));
+    };
     session::PrintRun printRun(port, *output, &converter);
     g_run = &printRun;
     const session::RunResult result = printRun.run(start.items(), start.rows(), run);

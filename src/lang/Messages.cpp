@@ -428,6 +428,9 @@ const MsgDef kMessages[] = {
     {Msg::MonCancel, "MonCancel", "Abbrechen",
      "Cancel",
      "Cancel"},
+    {Msg::MonAlreadyWatched, "MonAlreadyWatched", "Der Ordner %1 wird schon überwacht (Prozess %2).",
+     "Le dossier %1 est déjà surveillé (processus %2).",
+     "The folder %1 is watched already (process %2)."},
 };
 // clang-format on
 

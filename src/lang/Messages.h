@@ -179,6 +179,7 @@ enum class Msg {
   MonCheck2,
   MonOk,
   MonCancel,
+  MonAlreadyWatched,  // %1 the folder, %2 the process id
 };
 // clang-format on
 

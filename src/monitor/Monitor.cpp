@@ -5,8 +5,13 @@
 #include <QFileSystemWatcher>
 #include <QTimer>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
 
+#include "lang/Messages.h"
 #include "monitor/clsDeleted.h"
 #include "ui/Port.h"
 #include "util/DebugLog.h"
@@ -77,13 +82,34 @@ bool Monitor::start(const MonitorOptions& options) {
   util::DebugLog::write(QStringLiteral("MONITOR ==> ") + folder_->Name());
   setState(State::Building);
 
+  // One monitor per folder: the lock beside its store, with the holder's
+  // process id in it.
+  const QString name = folder_->EntryID();
+  const QString lockFile = clsDeleted::FileFor(name) + QStringLiteral(".lock");
+  QDir().mkpath(QFileInfo(lockFile).path());
+  lock_ = ::open(QFile::encodeName(lockFile).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (lock_ < 0 || ::flock(lock_, LOCK_EX | LOCK_NB) != 0) {
+    QFile holder(lockFile);
+    const QString pid = holder.open(QIODevice::ReadOnly) ? QString::fromLatin1(holder.readAll()).trimmed() : QString();
+    if (lock_ >= 0) ::close(lock_);
+    lock_ = -1;
+    port_.message(lang::text(lang::Msg::MonAlreadyWatched)
+                      .arg(folder_->Name(), pid.isEmpty() ? QStringLiteral("?") : pid),
+                  ui::Buttons::Ok, ui::Icon::Critical);
+    setState(State::Stopped);
+    return false;
+  }
+  const QByteArray me = QByteArray::number(qint64(::getpid())) + '\n';
+  if (::ftruncate(lock_, 0) != 0 || ::write(lock_, me.constData(), size_t(me.size())) < 0)
+    util::DebugLog::write(QStringLiteral("Monitor: cannot note the process in ") + lockFile);
+
   // A fresh store (what is in the folder now is never printed), or the
   // store of the last run when resuming.
-  const QString name = folder_->EntryID();
   const bool resuming = options_.resume && QFileInfo::exists(clsDeleted::FileFor(name));
   if (!resuming) QFile::remove(clsDeleted::FileFor(name));
   auto store = std::make_unique<clsDeleted>(&port_);
   if (!store->Init(name)) {
+    stop();
     setState(State::Stopped);
     return false;
   }
@@ -146,6 +172,8 @@ void Monitor::stop() {
   settle_.reset();
   watcher_.reset();
   store_.reset();
+  if (lock_ >= 0) ::close(lock_);  // closing lets the lock go
+  lock_ = -1;
   busy_ = false;
   if (state_ != State::Stopped) setState(State::Stopped);
 }

@@ -89,6 +89,7 @@ class Monitor {
   int ticks_ = 0;
   bool busy_ = false;
   bool compareAll_ = false;  // the next check compares every item (after a resume)
+  int lock_ = -1;            // held while watching: one monitor per folder
   int handled_ = 0;
   State state_ = State::Stopped;
 };

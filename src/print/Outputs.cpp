@@ -257,7 +257,7 @@ QString FolderOutput::targetName(const Job& job, const QString& suffix) {
   const QString stem = fileStem(job);
   const QString dot = suffix.isEmpty() ? QString() : QLatin1Char('.') + suffix;
   QString name = stem + dot;
-  for (int k = 2; used_.count(name); ++k) name = QStringLiteral("%1 (%2)").arg(stem).arg(k) + dot;
+  for (int k = 2; !replaceRepeats_ && used_.count(name); ++k) name = QStringLiteral("%1 (%2)").arg(stem).arg(k) + dot;
   used_.insert(name);
   return folder_ + QLatin1Char('/') + name;
 }

@@ -82,6 +82,9 @@ class FolderOutput : public Output {
   QStringList delivered() const override { return delivered_; }
 
   QString folder() const { return folder_; }
+  // A job named like an earlier one of this output replaces its file (the
+  // same document made again) instead of getting a numbered name of its own.
+  void setReplaceRepeats(bool replace) { replaceRepeats_ = replace; }
 
  protected:
   // Writes the pending jobs; the files written, in order.
@@ -99,6 +102,7 @@ class FolderOutput : public Output {
   std::unique_ptr<office::convert::Converter> converter_;
   std::vector<Job> pending_;
   std::set<QString> used_;  // file names this output has written
+  bool replaceRepeats_ = false;
 };
 
 // Leaves the filled documents open for the user: saves them as

@@ -86,7 +86,9 @@ class PrintRun::Driver : public layouts::Host, public renderers::Reporter {
     ++run_.docNumber_;
     const QString base = run_.options_.documentName.isEmpty() ? QFileInfo(run_.options_.templatePath).completeBaseName()
                                                               : run_.options_.documentName;
-    const QString name = QStringLiteral("%1-%2").arg(base).arg(run_.docNumber_, 3, 10, QLatin1Char('0'));
+    const QString name = run_.options_.documentNameFor
+                             ? run_.options_.documentNameFor(*currentItem())
+                             : QStringLiteral("%1-%2").arg(base).arg(run_.docNumber_, 3, 10, QLatin1Char('0'));
     documents_[name] = {run_.docNumber_, n_ + 1};
     run_.output_.add({file, name, true});
     ++result_.documents;

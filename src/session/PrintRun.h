@@ -14,6 +14,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -61,6 +62,10 @@ struct RunOptions {
   attachments::AttachmentQueue* attachments = nullptr;
   // What the documents are called ("<name>-001"); empty: the template's name.
   QString documentName;
+  // When set: each document is called by the last item it holds, whatever
+  // run makes it (the monitor names its documents by item, so that a
+  // document made again replaces itself).
+  std::function<QString(const model::Item&)> documentNameFor;
 };
 
 struct RunResult {

@@ -33,7 +33,7 @@ class MonitorCli : public ::testing::Test {
     ASSERT_EQ(ordolo::test::RunOrdolo(home.path(), {"lang", "load", "english"}, "en_US.UTF-8").code, 0);
     for (const char* sub : {"Inbox/cur", "Inbox/new", "Inbox/tmp"}) QDir().mkpath(root.filePath(sub));
     mails = QDir(kStore + "/Inbox/cur").entryList(QDir::Files, QDir::Name);
-    ASSERT_GE(mails.size(), 5);
+    ASSERT_GE(mails.size(), 7);
     QFile::copy(kStore + "/Inbox/cur/" + mails[0], root.filePath("Inbox/cur/" + mails[0]));
   }
 
@@ -107,6 +107,43 @@ TEST_F(MonitorCli, PrintsEachDeliveredMailOnceAndResumesWithWhatCameMeanwhile) {
   QThread::msleep(1500);
   stop(third);
   EXPECT_EQ(pdfs(), 3);
+}
+
+// Killed outright at any point (before, during, after a print), started
+// again with --resume: every delivered mail ends up printed exactly once.
+TEST_F(MonitorCli, SurvivesBeingKilledAtAnyPointWithEveryMailPrintedOnce) {
+  QProcess p;
+  start(p, true);
+  const int delays[] = {0, 150, 400, 900, 2500};
+  int delivered = 0;
+  for (int delay : delays) {
+    deliver(++delivered);
+    QThread::msleep(ulong(delay));
+    p.kill();  // SIGKILL: no chance to finish anything
+    p.waitForFinished(10000);
+    start(p, true);
+    ASSERT_TRUE(WaitFor([&] { return pdfs() >= delivered; })) << "after a kill " << delay << " ms in";
+  }
+  QThread::msleep(1500);  // nothing more comes
+  stop(p);
+  const QStringList files = QDir(out.path()).entryList({"*.pdf"}, QDir::Files);
+  EXPECT_EQ(files.size(), delivered) << files.join(", ").toStdString();
+}
+
+// Two monitors on one folder: the second one refuses, naming the first.
+TEST_F(MonitorCli, ASecondMonitorOnTheSameFolderRefusesAndNamesTheFirst) {
+  QProcess first;
+  start(first, false);
+  const ordolo::test::CliResult second = ordolo::test::RunOrdolo(home.path(),
+                                                                 {"monitor", "--store", root.path(), "--folder",
+                                                                  "Inbox", "--template", "MMemo.dotx", "--pdf",
+                                                                  out.path()},
+                                                                 "en_US.UTF-8");
+  EXPECT_EQ(second.code, 1);
+  EXPECT_TRUE(second.err
+                  .contains(QStringLiteral("The folder Inbox is watched already (process %1).").arg(first.processId())))
+      << second.err.toStdString();
+  stop(first);
 }
 
 }  // namespace
