@@ -449,7 +449,12 @@ int monitorCommand(const MonitorCommandOptions& m) {
   if (!watcher.start(options)) return 1;
   err(text(Msg::MonWatching).arg(folder->Name(), store->root()).arg(watcher.handled()));
   QTimer poll;
+  int code = 0;
   QObject::connect(&poll, &QTimer::timeout, [&] {
+    if (watcher.state() == monitor::Monitor::State::Stopped && !g_monitorStop) {
+      code = 1;  // its folder went away: a service manager may start it again
+      QCoreApplication::quit();
+    }
     if (!g_monitorStop) return;
     watcher.stop();
     QCoreApplication::quit();
@@ -458,7 +463,7 @@ int monitorCommand(const MonitorCommandOptions& m) {
   QCoreApplication::exec();
   sigaction(SIGINT, &oldInt, nullptr);
   sigaction(SIGTERM, &oldTerm, nullptr);
-  return 0;
+  return code;
 }
 
 }  // namespace ordolo::app

@@ -431,6 +431,9 @@ const MsgDef kMessages[] = {
     {Msg::MonAlreadyWatched, "MonAlreadyWatched", "Der Ordner %1 wird schon überwacht (Prozess %2).",
      "Le dossier %1 est déjà surveillé (processus %2).",
      "The folder %1 is watched already (process %2)."},
+    {Msg::MonFolderGone, "MonFolderGone", "Der überwachte Ordner %1 ist nicht mehr da; die Überwachung endet.",
+     "Le dossier surveillé %1 n'existe plus ; la surveillance s'arrête.",
+     "The watched folder %1 is gone; the monitor stops."},
 };
 // clang-format on
 

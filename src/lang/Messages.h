@@ -180,6 +180,7 @@ enum class Msg {
   MonOk,
   MonCancel,
   MonAlreadyWatched,  // %1 the folder, %2 the process id
+  MonFolderGone,      // %1 the folder
 };
 // clang-format on
 

@@ -185,6 +185,14 @@ void Monitor::check(bool fromTimer) {
   }
   ticks_ = 0;
   if (!store_ || busy_) return;
+  // The folder went away (deleted, renamed, its disk gone): nothing is left
+  // to watch. Said once; the monitor stops.
+  if (!QFileInfo::exists(folderPath_)) {
+    util::DebugLog::write(QStringLiteral("Monitor: %1 is gone").arg(folderPath_));
+    stop();
+    port_.message(lang::text(lang::Msg::MonFolderGone).arg(folderPath_), ui::Buttons::Ok, ui::Icon::Warning);
+    return;
+  }
   busy_ = true;
   setState(State::Busy);
   const QDateTime now = QDateTime::currentDateTime();

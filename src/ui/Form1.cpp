@@ -316,6 +316,8 @@ bool Form1::startMonitor(const monitor::MonitorOptions& options) {
   monitor_ = std::make_unique<monitor::Monitor>(port_, folder_,
                                                 files->root() + QLatin1Char('/') + folder_->FolderPath());
   monitor_->stateChanged = [this](monitor::Monitor::State state) {
+    // Stopped by itself (its folder went away): the dialog is free again.
+    if (state == monitor::Monitor::State::Stopped && monitor_) retired_ = std::move(monitor_);
     if (onMonitorState) onMonitorState(state);
   };
   monitor_->handledChanged = [this](int handled) {

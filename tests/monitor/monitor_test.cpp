@@ -168,6 +168,19 @@ TEST_F(Monitoring, WithoutPrintAllOnlyItemsChangedSinceTheLastCheckAreLookedAt) 
   EXPECT_EQ(printed[0].size(), 1);
 }
 
+TEST_F(Monitoring, AWatchedFolderThatGoesAwayIsNamedAndTheMonitorStops) {
+  auto monitor = monitorOf("Inbox");
+  ASSERT_TRUE(monitor->start({}));
+  ASSERT_TRUE(QDir(root.filePath("Inbox")).removeRecursively());
+  ASSERT_TRUE(WaitFor([&] { return monitor->state() == Monitor::State::Stopped; }));
+  EXPECT_EQ(port.messages,
+            QStringList{"The watched folder " + root.filePath("Inbox") + " is gone; the monitor stops."});
+  EXPECT_TRUE(printed.isEmpty());
+  // Stopped, it can be started again once the folder is back.
+  QDir().mkpath(root.filePath("Inbox/cur"));
+  EXPECT_TRUE(monitor->start({}));
+}
+
 TEST_F(Monitoring, AStoreThatCannotBeOpenedStopsTheStartWithAMessage) {
   auto monitor = monitorOf("Inbox");
   const QString file = monitor::clsDeleted::FileFor(store->folderByPath("Inbox")->EntryID());
