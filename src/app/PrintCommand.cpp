@@ -183,6 +183,7 @@ QString TemplateFor(const PrintOptions& o, int kind) {
     const QFileInfo named(o.templateName);
     path = named.exists() || o.templateName.contains(QLatin1Char('/')) ? named.absoluteFilePath()
                                                                        : session::TemplateFolder() + o.templateName;
+    if (QFileInfo(path).isFile()) session::StoreTemplateChoice(letter, QFileInfo(path).fileName());
   } else {
     const QString name = session::ChooseTemplate(letter);
     if (name.isEmpty()) {
@@ -258,26 +259,8 @@ int printCommand(const PrintOptions& o) {
   }
 
   // The template: as named, else the kind's stored choice or first one.
-  const QString letter = session::KindLetter(start.kind());
-  QString templatePath;
-  if (!o.templateName.isEmpty()) {
-    const QFileInfo named(o.templateName);
-    templatePath = named.exists() || o.templateName.contains(QLatin1Char('/'))
-                       ? named.absoluteFilePath()
-                       : session::TemplateFolder() + o.templateName;
-    if (QFileInfo(templatePath).isFile()) session::StoreTemplateChoice(letter, QFileInfo(templatePath).fileName());
-  } else {
-    const QString name = session::ChooseTemplate(letter);
-    if (name.isEmpty()) {
-      err(text(Msg::ErrNoTemplate).arg(letter, session::TemplateFolder()));
-      return 1;
-    }
-    templatePath = session::TemplateFolder() + name;
-  }
-  if (!QFileInfo(templatePath).isFile()) {
-    err(text(Msg::ErrTemplateMissing).arg(templatePath));
-    return 1;
-  }
+  const QString templatePath = TemplateFor(o, start.kind());
+  if (templatePath.isEmpty()) return 1;
 
   QString why;
   if (!output->prepare(&why)) {
