@@ -14,9 +14,12 @@ namespace {
 const QString kBlockFind = QStringLiteral("[^60]%*%[^62]");
 const QString kBookmark = QStringLiteral("ORDOLO");
 
-// Finds the block and takes its markers out. Empty when the template has
-// no block (the host was told).
-std::optional<word::Range> TakeBlock(WordDocument& d, Host& host, bool report) {
+// Makes the document, fills its run header, finds the block and takes its
+// markers out. Empty, and the document closed, when the template is no
+// document or has no block (the host was told).
+std::optional<word::Range> OpenBlock(WordDocument& d, Host& host, const QString& templateFile, bool report) {
+  if (!d.open(host, templateFile)) return std::nullopt;
+  d.fillRunHeader(host);
   word::Document& doc = d.doc();
   word::Range sel = doc.content();
   sel.end = sel.start;
@@ -26,6 +29,7 @@ std::optional<word::Range> TakeBlock(WordDocument& d, Host& host, bool report) {
   const word::FindResult found = doc.execute(sel, find, word::ReplaceMode::None);
   // "<%%>" holds nothing to repeat; anything shorter is no block at all.
   if (!found.ok || found.found == 0 || sel.end - sel.start <= 4) {
+    d.close();
     host.refused(lang::text(Msg::ErrReportLines));
     return std::nullopt;
   }
@@ -55,13 +59,8 @@ class ReportLayout : public WordLayout {
   using WordLayout::WordLayout;
 
   bool open() override {
-    if (!doc_.open(host_, options_.templateFile)) return false;
-    doc_.fillRunHeader(host_);
-    const std::optional<word::Range> block = TakeBlock(doc_, host_, true);
-    if (!block) {
-      doc_.close();
-      return false;
-    }
+    const std::optional<word::Range> block = OpenBlock(doc_, host_, options_.templateFile, true);
+    if (!block) return false;
     block_ = doc_.doc().copy(*block);
     doc_.doc().addBookmark(kBookmark, *block);
     doc_.target().fillFrom(block->start, block->end);
@@ -98,13 +97,8 @@ class LabelLayout : public WordLayout {
   using WordLayout::WordLayout;
 
   bool open() override {
-    if (!doc_.open(host_, options_.templateFile)) return false;
-    doc_.fillRunHeader(host_);
-    const std::optional<word::Range> block = TakeBlock(doc_, host_, false);
-    if (!block) {
-      doc_.close();
-      return false;
-    }
+    const std::optional<word::Range> block = OpenBlock(doc_, host_, options_.templateFile, false);
+    if (!block) return false;
     word::Document& doc = doc_.doc();
     const int rows = doc.tableCount() > 0 ? doc.rowCount(1) : 0;
     if (startRow_ < 1 || startRow_ > 9 || startRow_ > rows) {
