@@ -226,13 +226,10 @@ session::RunResult Form1::print(session::RunMode mode) {
     out = print::makeOutput(print::Target::PdfFolder, output.folder, &port_);
   else out = print::makeOutput(print::Target::Queue, output.queue, &port_);
   QString why;
-  if (output.kind == OutputChoice::Kind::PdfFolder && output.folder.trimmed().isEmpty() &&
-      mode == session::RunMode::Print)
-    why = lang::text(Msg::GuiNoPdfFolder);
-  else if (!out->prepare(&why))
-    ;
-  else why.clear();
-  if (!why.isEmpty()) {
+  const bool noFolder = mode == session::RunMode::Print && output.kind == OutputChoice::Kind::PdfFolder &&
+                        output.folder.trimmed().isEmpty();
+  if (noFolder) why = lang::text(Msg::GuiNoPdfFolder);
+  if (noFolder || !out->prepare(&why)) {
     port_.message(why, Buttons::Ok, Icon::Critical);
     return result;
   }
