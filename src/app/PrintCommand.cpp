@@ -369,10 +369,27 @@ int monitorCommand(const MonitorCommandOptions& m) {
   if (auto* folderOutput = dynamic_cast<print::FolderOutput*>(output.get())) folderOutput->setReplaceRepeats(true);
   office::convert::Converter converter;
   monitor::Monitor watcher(port, folder, store->root() + QLatin1Char('/') + folder->FolderPath());
+  // Documents are called by their item: an item printed again (the monitor
+  // was killed between printing and recording it) replaces its own file
+  // instead of making a second one, and on a queue its job is found.
+  const QString base = QFileInfo(templatePath).completeBaseName();
+  auto documentName = [base](const model::Item& item) {
+    return base + QLatin1Char('-') +
+           QString::fromLatin1(
+               QCryptographicHash::hash(item.EntryID().toUtf8(), QCryptographicHash::Sha1).toHex().left(12));
+  };
+  auto* queueOutput = dynamic_cast<print::QueueOutput*>(output.get());
   watcher.print = [&](const std::vector<model::ItemPtr>& items) {
+    // An item whose job the print system already has is not sent again.
+    QSet<QString> queued;
+    std::vector<model::ItemPtr> fresh;
+    if (queueOutput) queued = queueOutput->jobsOnQueue().value_or(QSet<QString>());
+    for (const model::ItemPtr& item : items)
+      if (!queued.contains(documentName(*item))) fresh.push_back(item);
+    if (fresh.empty()) return int(items.size());
     session::Start start(port);
     // Items the intake does not list (another kind) count as handled.
-    if (!start.StartPrint(model::Selection(items), folder, store->CurrentUser()) || !start.canPrint())
+    if (!start.StartPrint(model::Selection(fresh), folder, store->CurrentUser()) || !start.canPrint())
       return int(items.size());
     session::RunOptions run;
     run.templatePath = templatePath;
@@ -380,15 +397,7 @@ int monitorCommand(const MonitorCommandOptions& m) {
     run.session = store.get();
     run.header.User = store->CurrentUser();
     run.header.Folder = folder->Name();
-    // Documents are called by their item: an item printed again (the
-    // monitor was killed between printing and recording it) replaces its
-    // own file instead of making a second one.
-    const QString base = QFileInfo(templatePath).completeBaseName();
-    run.documentNameFor = [base](const model::Item& item) {
-      return base + QLatin1Char('-') +
-             QString::fromLatin1(
-                 QCryptographicHash::hash(item.EntryID().toUtf8(), QCryptographicHash::Sha1).toHex().left(12));
-    };
+    run.documentNameFor = documentName;
     session::PrintRun printRun(port, *output, &converter);
     g_run = &printRun;
     const session::RunResult result = printRun.run(start.items(), start.rows(), run);
@@ -403,17 +412,19 @@ int monitorCommand(const MonitorCommandOptions& m) {
       out(now + QLatin1Char('\t') + start.items()[size_t(i)]->EntryID() + QLatin1Char('\t') +
           start.items()[size_t(i)]->text(QStringLiteral("Subject")));
     std::fflush(stdout);
-    // How many of the items, from the first on, are done with: printed, or
-    // of another kind than the intake lists.
+    // How many of the items, from the first on, are done with: printed now
+    // or before, or of another kind than the intake lists.
     QSet<QString> listed, printed;
     for (size_t i = 0; i < start.items().size(); ++i) {
       listed.insert(start.items()[i]->EntryID());
       if (int(i) < done) printed.insert(start.items()[i]->EntryID());
     }
     int handled = 0;
-    while (handled < int(items.size()) &&
-           (!listed.contains(items[size_t(handled)]->EntryID()) || printed.contains(items[size_t(handled)]->EntryID())))
+    for (const model::ItemPtr& item : items) {
+      const QString id = item->EntryID();
+      if (listed.contains(id) && !printed.contains(id) && !queued.contains(documentName(*item))) break;
       ++handled;
+    }
     return handled;
   };
 

@@ -111,6 +111,15 @@ QString QueueOutput::queue() {
   return queue_;
 }
 
+std::optional<QSet<QString>> QueueOutput::jobsOnQueue() {
+  const auto jobs = cups().jobs(queue(), true);
+  if (!jobs) return std::nullopt;
+  QSet<QString> names;
+  for (const CupsJob& j : *jobs)
+    if (j.state != JobState::Canceled && j.state != JobState::Aborted) names.insert(j.name);
+  return names;
+}
+
 bool QueueOutput::prepare(QString* error) {
   auto fail = [&](const QString& why) {
     util::DebugLog::write(why);

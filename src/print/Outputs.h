@@ -5,10 +5,12 @@
 // process's temporary folder; only finished files reach their target.
 #pragma once
 
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -48,6 +50,10 @@ class QueueOutput : public Output {
 
   // The queue the jobs go to (the default queue resolved).
   QString queue();
+  // The names of the jobs the server still holds or remembers on the queue,
+  // canceled and aborted ones left out: what has reached the print system.
+  // nullopt when the server cannot be asked.
+  std::optional<QSet<QString>> jobsOnQueue();
 
  private:
   Cups& cups();

@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -14,6 +15,7 @@
 #include <functional>
 
 #include "app/RunOrdolo.h"
+#include "support/CupsServer.h"
 
 namespace {
 
@@ -37,15 +39,16 @@ class MonitorCli : public ::testing::Test {
     QFile::copy(kStore + "/Inbox/cur/" + mails[0], root.filePath("Inbox/cur/" + mails[0]));
   }
 
-  // Starts the monitor; returns once it watches.
-  void start(QProcess& p, bool resume) {
+  // Starts the monitor; returns once it watches. Its documents go to `out`
+  // as PDFs, or to a print queue when `queue` is given.
+  void start(QProcess& p, bool resume, const QString& queue = {}) {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("ORDOLO_HOME", home.path());
     env.insert("LANG", "en_US.UTF-8");
     env.insert("TZ", "Europe/Berlin");
     p.setProcessEnvironment(env);
-    QStringList args{"monitor",    "--store",    root.path(), "--folder", "Inbox",
-                     "--template", "MMemo.dotx", "--pdf",     out.path()};
+    QStringList args{"monitor", "--store", root.path(), "--folder", "Inbox", "--template", "MMemo.dotx"};
+    args << (queue.isEmpty() ? QStringList{"--pdf", out.path()} : QStringList{"--printer", queue});
     if (resume) args << "--resume";
     p.start(QStringLiteral(ORDOLO_BINARY), args);
     ASSERT_TRUE(p.waitForStarted());
@@ -128,6 +131,36 @@ TEST_F(MonitorCli, SurvivesBeingKilledAtAnyPointWithEveryMailPrintedOnce) {
   stop(p);
   const QStringList files = QDir(out.path()).entryList({"*.pdf"}, QDir::Files);
   EXPECT_EQ(files.size(), delivered) << files.join(", ").toStdString();
+}
+
+// The same on a print queue: a mail is printed once its job is on the
+// queue, and a monitor killed before, while or after it hands a job to CUPS
+// neither loses it nor prints it again when it comes back.
+TEST_F(MonitorCli, OnAQueueEveryMailIsOneJobAlsoAcrossKills) {
+  ordolo::test::CupsServer cups;
+  ASSERT_TRUE(cups.ok()) << cups.error().toStdString();
+  ASSERT_TRUE(cups.addQueue("monq"));
+  QProcess p;
+  start(p, true, "monq");
+  deliver(1);
+  ASSERT_TRUE(WaitFor([&] { return cups.captured().size() == 1; })) << cups.errorLog().toStdString();
+  const int delays[] = {0, 300, 800, 1600, 3000};
+  int delivered = 1;
+  for (int delay : delays) {
+    deliver(++delivered);
+    QThread::msleep(ulong(delay));
+    p.kill();
+    p.waitForFinished(10000);
+    start(p, true, "monq");
+    ASSERT_TRUE(WaitFor([&] { return cups.captured().size() >= delivered; })) << "after a kill " << delay << " ms in";
+  }
+  QThread::msleep(1500);
+  stop(p);
+  QStringList names;
+  for (const QString& f : cups.captured()) names << QFileInfo(f).fileName().section('-', 2);
+  EXPECT_EQ(names.size(), delivered) << names.join(", ").toStdString();
+  names.removeDuplicates();
+  EXPECT_EQ(names.size(), delivered) << names.join(", ").toStdString();
 }
 
 // Two monitors on one folder: the second one refuses, naming the first.
