@@ -178,6 +178,15 @@ void Monitor::stop() {
   if (state_ != State::Stopped) setState(State::Stopped);
 }
 
+void Monitor::recordBroken() {
+  const QString file = store_->file(), why = store_->lastError();
+  util::DebugLog::write(QStringLiteral("Monitor: the record %1 failed: %2").arg(file, why));
+  stop();
+  port_.message(lang::text(lang::Msg::MonSqliteWrite).arg(file, why) + QStringLiteral("\r\n") +
+                    lang::text(lang::Msg::MonCannotRun),
+                ui::Buttons::Ok, ui::Icon::Critical);
+}
+
 void Monitor::check(bool fromTimer) {
   if (fromTimer && ticks_ < 4) {
     ++ticks_;
@@ -198,6 +207,7 @@ void Monitor::check(bool fromTimer) {
   const QDateTime now = QDateTime::currentDateTime();
   std::vector<model::ItemPtr> fresh;
   int n = 0;
+  store_->clearError();
   const std::vector<model::ItemPtr> looked = compareAll_ ? folder_->GetItems()->all() : candidates(lastCheck_);
   for (const model::ItemPtr& item : looked) {
     if (!store_->Find(item->EntryID())) fresh.push_back(item);
@@ -205,17 +215,29 @@ void Monitor::check(bool fromTimer) {
     if (!store_) break;  // stopped meanwhile
   }
   bool printed = true;
+  // The write lock is taken before printing: what cannot be recorded is
+  // not printed.
+  if (store_ && (!store_->lastError().isEmpty() || (!fresh.empty() && !store_->begin()))) {
+    recordBroken();
+    busy_ = false;
+    return;
+  }
   if (store_ && !fresh.empty()) {
     const int done = print ? std::clamp(print(fresh), 0, int(fresh.size())) : 0;
     printed = done == int(fresh.size());
-    if (done > 0 && store_) {
+    if (store_) {
       // Recorded only now that their print went out, together.
       store_->setTimeStamp(now.toString(QStringLiteral("yyyyMMddhhmmss")));
-      store_->begin();
-      for (int i = 0; i < done; ++i) store_->Add(fresh[size_t(i)]->EntryID());
-      store_->commit();
+      bool recorded = true;
+      for (int i = 0; i < done && recorded; ++i) recorded = store_->Add(fresh[size_t(i)]->EntryID());
+      if (!recorded || !store_->commit()) {
+        store_->rollback();
+        recordBroken();
+        busy_ = false;
+        return;
+      }
       handled_ += done;
-      if (handledChanged) handledChanged(handled_);
+      if (done > 0 && handledChanged) handledChanged(handled_);
     }
   }
   // After a failed print the same window is looked at again next time.

@@ -75,6 +75,8 @@ class Monitor {
   std::vector<model::ItemPtr> candidates(const QDateTime& since) const;
   void setState(State state);
   void watch();
+  // The record failed while watching: said once, the monitor stops.
+  void recordBroken();
 
   ui::Port& port_;
   model::FolderPtr folder_;

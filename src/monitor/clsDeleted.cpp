@@ -116,8 +116,12 @@ bool clsDeleted::Add(const QString& uid) {
 bool clsDeleted::Find(const QString& uid) {
   if (!db_) return false;
   Statement find(db_, "SELECT 1 FROM Store WHERE UID = ?1 LIMIT 1");
+  if (!find.ok()) return fail(QString::fromUtf8(sqlite3_errmsg(db_)));
   find.bind(1, uid);
-  return find.step() == SQLITE_ROW;
+  const int rc = find.step();
+  // A read that fails is not "not printed": the caller asks lastError().
+  if (rc != SQLITE_ROW && rc != SQLITE_DONE) fail(QString::fromUtf8(sqlite3_errmsg(db_)));
+  return rc == SQLITE_ROW;
 }
 
 bool clsDeleted::Del(const QString& uid) {

@@ -40,6 +40,7 @@ class clsDeleted {
   QString file() const { return file_; }
   // What went wrong last, for the log.
   QString lastError() const { return error_; }
+  void clearError() { error_.clear(); }
 
   QString getTimeStamp() const { return stamp_; }
   // The time stamp of records added from now on (a check's time).

@@ -192,6 +192,27 @@ TEST_F(Monitoring, AStoreThatCannotBeOpenedStopsTheStartWithAMessage) {
   EXPECT_TRUE(port.messages[0].startsWith("SQLite cannot open")) << port.messages[0].toStdString();
 }
 
+// The record of printed items breaks while watching (here: its files
+// overwritten, the shared index too, so that SQLite reads them again): the monitor says so and stops, and prints
+// nothing that it could not record.
+TEST_F(Monitoring, ARecordThatBreaksWhileWatchingStopsTheMonitorBeforeItPrints) {
+  auto monitor = monitorOf("Inbox");
+  ASSERT_TRUE(monitor->start({}));
+  const QString file = monitor::clsDeleted::FileFor(store->folderByPath("Inbox")->EntryID());
+  for (const QString& part : {file, file + "-wal", file + "-shm"}) {
+    QFile f(part);
+    ASSERT_TRUE(f.open(QIODevice::ReadWrite)) << part.toStdString();
+    const qint64 size = f.size();
+    f.write(QByteArray(int(std::max<qint64>(size, 4096)), '\x5a'));
+  }
+  deliver(spare[0]);
+  ASSERT_TRUE(WaitFor([&] { return monitor->state() == Monitor::State::Stopped; }));
+  EXPECT_TRUE(printed.isEmpty());
+  ASSERT_EQ(port.messages.size(), 1);
+  EXPECT_TRUE(port.messages[0].startsWith("SQLite cannot write " + file + ": ")) << port.messages[0].toStdString();
+  EXPECT_TRUE(port.messages[0].endsWith("Monitor can not run - ask for support...")) << port.messages[0].toStdString();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
