@@ -9,6 +9,7 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTimer>
 
 #include <functional>
@@ -190,6 +191,56 @@ TEST_F(Monitoring, AStoreThatCannotBeOpenedStopsTheStartWithAMessage) {
   EXPECT_EQ(monitor->state(), Monitor::State::Stopped);
   ASSERT_EQ(port.messages.size(), 1);
   EXPECT_TRUE(port.messages[0].startsWith("SQLite cannot open")) << port.messages[0].toStdString();
+}
+
+// A calendar folder: an event file that arrives is printed once it is
+// whole (one written in two goes is read again, not skipped); one whose
+// LAST-MODIFIED is older than the last check is left to PrintAll.
+TEST_F(Monitoring, ACalendarFileIsPrintedWhenWholeAndOldChangeTimesWaitForPrintAll) {
+  auto event = [](const QString& uid, const QString& summary, const QDateTime& modified) {
+    const QString stamp = modified.toUTC().toString("yyyyMMddTHHmmssZ");
+    return QStringLiteral("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\nBEGIN:VEVENT\r\nUID:%1\r\n"
+                          "DTSTAMP:%3\r\nLAST-MODIFIED:%3\r\nDTSTART:20261201T090000Z\r\n"
+                          "DTEND:20261201T100000Z\r\nSUMMARY:%2\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+        .arg(uid, summary, stamp)
+        .toUtf8();
+  };
+  auto monitor = monitorOf("Calendar");
+  ASSERT_TRUE(monitor->start({}));
+  const QByteArray whole = event("fresh@test", "Fresh review", QDateTime::currentDateTime());
+  const int cut = whole.indexOf("SUMMARY");
+  QFile half(root.filePath("Calendar/fresh.ics"));
+  ASSERT_TRUE(half.open(QIODevice::WriteOnly));
+  half.write(whole.left(cut));
+  half.flush();
+  QThread::msleep(1200);  // the watch has seen the half file by now
+  half.write(whole.mid(cut));
+  half.close();
+  ASSERT_TRUE(WaitFor([&] { return !printed.isEmpty(); }));
+  QThread::msleep(800);
+  EXPECT_EQ(printed, QList<QStringList>{{"Fresh review"}});
+
+  const QDateTime longAgo = QDateTime::currentDateTime().addDays(-20);
+  QFile old(root.filePath("Calendar/old.ics"));
+  ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+  old.write(event("old@test", "Synced late", longAgo));
+  old.close();
+  monitor->check();
+  EXPECT_EQ(printed.size(), 1);
+  monitor->stop();
+  monitor::MonitorOptions all;
+  all.printAll = true;
+  all.printMin = true;
+  all.tickMs = 1000000;
+  ASSERT_TRUE(monitor->start(all));
+  EXPECT_EQ(printed.size(), 1);  // at start, everything there is taken as seen
+  QFile late(root.filePath("Calendar/late.ics"));
+  ASSERT_TRUE(late.open(QIODevice::WriteOnly));
+  late.write(event("late@test", "Synced later", longAgo));
+  late.close();
+  monitor->check();
+  ASSERT_EQ(printed.size(), 2);
+  EXPECT_EQ(printed[1], QStringList{"Synced later"});
 }
 
 // The record of printed items breaks while watching (here: its files
