@@ -4,12 +4,16 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QTemporaryDir>
-#include <QTemporaryFile>
 #include <QThread>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include <signal.h>
+#include <unistd.h>
 
 #include "lang/Messages.h"
 #include "ui/Port.h"
@@ -66,29 +70,48 @@ QString fileStem(const Job& job) {
   return stem;
 }
 
-// Copies `source` to `target` under a temporary name in the target's folder
-// and renames it into place, replacing a file of that name; on failure
-// nothing is left. Empty, or the reason.
+// Files being written into an output folder are called
+// ".ordolo-part-<pid>-<n>" until they are renamed into place; one left by a
+// process that is gone (killed mid-write) is removed by the next output.
+QString partPrefix() { return QStringLiteral(".ordolo-part-"); }
+
+void removeStaleParts(const QString& folder) {
+  for (const QString& name : QDir(folder).entryList({partPrefix() + QLatin1Char('*')}, QDir::Files | QDir::Hidden)) {
+    const pid_t writer = pid_t(name.mid(partPrefix().size()).section(QLatin1Char('-'), 0, 0).toLongLong());
+    if (writer > 0 && ::kill(writer, 0) != 0 && errno == ESRCH) {
+      QFile::remove(folder + QLatin1Char('/') + name);
+      util::DebugLog::write(QStringLiteral("Removed %1/%2, left by a stopped process").arg(folder, name));
+    }
+  }
+}
+
+// Copies `source` to `target` under a temporary name in the target's folder,
+// syncs it and renames it into place, replacing a file of that name; on
+// failure nothing is left. Empty, or the reason.
 QString copyInto(const QString& source, const QString& target) {
   const util::SignalsHeld held;
   QFile in(source);
   if (!in.open(QIODevice::ReadOnly)) return in.errorString();
-  QSaveFile out(target);
-  if (!out.open(QIODevice::WriteOnly)) return out.errorString();
+  static std::atomic<int> serial{0};
+  QFile out(QFileInfo(target).absolutePath() + QLatin1Char('/') + partPrefix() +
+            QStringLiteral("%1-%2").arg(::getpid()).arg(++serial));
+  if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly)) return out.errorString();
+  auto fail = [&out](const QString& why) {
+    out.remove();
+    return why;
+  };
   char buffer[64 * 1024];
   for (;;) {
     const qint64 n = in.read(buffer, sizeof buffer);
-    if (n < 0) {
-      out.cancelWriting();
-      return in.errorString();
-    }
+    if (n < 0) return fail(in.errorString());
     if (n == 0) break;
-    if (out.write(buffer, n) != n) {
-      out.cancelWriting();
-      return out.errorString();
-    }
+    if (out.write(buffer, n) != n) return fail(out.errorString());
   }
-  if (!out.commit()) return out.errorString();
+  if (!out.flush()) return fail(out.errorString());
+  if (::fsync(out.handle()) != 0) return fail(QString::fromLocal8Bit(std::strerror(errno)));
+  out.close();
+  if (::rename(QFile::encodeName(out.fileName()).constData(), QFile::encodeName(target).constData()) != 0)
+    return fail(QString::fromLocal8Bit(std::strerror(errno)));
   return {};
 }
 
@@ -246,8 +269,10 @@ bool FolderOutput::prepare(QString* error) {
   // Writing a file is the only sure test (permissions, read-only mounts, ACLs).
   bool writable = QDir().mkpath(folder_);
   if (writable) {
-    QTemporaryFile probe(folder_ + QLatin1String("/.ordolo-XXXXXX"));
-    writable = probe.open();
+    QFile probe(folder_ + QLatin1Char('/') + partPrefix() + QStringLiteral("%1-probe").arg(::getpid()));
+    writable = probe.open(QIODevice::WriteOnly);
+    probe.remove();
+    removeStaleParts(folder_);
   }
   if (!writable) return fail(msg(Msg::ErrOutputFolder).arg(folder_));
   if (pdf_ && Converter::findProgram().isEmpty()) return fail(msg(Msg::ErrOfficeMissing));

@@ -7,6 +7,9 @@
 #include <chrono>
 #include <thread>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -334,9 +337,20 @@ TEST_F(PrintTest, PdfFolderWritesOnePdfPerJobAndNothingForAFailure) {
 TEST_F(PrintTest, SaveFolderKeepsTheFilledFileAndRefusesAFolderItCannotMake) {
   const QString folder = path(QStringLiteral("saved"));
   writeFile(path(QStringLiteral("photo.png")), "\x89PNG not really");
+  // A half-written file left by a process killed mid-write goes; one that a
+  // living process is writing stays.
+  const pid_t gone = fork();
+  if (gone == 0) _exit(0);
+  waitpid(gone, nullptr, 0);
+  const QString stale = folder + QStringLiteral("/.ordolo-part-%1-1").arg(gone);
+  const QString busy = folder + QStringLiteral("/.ordolo-part-%1-7").arg(getppid());
+  writeFile(stale, "half a PDF");
+  writeFile(busy, "half a PDF");
   FolderOutput out(folder, false);
   QString error;
   ASSERT_TRUE(out.prepare(&error)) << error.toStdString();
+  EXPECT_FALSE(QFileInfo::exists(stale));
+  EXPECT_TRUE(QFile::remove(busy));
   out.add({copyOf(QStringLiteral("memo.docx"), path(QStringLiteral("in/filled.docx"))), QStringLiteral("Letter")});
   out.add({path(QStringLiteral("photo.png")), QStringLiteral("Photo"), false});
   out.add({path(QStringLiteral("in/missing.docx")), QStringLiteral("Missing")});
