@@ -5,6 +5,8 @@
 //            mail: median and worst; resident memory at the start and end)
 //   burst:   --burst=M mails dropped at once (all printed? mails per second)
 // bench_monitor [--trickle=50] [--interval-ms=1000] [--burst=500]
+// An hour of trickle, memory sampled along the way:
+//   bench_monitor --trickle=600 --interval-ms=6000 --burst=0
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -164,6 +166,11 @@ int main(int argc, char** argv) {
   // Trickle.
   const double rssStart = residentMB();
   for (int i = 0; i < trickle; ++i) {
+    // Memory along the way, ten samples: a long trickle shows whether it grows.
+    if (trickle >= 10 && i > 0 && i % (trickle / 10) == 0)
+      std::printf("  after %d mails (%.0f min): resident %.1f MB\n", i, double(clock.elapsed()) / 60000.0,
+                  residentMB());
+    std::fflush(stdout);
     drop();
     const qint64 next = clock.elapsed() + intervalMs;
     while (clock.elapsed() < next) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
