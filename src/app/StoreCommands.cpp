@@ -6,6 +6,7 @@
 #include "model/Filter.h"
 #include "session/Start.h"
 #include "store/FileStore.h"
+#include "tools/Find.h"
 #include "util/Funktionen.h"
 
 #include <cstdio>
@@ -36,29 +37,6 @@ QDateTime timeOf(const model::Item& item) {
       const QVariant received = item.get(QStringLiteral("ReceivedTime"));
       return received.isValid() ? received.toDateTime() : item.date(QStringLiteral("CreationTime"));
     }
-  }
-}
-
-// The date-range filter and sort key of a folder's kind of item.
-struct Range {
-  QString filter, sortKey;
-  bool recurrences = false;
-};
-Range rangeFor(int itemClass, const QDate& from, const QDate& to) {
-  const QString start = util::FormatDateShortTime12(QDateTime(from, QTime(0, 0)));
-  const QString end = util::FormatDateShortTime12(QDateTime(to, QTime(23, 59)));
-  auto between = [&](const char* property) {
-    return QStringLiteral("[%1]<='%3' and [%1]>='%2'").arg(QLatin1String(property), start, end);
-  };
-  switch (itemClass) {
-    case model::olAppointment:
-    case model::olJournal:
-      return {QStringLiteral("[Start]<='%2' and [End]>'%1'").arg(start, end), QStringLiteral("[Start]"), true};
-    case model::olTask: return {between("DueDate"), QStringLiteral("[DueDate]")};
-    case model::olNote: return {between("CreationTime"), QStringLiteral("[CreationTime]")};
-    case model::olContact:
-    case model::olDistributionList: return {QString(), QStringLiteral("[FullName]")};
-    default: return {between("ReceivedTime"), QStringLiteral("[ReceivedTime]")};
   }
 }
 
@@ -102,7 +80,8 @@ bool dayRange(const StoreOptions& o, QDate* from, QDate* to) {
   return false;
 }
 
-model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::FolderPtr* folderOut, int* exitCode) {
+model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::FolderPtr* folderOut, int* exitCode,
+                            QString* totals) {
   if (o.folder.isEmpty()) {
     err(text(Msg::ErrMissingArgument).arg(QStringLiteral("--folder")));
     *exitCode = 2;
@@ -115,26 +94,45 @@ model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::F
     return nullptr;
   }
   *folderOut = folder;
-  model::ItemsPtr items = folder->GetItems();
-  if (o.from.isEmpty() && o.to.isEmpty()) return items;
-  QDate from, to;
-  if (!dayRange(o, &from, &to)) {
-    *exitCode = 2;
-    return nullptr;
-  }
-  const Range range = rangeFor(folder->DefaultItemClass(), from, to);
-  items->IncludeRecurrences = range.recurrences;
-  if (!range.filter.isEmpty()) {
-    QString why;
-    items = items->Restrict(range.filter, &why);
-    if (!items) {
-      err(text(Msg::ErrFilter).arg(why));
-      *exitCode = 1;
+  const bool ranged = !o.from.isEmpty() || !o.to.isEmpty();
+  const bool conditioned = !o.field.isEmpty() || !o.starts.isEmpty() || !o.contains.isEmpty();
+  if (!ranged && !conditioned) return folder->GetItems();
+  tools::FindRequest request;
+  if (ranged) {
+    if (!dayRange(o, &request.from, &request.to)) {
+      *exitCode = 2;
+      return nullptr;
+    }
+    if (request.to < request.from) {
+      err(text(Msg::ErrRangeReversed).arg(o.to, o.from));
+      *exitCode = 2;
       return nullptr;
     }
   }
-  items->Sort(range.sortKey);
-  return items;
+  if (conditioned) {
+    const QStringList fields = tools::FieldList(folder);
+    if (o.field.isEmpty()) {
+      err(text(Msg::ErrMissingArgument).arg(QStringLiteral("--field")));
+      *exitCode = 2;
+      return nullptr;
+    }
+    request.condition.field = tools::FieldNamed(fields, o.field);
+    if (request.condition.field.isEmpty()) {
+      err(text(Msg::ErrUnknownField).arg(o.field, o.folder, fields.join(QStringLiteral(", "))));
+      *exitCode = 2;
+      return nullptr;
+    }
+    request.condition.starts = o.starts;
+    request.condition.contains = o.contains;
+  }
+  tools::FindResult found = tools::Find(folder, request);
+  if (!found.error.isEmpty()) {
+    err(text(Msg::ErrFilter).arg(found.error));
+    *exitCode = 1;
+    return nullptr;
+  }
+  if (totals && folder->DefaultItemClass() == model::olAppointment) *totals = found.totals.text();
+  return std::make_shared<model::Items>(folder, std::move(found.items));
 }
 
 int foldersCommand(const StoreOptions& o) {
@@ -144,19 +142,18 @@ int foldersCommand(const StoreOptions& o) {
   return 0;
 }
 
-int listCommand(const StoreOptions& o) {
-  auto s = openStore(o);
-  if (!s) return 1;
-  model::FolderPtr folder;
-  int code = 0;
-  model::ItemsPtr items = folderItems(*s, o, &folder, &code);
-  if (!items) return code;
+namespace {
+
+// Writes the items' rows: as the print dialog lists them with --columns,
+// else one line each (id, class, subject, time). The number of rows, or -1
+// when they could not be listed.
+int printRows(store::FileStore& s, const StoreOptions& o, const model::FolderPtr& folder, const model::Items& items) {
   if (o.columns) {
     // The item list as the print dialog shows it: headers, then one row per
     // item (key, number, sub-items).
     TerminalPort port(false);
     session::Start start(port);
-    if (!start.StartPrint(model::Selection(items->all()), folder, s->CurrentUser())) return 1;
+    if (!start.StartPrint(model::Selection(items.all()), folder, s.CurrentUser())) return items.Count() ? -1 : 0;
     QStringList headers{QStringLiteral("Key")};
     for (const session::Column& c : session::Columns(start.kind())) headers << c.header;
     out(headers.join(QLatin1Char('\t')));
@@ -165,9 +162,9 @@ int listCommand(const StoreOptions& o) {
       for (const QString& sub : row.subItems) cells << oneLine(sub);
       out(cells.join(QLatin1Char('\t')));
     }
-    return 0;
+    return int(start.rows().size());
   }
-  for (const model::ItemPtr& item : *items) {
+  for (const model::ItemPtr& item : items) {
     const QDateTime t = timeOf(*item);
     const QString subject = item->Class() == model::olContact ? item->text(QStringLiteral("FullName"))
                                                               : item->text(QStringLiteral("Subject"));
@@ -177,7 +174,34 @@ int listCommand(const StoreOptions& o) {
             .arg(oneLine(subject),
                  model::IsNoDate(t) || !t.isValid() ? QString() : t.toString(QStringLiteral("yyyy-MM-dd HH:mm"))));
   }
-  return 0;
+  return items.Count();
+}
+
+// The rows of list and find; with `withTotals` the hours of found
+// appointments after them, as the find dialog's counter shows them.
+int listItems(const StoreOptions& o, bool withTotals) {
+  auto s = openStore(o);
+  if (!s) return 1;
+  model::FolderPtr folder;
+  int code = 0;
+  QString totals;
+  model::ItemsPtr items = folderItems(*s, o, &folder, &code, withTotals ? &totals : nullptr);
+  if (!items) return code;
+  const int listed = printRows(*s, o, folder, *items);
+  if (!totals.isEmpty()) out(QLatin1Char('\n') + totals.replace(QLatin1String("\r\n"), QLatin1String("\n")));
+  return listed < 0 ? 1 : 0;
+}
+
+}  // namespace
+
+int listCommand(const StoreOptions& o) { return listItems(o, false); }
+
+int findCommand(const StoreOptions& o) {
+  if (o.from.isEmpty() && o.to.isEmpty()) {
+    err(text(Msg::ErrMissingArgument).arg(QStringLiteral("find --from/--to")));
+    return 2;
+  }
+  return listItems(o, true);
 }
 
 }  // namespace ordolo::app

@@ -37,6 +37,7 @@ QString helpText() {
   h += line(QStringLiteral("lang set KEY TEXT"), text(Msg::CliCmdLangSet));
   h += line(QStringLiteral("folders --store DIR"), text(Msg::CliCmdFolders));
   h += line(QStringLiteral("list --folder PATH"), text(Msg::CliCmdList));
+  h += line(QStringLiteral("find --folder PATH"), text(Msg::CliCmdFind));
   h += line(QStringLiteral("print --folder PATH"), text(Msg::CliCmdPrint));
   h += line(QStringLiteral("templates [--kind L]"), text(Msg::CliCmdTemplates));
   h += line(QStringLiteral("monitor --folder PATH"), text(Msg::CliCmdMonitor));
@@ -49,6 +50,9 @@ QString helpText() {
   h += line(QStringLiteral("--folder PATH"), text(Msg::CliOptFolder));
   h += line(QStringLiteral("--from DATE"), text(Msg::CliOptFrom));
   h += line(QStringLiteral("--to DATE"), text(Msg::CliOptTo));
+  h += line(QStringLiteral("--field NAME"), text(Msg::CliOptField));
+  h += line(QStringLiteral("--starts TEXT"), text(Msg::CliOptStarts));
+  h += line(QStringLiteral("--contains TEXT"), text(Msg::CliOptContains));
   h += line(QStringLiteral("--columns"), text(Msg::CliOptColumns));
   h += line(QStringLiteral("--template FILE"), text(Msg::CliOptTemplate));
   h += line(QStringLiteral("--items ID,..."), text(Msg::CliOptItems));
@@ -162,6 +166,9 @@ int main(int argc, char** argv) {
   const QCommandLineOption folder(QStringLiteral("folder"), text(Msg::CliOptFolder), QStringLiteral("PATH"));
   const QCommandLineOption from(QStringLiteral("from"), text(Msg::CliOptFrom), QStringLiteral("DATE"));
   const QCommandLineOption to(QStringLiteral("to"), text(Msg::CliOptTo), QStringLiteral("DATE"));
+  const QCommandLineOption field(QStringLiteral("field"), text(Msg::CliOptField), QStringLiteral("NAME"));
+  const QCommandLineOption starts(QStringLiteral("starts"), text(Msg::CliOptStarts), QStringLiteral("TEXT"));
+  const QCommandLineOption contains(QStringLiteral("contains"), text(Msg::CliOptContains), QStringLiteral("TEXT"));
   const QCommandLineOption columns(QStringLiteral("columns"), text(Msg::CliOptColumns));
   const QCommandLineOption templ(QStringLiteral("template"), text(Msg::CliOptTemplate), QStringLiteral("FILE"));
   const QCommandLineOption itemIds(QStringLiteral("items"), text(Msg::CliOptItems), QStringLiteral("ID,..."));
@@ -178,9 +185,10 @@ int main(int argc, char** argv) {
   const QCommandLineOption printAll(QStringLiteral("print-all"), text(Msg::CliOptPrintAll));
   const QCommandLineOption everyMinutes(QStringLiteral("every-minutes"), text(Msg::CliOptEveryMinutes));
   const QCommandLineOption resume(QStringLiteral("resume"), text(Msg::CliOptResume));
-  parser.addOptions({help,    version, debug,   locale, store,           folder,   from,         to,
-                     columns, templ,   itemIds, sort,   startRow,        copies,   printer,      pdf,
-                     save,    show,    yes,     kind,   withAttachments, printAll, everyMinutes, resume});
+  parser.addOptions({help,     version,      debug,  locale,  store,  folder,   from,
+                     to,       columns,      templ,  itemIds, sort,   startRow, copies,
+                     printer,  pdf,          save,   show,    yes,    kind,     withAttachments,
+                     printAll, everyMinutes, resume, field,   starts, contains});
   parser.addPositionalArgument(QStringLiteral("command"), QString());
   if (!parser.parse(arguments)) {
     const QStringList unknown = parser.unknownOptionNames();
@@ -204,10 +212,12 @@ int main(int argc, char** argv) {
     return kOk;
   }
   if (args[0] == QLatin1String("lang")) return langCommand(args, connect.state());
-  const ordolo::app::StoreOptions storeOptions{parser.value(store), parser.value(folder), parser.value(from),
-                                               parser.value(to), parser.isSet(columns)};
+  const ordolo::app::StoreOptions storeOptions{parser.value(store),  parser.value(folder),  parser.value(from),
+                                               parser.value(to),     parser.isSet(columns), parser.value(field),
+                                               parser.value(starts), parser.value(contains)};
   if (args[0] == QLatin1String("folders")) return ordolo::app::foldersCommand(storeOptions);
   if (args[0] == QLatin1String("list")) return ordolo::app::listCommand(storeOptions);
+  if (args[0] == QLatin1String("find")) return ordolo::app::findCommand(storeOptions);
   if (args[0] == QLatin1String("templates")) return ordolo::app::templatesCommand(parser.value(kind));
   const bool monitor = args[0] == QLatin1String("monitor");
   if (args[0] == QLatin1String("print") || monitor) {

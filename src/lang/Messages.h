@@ -51,6 +51,8 @@ enum class Msg {
   ErrNoFolder,        // %1 the path
   ErrBadDate,         // %1 the text
   ErrFilter,          // %1 the reason
+  ErrRangeReversed,   // %1 the end, %2 the start
+  ErrUnknownField,    // %1 the name, %2 the folder, %3 the fields it has
   LangLoaded,         // %1 the file
   LangSaved,          // %1 key, %2 file
   Cancelled,
@@ -116,6 +118,10 @@ enum class Msg {
   CliOptPdf,
   CliOptSave,
   CliOptShow,
+  CliCmdFind,
+  CliOptField,
+  CliOptStarts,
+  CliOptContains,
   CliOptColumns,
   CliOptKind,
   PrintProgress,      // %1 items done, %2 in all
@@ -163,6 +169,9 @@ enum class Msg {
   GuiTextColumn,
   GuiUsage,
   MonSqliteOpen,  // %1 the file, %2 SQLite's reason
+  FindSumHours,
+  FindWithoutAllDay,
+  FindAllDay,
   MonSqliteWrite,  // %1 the file, %2 SQLite's reason (read or write while watching)
   MonCannotRun,
   MonWatching,  // %1 the folder, %2 the store, %3 items recorded

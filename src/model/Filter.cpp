@@ -59,7 +59,8 @@ class Condition : public Filter {
       case QMetaType::QDateTime:
       case QMetaType::QDate: {
         if (!literal_.date.isValid()) return false;
-        const QDateTime d = v.toDateTime();
+        // A task's dates are days (the client keeps no time with them).
+        const QDateTime d = dateOnly() ? QDateTime(v.toDateTime().date(), QTime(0, 0)) : v.toDateTime();
         return compareWith(threeWay(d.toMSecsSinceEpoch(), literal_.date.toMSecsSinceEpoch()), op_);
       }
       case QMetaType::Bool: {
@@ -80,6 +81,12 @@ class Condition : public Filter {
         return compareWith(c < 0 ? -1 : (c > 0 ? 1 : 0), op_);
       }
     }
+  }
+
+  bool dateOnly() const {
+    for (const char* day : {"DueDate", "StartDate", "DateCompleted"})
+      if (property_.compare(QLatin1String(day), Qt::CaseInsensitive) == 0) return true;
+    return false;
   }
 
   Window window() const override {

@@ -81,6 +81,34 @@ TEST_F(Cli, ListShowsTheMarchOccurrencesOfTheSampleCalendar) {
   EXPECT_EQ(r.out.count("Stand-up Project Falcon"), 10);
 }
 
+// The Falcon meetings of March with their hours; what is wrong with a
+// request is said.
+TEST_F(Cli, FindListsTheFalconOccurrencesOfMarchWithTheirHours) {
+  const QString store = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
+  ordolo({"lang", "load", "english"});
+  const QStringList march{"--store", store, "--folder", "Calendar", "--from", "2026-03-01", "--to", "2026-03-31"};
+  Result r = ordolo(QStringList{"find"} + march + QStringList{"--field", "subject", "--contains", "falcon"});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  const QStringList parts = r.out.split("\n\n");
+  ASSERT_EQ(parts.size(), 2) << r.out.toStdString();
+  const QStringList rows = parts[0].split('\n');
+  EXPECT_EQ(rows.size(), 14);
+  for (const QString& row : rows) EXPECT_TRUE(row.section('\t', 2, 2).contains("Falcon")) << row.toStdString();
+  EXPECT_EQ(parts[1].trimmed(), QString("Sum Hours\n without allday => 7:30\n0 allday *8:00 => 0:00\nTOTAL => 7:30"));
+  // list takes the same condition, without the hours.
+  r = ordolo(QStringList{"list"} + march + QStringList{"--field", "Subject", "--starts", "stand-up"});
+  EXPECT_EQ(r.out.trimmed().split('\n').size(), 10) << r.out.toStdString();
+
+  r = ordolo({"find", "--store", store, "--folder", "Calendar", "--from", "2026-03-31", "--to", "2026-03-01"});
+  EXPECT_EQ(r.code, 2);
+  EXPECT_TRUE(r.err.contains("The end 2026-03-01 is before the start 2026-03-31")) << r.err.toStdString();
+  r = ordolo(QStringList{"find"} + march + QStringList{"--field", "Colour", "--contains", "red"});
+  EXPECT_EQ(r.code, 2);
+  EXPECT_TRUE(r.err.contains("No field Colour in Calendar; there are: ")) << r.err.toStdString();
+  r = ordolo({"find", "--store", store, "--folder", "Calendar"});
+  EXPECT_EQ(r.code, 2);
+}
+
 TEST_F(Cli, ListExplainsWhatIsWrong) {
   const QString store = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
   Result r = ordolo({"list", "--store", store, "--folder", "Nowhere"}, "en_US.UTF-8");
