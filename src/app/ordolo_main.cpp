@@ -9,6 +9,7 @@
 #include "addin/Connect.h"
 #include "app/PrintCommand.h"
 #include "app/StoreCommands.h"
+#include "app/ToolCommands.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
 #include "util/Folders.h"
@@ -41,6 +42,9 @@ QString helpText() {
   h += line(QStringLiteral("print --folder PATH"), text(Msg::CliCmdPrint));
   h += line(QStringLiteral("templates [--kind L]"), text(Msg::CliCmdTemplates));
   h += line(QStringLiteral("monitor --folder PATH"), text(Msg::CliCmdMonitor));
+  h += line(QStringLiteral("dedup --folder PATH"), text(Msg::CliCmdDedup));
+  h += line(QStringLiteral("import-eml FILE..."), text(Msg::CliCmdImportEml));
+  h += line(QStringLiteral("options get|set KEY"), text(Msg::CliCmdOptions));
   h += "\n" + text(Msg::CliOptions) + "\n";
   h += line(QStringLiteral("-h, --help"), text(Msg::CliCmdHelp));
   h += line(QStringLiteral("--version"), text(Msg::CliCmdVersion));
@@ -69,6 +73,10 @@ QString helpText() {
   h += line(QStringLiteral("--attachments"), text(Msg::CliOptAttachments));
   h += line(QStringLiteral("--yes"), text(Msg::CliOptYes));
   h += line(QStringLiteral("--kind LETTER"), text(Msg::CliOptKind));
+  h += line(QStringLiteral("--edit NAME"), text(Msg::CliOptEdit));
+  h += line(QStringLiteral("--move-to DIR"), text(Msg::CliOptMoveTo));
+  h += line(QStringLiteral("--physical"), text(Msg::CliOptPhysical));
+  h += line(QStringLiteral("--dry-run"), text(Msg::CliOptDryRun));
   h += "\n" + text(Msg::CliEnvironment) + "\n";
   h += line(QStringLiteral("ORDOLO_HOME"), text(Msg::CliEnvHome));
   h += line(QStringLiteral("ORDOLO_DEBUG"), text(Msg::CliEnvDebug));
@@ -169,6 +177,10 @@ int main(int argc, char** argv) {
   const QCommandLineOption field(QStringLiteral("field"), text(Msg::CliOptField), QStringLiteral("NAME"));
   const QCommandLineOption starts(QStringLiteral("starts"), text(Msg::CliOptStarts), QStringLiteral("TEXT"));
   const QCommandLineOption contains(QStringLiteral("contains"), text(Msg::CliOptContains), QStringLiteral("TEXT"));
+  const QCommandLineOption physical(QStringLiteral("physical"), text(Msg::CliOptPhysical));
+  const QCommandLineOption dryRun(QStringLiteral("dry-run"), text(Msg::CliOptDryRun));
+  const QCommandLineOption edit(QStringLiteral("edit"), text(Msg::CliOptEdit), QStringLiteral("NAME"));
+  const QCommandLineOption moveTo(QStringLiteral("move-to"), text(Msg::CliOptMoveTo), QStringLiteral("DIR"));
   const QCommandLineOption columns(QStringLiteral("columns"), text(Msg::CliOptColumns));
   const QCommandLineOption templ(QStringLiteral("template"), text(Msg::CliOptTemplate), QStringLiteral("FILE"));
   const QCommandLineOption itemIds(QStringLiteral("items"), text(Msg::CliOptItems), QStringLiteral("ID,..."));
@@ -185,10 +197,10 @@ int main(int argc, char** argv) {
   const QCommandLineOption printAll(QStringLiteral("print-all"), text(Msg::CliOptPrintAll));
   const QCommandLineOption everyMinutes(QStringLiteral("every-minutes"), text(Msg::CliOptEveryMinutes));
   const QCommandLineOption resume(QStringLiteral("resume"), text(Msg::CliOptResume));
-  parser.addOptions({help,     version,      debug,  locale,  store,  folder,   from,
-                     to,       columns,      templ,  itemIds, sort,   startRow, copies,
-                     printer,  pdf,          save,   show,    yes,    kind,     withAttachments,
-                     printAll, everyMinutes, resume, field,   starts, contains});
+  parser.addOptions({help,    version, debug,    locale,   store,           folder,   from,         to,
+                     columns, templ,   itemIds,  sort,     startRow,        copies,   printer,      pdf,
+                     save,    show,    yes,      kind,     withAttachments, printAll, everyMinutes, resume,
+                     field,   starts,  contains, physical, dryRun,          edit,     moveTo});
   parser.addPositionalArgument(QStringLiteral("command"), QString());
   if (!parser.parse(arguments)) {
     const QStringList unknown = parser.unknownOptionNames();
@@ -218,7 +230,15 @@ int main(int argc, char** argv) {
   if (args[0] == QLatin1String("folders")) return ordolo::app::foldersCommand(storeOptions);
   if (args[0] == QLatin1String("list")) return ordolo::app::listCommand(storeOptions);
   if (args[0] == QLatin1String("find")) return ordolo::app::findCommand(storeOptions);
-  if (args[0] == QLatin1String("templates")) return ordolo::app::templatesCommand(parser.value(kind));
+  if (args[0] == QLatin1String("templates")) {
+    if (parser.isSet(edit)) return ordolo::app::templateEditCommand(parser.value(edit));
+    if (parser.isSet(moveTo)) return ordolo::app::templateMoveCommand(parser.value(moveTo));
+    return ordolo::app::templatesCommand(parser.value(kind));
+  }
+  if (args[0] == QLatin1String("dedup"))
+    return ordolo::app::dedupCommand({storeOptions, parser.isSet(physical), parser.isSet(dryRun)});
+  if (args[0] == QLatin1String("import-eml")) return ordolo::app::importEmlCommand(storeOptions, args.mid(1));
+  if (args[0] == QLatin1String("options")) return ordolo::app::optionsCommand(args);
   const bool monitor = args[0] == QLatin1String("monitor");
   if (args[0] == QLatin1String("print") || monitor) {
     ordolo::app::PrintOptions p;

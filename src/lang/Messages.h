@@ -169,6 +169,23 @@ enum class Msg {
   GuiTextColumn,
   GuiUsage,
   MonSqliteOpen,  // %1 the file, %2 SQLite's reason
+  DedupDone,            // %1 removed, %2 rows before
+  ErrDedupDelete,       // %1 the item, %2 the reason
+  ErrUnknownOptionKey,  // %1 the key, %2 the keys known
+  ErrBadOptionValue,    // %1 the value, %2 the key
+  ErrNoSuchFolder,      // %1 the folder
+  TemplatesMoved,       // %1 the folder, %2 files moved
+  CliCmdDedup,
+  CliCmdImportEml,
+  CliCmdOptions,
+  CliOptPhysical,
+  CliOptDryRun,
+  CliOptEdit,
+  CliOptMoveTo,
+  EmlImported,       // after the count
+  EmlNotMessages,    // %1 the files
+  ErrDraftsMissing,  // %1 the folder
+  ErrDraftsFolder,   // %1 the folder, %2 the reason
   FindSumHours,
   FindWithoutAllDay,
   FindAllDay,

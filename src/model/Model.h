@@ -209,6 +209,8 @@ class Item : public Object, public std::enable_shared_from_this<Item> {
   virtual bool Readable() const { return true; }
   // Moves the item into the Deleted Items folder.
   virtual bool Delete(QString* error = nullptr);
+  // Where the last Delete put the item's file; empty when unknown.
+  virtual QString DeletedTo() const { return {}; }
   // Writes an unsaved item to its folder.
   virtual bool Save(QString* error = nullptr);
   // Loads a message file (format 1024: RFC 822) into a new mail.

@@ -266,6 +266,12 @@ void Start::mailRow(const model::ItemPtr& item) {
           item->text(QStringLiteral("Subject")), state});
 }
 
+void Start::removeRow(int index) {
+  if (index < 0 || index >= int(rows_.size())) return;
+  rows_.erase(rows_.begin() + index);
+  items_.erase(items_.begin() + index);
+}
+
 void Start::sortBy(int column, bool descending) {
   const std::vector<Column> columns = Columns(kind_);
   if (column <= 0 || column >= int(columns.size())) return;

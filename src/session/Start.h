@@ -70,6 +70,8 @@ class Start {
 
   // Sorts items and rows by a column (its sortable text), stably.
   void sortBy(int column, bool descending = false);
+  // Takes a row and its item out of the list.
+  void removeRow(int index);
 
  private:
   void addRow(const model::ItemPtr& item, QStringList subItems);

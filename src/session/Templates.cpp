@@ -66,6 +66,29 @@ QString ChooseTemplate(const QString& kindLetter, const QString& folder) {
   return listed.first();
 }
 
+namespace {
+
+QByteArray Contents(const QString& path) {
+  QFile f(path);
+  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// A rename; across file systems (where a rename fails) a copy that is read
+// back and compared before the original goes. A copy that differs is
+// removed and the original stays.
+bool MoveFile(const QString& from, const QString& to) {
+  if (QFile::rename(from, to)) return true;
+  if (QFileInfo::exists(to) || !QFile::copy(from, to)) return false;
+  const QByteArray original = Contents(from);
+  if (Contents(to) != original || original.size() != QFileInfo(from).size()) {
+    QFile::remove(to);
+    return false;
+  }
+  return QFile::remove(from);
+}
+
+}  // namespace
+
 FolderChange ChangeTemplateFolder(const QString& newFolderIn) {
   FolderChange result;
   if (newFolderIn.trimmed().isEmpty()) return result;
@@ -86,8 +109,7 @@ FolderChange ChangeTemplateFolder(const QString& newFolderIn) {
     const QString tail = name.right(4).toLower();
     if (tail == QLatin1String(".ini") || tail == QLatin1String(".key") || tail == QLatin1String(".all")) continue;
     const QString from = source.filePath(name), to = target.filePath(name);
-    // A rename across file systems fails: copy, then remove.
-    const bool moved = QFile::rename(from, to) || (QFile::copy(from, to) && QFile::remove(from));
+    const bool moved = MoveFile(from, to);
     if (moved) ++result.moved;
     else result.failed << from;
   }

@@ -510,7 +510,7 @@ bool StoreFolder::writeMessage(const QByteArray& bytes, QString* pathOut, QStrin
   return false;
 }
 
-bool StoreFolder::receive(StoreItem& item, QString* error) {
+bool StoreFolder::receive(StoreItem& item, QString* error, QString* movedTo) {
   if (!item.locator().recurrence.isEmpty()) {
     if (error) *error = QStringLiteral("an occurrence cannot be deleted on its own; delete the series");
     return false;
@@ -538,6 +538,7 @@ bool StoreFolder::receive(StoreItem& item, QString* error) {
       if (error) *error = QStringLiteral("%1: cannot move to %2").arg(from, to);
       return false;
     }
+    if (movedTo) *movedTo = to;
     return true;
   }
   // One item of a shared file: its component goes to a file of its own, and
@@ -581,6 +582,7 @@ bool StoreFolder::receive(StoreItem& item, QString* error) {
     QFile::remove(to);
     return false;
   }
+  if (movedTo) *movedTo = to;
   return true;
 }
 

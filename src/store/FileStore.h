@@ -58,7 +58,7 @@ class StoreFolder : public model::Folder {
   std::vector<model::ItemPtr> loadItems();
 
   // Moves item's source into this folder (which should be Deleted Items).
-  bool receive(StoreItem& item, QString* error);
+  bool receive(StoreItem& item, QString* error, QString* movedTo = nullptr);
   // Writes a whole message into this folder (Maildir: into cur/ as a draft).
   bool writeMessage(const QByteArray& bytes, QString* pathOut, QString* error);
 

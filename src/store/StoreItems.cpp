@@ -86,7 +86,7 @@ bool StoreItem::Delete(QString* error) {
     if (error) *error = QStringLiteral("the item is already in Deleted Items");
     return false;
   }
-  return trash->receive(*this, error);
+  return trash->receive(*this, error, &deletedTo_);
 }
 
 // --------------------------------------------------------------- CalendarItem

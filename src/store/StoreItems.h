@@ -44,6 +44,7 @@ class StoreItem : public model::Item {
   model::ObjectPtr Parent() const override;
   QString EntryID() const override;
   bool Delete(QString* error = nullptr) override;
+  QString DeletedTo() const override { return deletedTo_; }
 
   const QString& path() const { return path_; }
   const Locator& locator() const { return locator_; }
@@ -57,6 +58,7 @@ class StoreItem : public model::Item {
   std::weak_ptr<StoreFolder> folder_;
   QString path_;
   Locator locator_;
+  QString deletedTo_;
 };
 
 // An event, to-do or journal entry; also one occurrence of a recurring event.
