@@ -4,6 +4,10 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
 #include "app/RunOrdolo.h"
 #include "support/TestEnv.h"
 
@@ -107,6 +111,39 @@ TEST_F(Cli, FindListsTheFalconOccurrencesOfMarchWithTheirHours) {
   EXPECT_TRUE(r.err.contains("No field Colour in Calendar; there are: ")) << r.err.toStdString();
   r = ordolo({"find", "--store", store, "--folder", "Calendar"});
   EXPECT_EQ(r.code, 2);
+}
+
+// The tools as scripts use them: .eml files into Drafts, the attachment
+// options, and the template folder moved.
+TEST_F(Cli, ImportOptionsAndTheTemplateFolderFromTheCommandLine) {
+  ordolo({"lang", "load", "english"});
+  QTemporaryDir root, drop, templates;
+  QDir().mkpath(root.filePath("Inbox/cur"));
+  const QString mail = QDir(ORDOLO_SOURCE_DIR "/examples/store/Inbox/cur").entryInfoList(QDir::Files)[0].filePath();
+  QFile::copy(mail, drop.filePath("x.EML"));
+  QFile::copy(mail, drop.filePath("x.eml"));
+  QFile::copy(mail, drop.filePath("y.txt"));
+  Result r = ordolo({"import-eml", "--store", root.path(), drop.filePath("x.EML"), drop.filePath("x.eml"),
+                     drop.filePath("y.txt")});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  EXPECT_TRUE(r.out.trimmed().endsWith("\n2 messages imported => see Folder Drafts (German \"Entwürfe\")!"))
+      << r.out.toStdString();
+  r = ordolo({"list", "--store", root.path(), "--folder", "Drafts"});
+  EXPECT_EQ(r.out.trimmed().split('\n').size(), 2) << r.out.toStdString();
+
+  EXPECT_EQ(ordolo({"options", "set", "attachments.wait", "7"}).code, 0);
+  EXPECT_EQ(ordolo({"options", "set", "Attachments.First", "yes"}).code, 0);
+  EXPECT_EQ(ordolo({"options", "get", "Attachments.Wait"}).out.trimmed(), "7");
+  EXPECT_EQ(ordolo({"options", "get", "Attachments.First"}).out.trimmed(), "1");
+  EXPECT_EQ(ordolo({"options", "set", "Attachments.Wait", "soon"}).code, 2);
+
+  // The shipped templates move along; the folder's ini stays behind.
+  const QString before = ordolo({"templates"}).out;
+  r = ordolo({"templates", "--move-to", templates.path()});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  EXPECT_EQ(ordolo({"templates"}).out, before);
+  EXPECT_TRUE(QFileInfo::exists(templates.filePath("MMemo.dotx")));
+  EXPECT_EQ(ordolo({"templates", "--move-to", home.filePath("nowhere")}).code, 1);
 }
 
 TEST_F(Cli, ListExplainsWhatIsWrong) {
