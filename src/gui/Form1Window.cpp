@@ -1,5 +1,7 @@
 #include "gui/Form1Window.h"
 
+#include <QAbstractItemView>
+#include <QCalendarWidget>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -18,8 +20,15 @@
 #include <QSpinBox>
 #include <QTabWidget>
 #include <QTreeWidget>
+#include <QTextCharFormat>
+#include <QUrl>
 #include <QVBoxLayout>
+#include <QDropEvent>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QMouseEvent>
 
+#include "gui/Form3.h"
 #include "gui/Form4.h"
 #include "gui/MonitorDialog.h"
 #include "gui/QtPort.h"
@@ -97,7 +106,44 @@ void Form1Window::buildPrintTab() {
   list1_->setUniformRowHeights(true);
   list1_->header()->setSectionsClickable(true);
   list1_->header()->setSortIndicatorShown(true);
-  layout->addWidget(list1_, 1);
+  // Beside the list: the month calendar and the tools.
+  auto* listRow = new QHBoxLayout;
+  listRow->addWidget(list1_, 1);
+  auto* tools = new QVBoxLayout;
+  monthView1_ = new QCalendarWidget(page);
+  monthView1_->setObjectName(QStringLiteral("MonthView1"));
+  monthView1_->setGridVisible(false);
+  monthView1_->setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
+  monthView1_->setMaximumWidth(monthView1_->sizeHint().width());
+  rangeFrom_ = rangeTo_ = monthView1_->selectedDate();
+  monthView1_->findChild<QAbstractItemView*>()->viewport()->installEventFilter(this);
+  connect(monthView1_, &QCalendarWidget::selectionChanged, this, &Form1Window::calendarSelected);
+  tools->addWidget(monthView1_);
+  dfind_ = new QPushButton(page);
+  dfind_->setObjectName(QStringLiteral("DFIND"));
+  deldup_ = new QPushButton(page);
+  deldup_->setObjectName(QStringLiteral("DELDUP"));
+  tools->addWidget(dfind_);
+  tools->addWidget(deldup_);
+  emlImport_ = new QLabel(page);
+  emlImport_->setObjectName(QStringLiteral("EMLImport"));
+  emlImport_->setWordWrap(true);
+  emlImport_->setFrameShape(QFrame::StyledPanel);
+  emlImport_->setAlignment(Qt::AlignCenter);
+  emlImport_->setMaximumWidth(monthView1_->maximumWidth());
+  emlImport_->setAcceptDrops(true);
+  emlImport_->installEventFilter(this);
+  tools->addWidget(emlImport_);
+  tools->addStretch(1);
+  listRow->addLayout(tools);
+  layout->addLayout(listRow, 1);
+  connect(dfind_, &QPushButton::clicked, this, &Form1Window::findPressed);
+  connect(deldup_, &QPushButton::clicked, this, [this] {
+    if (form_.removeDuplicates() < 0) return;
+    fillItems();
+    list1_->header()->setSortIndicator(-1, Qt::AscendingOrder);
+    counter_->setText(form_.counterText());
+  });
   connect(list1_, &QTreeWidget::itemSelectionChanged, this, [this] {
     for (int i = 0; i < list1_->topLevelItemCount(); ++i)
       form_.setRowSelected(list1_->topLevelItem(i)->data(0, Qt::UserRole).toInt(),
@@ -342,6 +388,10 @@ void Form1Window::applyTexts() {
   printTo_->setItemText(1, lang::text(Msg::GuiPdfFolder));
   browse_->setText(lang::text(Msg::GuiBrowse));
   if (!form_.monitoring()) monitor_->setText(lang::text(Msg::MonButton));
+  dfind_->setText(S("S32"));
+  deldup_->setText(S("S71"));
+  deldup_->setToolTip(S("S71"));
+  emlImport_->setText(lang::text(Msg::GuiImportLabel).trimmed().replace(QLatin1String("\r\n"), QLatin1String("\n")));
   if (!form_.busy()) {
     ok_->setText(S("S21"));
     show_->setText(S("S23"));
@@ -443,6 +493,84 @@ void Form1Window::fillLanguage(const QString& keepKey) {
   }
 }
 
+void Form1Window::calendarSelected() {
+  const QDate day = monthView1_->selectedDate();
+  // A press starts a range; dragging or Shift (click or arrow) stretches it.
+  if (pressAnchors_) {
+    anchor_ = day;
+    pressAnchors_ = false;
+  } else if (!dragging_ && !(QGuiApplication::keyboardModifiers() & Qt::ShiftModifier)) {
+    anchor_ = day;
+  }
+  rangeFrom_ = std::min(anchor_, day);
+  rangeTo_ = std::max(anchor_, day);
+  monthView1_->setDateTextFormat(QDate(), QTextCharFormat());
+  QTextCharFormat marked;
+  marked.setBackground(palette().highlight());
+  marked.setForeground(palette().highlightedText());
+  for (QDate d = rangeFrom_; d <= rangeTo_; d = d.addDays(1)) monthView1_->setDateTextFormat(d, marked);
+}
+
+void Form1Window::setFindRange(const QDate& from, const QDate& to) {
+  anchor_ = from;
+  monthView1_->setSelectedDate(from);
+  if (to != from) {
+    dragging_ = true;
+    monthView1_->setSelectedDate(to);
+    dragging_ = false;
+  }
+}
+
+bool Form1Window::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == emlImport_) {
+    if (event->type() == QEvent::DragEnter || event->type() == QEvent::DragMove) {
+      auto* drag = static_cast<QDropEvent*>(event);
+      if (drag->mimeData()->hasUrls() && !form_.busy()) drag->acceptProposedAction();
+      return true;
+    }
+    if (event->type() == QEvent::Drop) {
+      auto* drop = static_cast<QDropEvent*>(event);
+      QStringList files;
+      for (const QUrl& url : drop->mimeData()->urls())
+        if (url.isLocalFile()) files << url.toLocalFile();
+      drop->acceptProposedAction();
+      form_.importEml(files);
+      return true;
+    }
+    return false;
+  }
+  if (event->type() == QEvent::MouseButtonPress) {
+    const bool shift = static_cast<QMouseEvent*>(event)->modifiers() & Qt::ShiftModifier;
+    pressAnchors_ = !shift;
+    dragging_ = true;
+  } else if (event->type() == QEvent::MouseButtonRelease) {
+    dragging_ = pressAnchors_ = false;
+  }
+  return QDialog::eventFilter(watched, event);
+}
+
+void Form1Window::findPressed() {
+  if (form_.busy()) return;
+  Form3 form3(form_.findFields(), form_.kindLetter(), this);
+  if (form3.exec() != QDialog::Accepted) return;
+  progress_->setMaximum(0);
+  form_.onProgress = [this](int done, int all) {
+    progress_->setMaximum(all);
+    progress_->setValue(done);
+  };
+  updateButtons();
+  const bool found = form_.find(rangeFrom_, rangeTo_, form3.condition());
+  form_.onProgress = nullptr;
+  progress_->reset();
+  if (found) {
+    fillItems();
+    list1_->header()->setSortIndicator(-1, Qt::AscendingOrder);
+    counter_->setText(QString(form_.counterText()).replace(QLatin1String("\r\n"), QLatin1String("\n")));
+    status_->setText(lang::text(Msg::PrintProgress).arg(form_.rows().size()).arg(form_.rows().size()));
+  }
+  updateButtons();
+}
+
 void Form1Window::updateButtons() {
   const bool busy = form_.busy();
   const bool watching = form_.monitoring();
@@ -451,6 +579,9 @@ void Form1Window::updateButtons() {
   monitor_->setEnabled(watching || (!busy && form_.canMonitor()));
   exit_->setEnabled(true);
   list1_->setEnabled(!busy);
+  dfind_->setEnabled(!busy && !watching && form_.canFind());
+  deldup_->setEnabled(!busy && !watching && !form_.rows().empty());
+  monthView1_->setEnabled(!busy);
   edit_->setEnabled(!busy && !watching && form_.currentTemplate() >= 0);
   changePath_->setEnabled(!busy);
   for (QPushButton* b : langDef_) b->setEnabled(!busy);

@@ -3,12 +3,14 @@
 // options, and the language table.
 #pragma once
 
+#include <QDate>
 #include <QDialog>
 
 #include <memory>
 
 #include "ui/Form1.h"
 
+class QCalendarWidget;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -35,11 +37,15 @@ class Form1Window : public QDialog {
   // Shows the item list of a fresh intake (ui::Form1::take was called).
   void showItems();
 
+  // Selects the days [from, to] on the month calendar, as a drag would.
+  void setFindRange(const QDate& from, const QDate& to);
+
   // What a run said last (its errors and how it ended), for the status line.
   QString lastStatus() const;
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
   void reject() override;
 
  private:
@@ -57,6 +63,8 @@ class Form1Window : public QDialog {
   void editLanguageRow();
   void chooseOutputFolder();
   void monitorPressed();
+  void findPressed();
+  void calendarSelected();
   void showMonitorState(monitor::Monitor::State state);
 
   QtPort& port_;
@@ -81,6 +89,12 @@ class Form1Window : public QDialog {
   QPushButton* exit_;
   QPushButton* monitor_;
   QLabel* handled_;
+  QCalendarWidget* monthView1_;
+  QPushButton* dfind_;
+  QPushButton* deldup_;
+  QLabel* emlImport_;
+  QDate anchor_, rangeFrom_, rangeTo_;
+  bool pressAnchors_ = false, dragging_ = false;
   // Template tab.
   QLabel* templatesLabel_;
   QListWidget* list2_;

@@ -35,8 +35,10 @@ ui::Answer QtPort::message(const QString& text, ui::Buttons buttons, ui::Icon ic
       box.setEscapeButton(QMessageBox::No);
       break;
     case ui::Buttons::YesNoCancel:
+      // The second button is the default: the careful answer.
       box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
-      box.setDefaultButton(QMessageBox::Yes);
+      box.setDefaultButton(QMessageBox::No);
+      box.setEscapeButton(QMessageBox::Cancel);
       break;
   }
   switch (box.exec()) {

@@ -170,6 +170,9 @@ enum class Msg {
   GuiUsage,
   MonSqliteOpen,  // %1 the file, %2 SQLite's reason
   DedupDone,            // %1 removed, %2 rows before
+  DedupHint,            // under the question whether to delete physically
+  GuiImportLabel,       // the drop target for .eml files
+  GuiField,             // the find dialog's field list
   ErrDedupDelete,       // %1 the item, %2 the reason
   ErrUnknownOptionKey,  // %1 the key, %2 the keys known
   ErrBadOptionValue,    // %1 the value, %2 the key

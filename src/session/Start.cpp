@@ -108,16 +108,20 @@ bool Start::StartPrint(const model::Selection& selection, const model::FolderPtr
                                            QStringLiteral("Nothing selected")));
     return false;
   }
-  kind_ = RunKind(currentClass);
+  Reset(currentClass, folder, user);
+  for (const model::ItemPtr& item : selection.all()) {
+    if (item) AddItem(kind_, item, true);
+  }
+  return kind_ != -1;
+}
+
+void Start::Reset(int itemClass, const model::FolderPtr& folder, const QString& user) {
+  kind_ = RunKind(itemClass);
   if (attachments_) attachments_->reset();
   items_.clear();
   rows_.clear();
   folderName_ = folder ? folder->Name() : QString();
   caption_ = folderName_ + QLatin1String(" (") + user + QLatin1Char(')');
-  for (const model::ItemPtr& item : selection.all()) {
-    if (item) AddItem(kind_, item, true);
-  }
-  return kind_ != -1;
 }
 
 void Start::AddItem(int& kind, model::ItemPtr item, bool warnUnsaved) {

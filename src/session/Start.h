@@ -55,6 +55,8 @@ class Start {
 
   // Lists one item if it fits the run's kind; warns about an unsaved item.
   void AddItem(int& kind, model::ItemPtr item, bool warnUnsaved);
+  // An empty list for items of `itemClass` (a find fills it by AddItem).
+  void Reset(int itemClass, const model::FolderPtr& folder, const QString& user);
 
   int kind() const { return kind_; }
   const std::vector<model::ItemPtr>& items() const { return items_; }

@@ -1,5 +1,10 @@
 #include "ui/Form1.h"
 
+#include "store/FileStore.h"
+#include "tools/Duplicates.h"
+#include "tools/EmlImport.h"
+#include "util/VbFormat.h"
+
 #include <QDir>
 #include <QFileInfo>
 
@@ -282,7 +287,79 @@ session::RunResult Form1::print(session::RunMode mode) {
   return result;
 }
 
+QStringList Form1::findFields() const { return tools::FieldList(folder_); }
+
+bool Form1::find(const QDate& from, const QDate& to, const tools::FieldCondition& condition) {
+  if (busy() || !folder_) return false;
+  if (to < from) {
+    port_.message(lang::text(Msg::ErrRangeReversed)
+                      .arg(util::Format(to, QStringLiteral("ddddd")), util::Format(from, QStringLiteral("ddddd"))),
+                  Buttons::Ok, Icon::Warning);
+    return false;
+  }
+  tools::FindRequest request;
+  request.from = from;
+  request.to = to;
+  request.condition = condition;
+  int shown = 0;
+  request.progress = [this, &shown](int done, int total) {
+    if (onProgress) onProgress(done, total);
+    // Drawing every item would cost more than the find itself.
+    if (done - shown >= 25 || done == total) {
+      shown = done;
+      port_.yield();
+    }
+  };
+  request.stopRequested = [this] { return findStop_; };
+  finding_ = true;
+  findStop_ = stopping_ = false;
+  const tools::FindResult found = tools::Find(folder_, request);
+  finding_ = stopping_ = false;
+  if (!found.error.isEmpty()) {
+    port_.message(lang::text(Msg::ErrFilter).arg(found.error), Buttons::Ok, Icon::Critical);
+    return false;
+  }
+  start_->Reset(folder_->DefaultItemClass(), folder_, session_ ? session_->CurrentUser() : QString());
+  int kind = start_->kind();
+  for (const model::ItemPtr& item : found.items) start_->AddItem(kind, item, false);
+  sortColumn_ = 0;
+  counter_ = folder_->DefaultItemClass() == model::olAppointment ? found.totals.text() : QString();
+  return true;
+}
+
+int Form1::removeDuplicates() {
+  if (busy()) return -1;
+  const Answer answer = port_.message(lang::GetLangText(QStringLiteral("S70")) + QStringLiteral("\r\n\r\n") +
+                                          lang::text(Msg::DedupHint),
+                                      Buttons::YesNoCancel, Icon::Question);
+  if (answer == Answer::Cancel) return -1;
+  tools::DedupRequest request;
+  request.mode = answer == Answer::Yes ? tools::DedupMode::Physical : tools::DedupMode::ListOnly;
+  const tools::DedupResult result = tools::RemoveDuplicates(*start_, request);
+  QStringList failed;
+  for (const tools::DedupRemoved& r : result.removed)
+    if (!r.error.isEmpty()) failed << r.error;
+  if (!failed.isEmpty())
+    port_.message(lang::text(Msg::ErrDedupDelete).arg(QString::number(failed.size()), failed.join(QLatin1Char('\n'))),
+                  Buttons::Ok, Icon::Warning);
+  if (request.mode == tools::DedupMode::ListOnly) sortColumn_ = 0;
+  counter_ = lang::text(Msg::DedupDone).arg(result.removed.size()).arg(start_->rows().size() + result.removed.size());
+  return int(result.removed.size());
+}
+
+void Form1::importEml(const QStringList& files) {
+  auto fileStore = std::dynamic_pointer_cast<store::FileStore>(session_);
+  if (!fileStore) return;
+  const tools::EmlImportResult result = tools::ImportEml(*fileStore, files);
+  port_.message(result.message(), Buttons::Ok, result.error.isEmpty() ? Icon::Information : Icon::Warning);
+}
+
 bool Form1::requestStop() {
+  if (finding_) {
+    findStop_ = true;
+    stopping_ = true;
+    return true;
+  }
   if (!run_) return false;
   run_->requestStop();
   stopping_ = true;

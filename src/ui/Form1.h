@@ -16,6 +16,7 @@
 #include "monitor/Monitor.h"
 #include "session/PrintRun.h"
 #include "session/Start.h"
+#include "tools/Find.h"
 #include "ui/Port.h"
 
 namespace ordolo::ui {
@@ -100,7 +101,7 @@ class Form1 {
   // the port's yield lets the front end draw and take the stop request
   // meanwhile.
   session::RunResult print(session::RunMode mode);
-  bool busy() const { return run_ != nullptr; }
+  bool busy() const { return run_ != nullptr || finding_; }
   // The EXIT button and closing the window during a run: asks the run to
   // stop after its current document. True when a run was asked.
   bool requestStop();
@@ -108,6 +109,24 @@ class Form1 {
   // Closing: refused (and a stop asked) while a run is busy; otherwise the
   // options are written. True when the window may close.
   bool close();
+
+  // --- the tools
+  // The fields the find dialog offers for the listed items' folder.
+  QStringList findFields() const;
+  bool canFind() const { return folder_ != nullptr; }
+  // Replaces the list with the items of the listed items' folder in
+  // [from, to] that meet the condition; for appointments the hours go to
+  // counterText(). A stop request ends it with what was found so far. False
+  // (the user was told) when the folder cannot be searched.
+  bool find(const QDate& from, const QDate& to, const tools::FieldCondition& condition);
+  QString counterText() const { return counter_; }
+  // Asks whether the duplicates go physically (Yes), from the list only
+  // (No) or not at all (Cancel), then removes them. The rows removed, or -1
+  // when cancelled.
+  int removeDuplicates();
+  // Files dropped on the import label: the .eml ones become drafts, and the
+  // count is shown.
+  void importEml(const QStringList& files);
 
   // --- the folder monitor
   // Whether the listed items' folder can be watched (it lies on disk) and
@@ -151,6 +170,9 @@ class Form1 {
   // A monitor stopped from inside its own check lives until that returns.
   std::unique_ptr<monitor::Monitor> retired_;
   bool stopping_ = false;
+  bool finding_ = false;
+  bool findStop_ = false;
+  QString counter_;
 };
 
 }  // namespace ordolo::ui

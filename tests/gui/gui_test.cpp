@@ -16,6 +16,9 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QDropEvent>
+#include <QUrl>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -326,6 +329,101 @@ TEST_F(Gui, TheMonitorPrintsAMailThatLandsInTheWatchedInboxAndStopsCleanly) {
   QTest::mouseClick(monitor, Qt::LeftButton);
   EXPECT_EQ(monitor->text(), "Monitor");
   EXPECT_TRUE(ok->isEnabled());
+}
+
+// Find: a range dragged on the month calendar, a condition in Form3; the
+// list holds the occurrences found and the counter their hours.
+TEST_F(Gui, FindListsTheFalconMeetingsOfMarchWithTheirHours) {
+  gui::Form1Window* form = printRows(1);
+  ASSERT_TRUE(form);
+  form->setFindRange(QDate(2026, 3, 1), QDate(2026, 3, 31));
+  QStringList fields;
+  QTimer::singleShot(0, [&] {
+    auto* form3 = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+    if (!form3 || form3->objectName() != "Form3") return;
+    auto* combo = form3->findChild<QComboBox*>("Combo1");
+    for (int i = 0; i < combo->count(); ++i) fields << combo->itemText(i);
+    combo->setCurrentIndex(combo->findText("Subject"));
+    QTest::keyClicks(form3->findChild<QLineEdit*>("Text2"), "FALCON");
+    form3->findChild<QPushButton*>("Find")->click();
+  });
+  QTest::mouseClick(child<QPushButton>(form, "DFIND"), Qt::LeftButton);
+  EXPECT_TRUE(fields.contains("Body") && fields.contains("Location")) << fields.join(", ").toStdString();
+  auto* list1 = child<QTreeWidget>(form, "List1");
+  ASSERT_EQ(list1->topLevelItemCount(), 14);
+  for (int i = 0; i < 14; ++i) EXPECT_TRUE(list1->topLevelItem(i)->text(3).contains("Falcon"));
+  EXPECT_EQ(child<QLabel>(form, "Zaehler")->text(),
+            "Sum Hours\n without allday => 7:30\n0 allday *8:00 => 0:00\nTOTAL => 7:30");
+  // The values are kept for the kind; Cancel changes nothing.
+  EXPECT_EQ(util::ReadIni("Find", "AContain", "", util::UserConfigFile()), "FALCON");
+  QTimer::singleShot(0, [] {
+    if (auto* form3 = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+      form3->findChild<QPushButton*>("Cancel")->click();
+  });
+  QTest::mouseClick(child<QPushButton>(form, "DFIND"), Qt::LeftButton);
+  EXPECT_EQ(list1->topLevelItemCount(), 14);
+}
+
+// DELDUP on an inbox where every mail is there twice, and .eml files
+// dropped on the import label.
+TEST_F(Gui, DuplicatesLeaveTheListAndDroppedEmlFilesBecomeDrafts) {
+  QTemporaryDir store;
+  for (const char* sub :
+       {"Inbox/cur", "Inbox/new", "Inbox/tmp", "Deleted Items/cur", "Deleted Items/new", "Deleted Items/tmp"})
+    QDir().mkpath(store.filePath(sub));
+  const QString cur = kStore + "/Inbox/cur/";
+  const QStringList mails = QDir(cur).entryList(QDir::Files, QDir::Name).mid(0, 4);
+  for (const QString& m : mails) {
+    QFile::copy(cur + m, store.filePath("Inbox/cur/" + m));
+    QFile::copy(cur + m, store.filePath("Inbox/cur/" + m.section(':', 0, 0) + "again:2,S"));
+  }
+  ASSERT_TRUE(browser->openStore(store.path()));
+  ASSERT_TRUE(browser->chooseFolder("Inbox"));
+  gui::Form1Window* form = printRows(-1);
+  ASSERT_TRUE(form);
+  auto* list1 = child<QTreeWidget>(form, "List1");
+  ASSERT_EQ(list1->topLevelItemCount(), 8);
+  QString question;
+  QTimer::singleShot(0, [&] {
+    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    if (!box) return;
+    question = box->text();
+    box->button(QMessageBox::Cancel)->click();
+  });
+  QTest::mouseClick(child<QPushButton>(form, "DELDUP"), Qt::LeftButton);
+  EXPECT_TRUE(question.startsWith("Delete Duplicates also physical (put in trash folder)?\r\n\r\n"))
+      << question.toStdString();
+  EXPECT_EQ(list1->topLevelItemCount(), 8);
+  AnswerNextMessage(QMessageBox::No);  // from the list only
+  QTest::mouseClick(child<QPushButton>(form, "DELDUP"), Qt::LeftButton);
+  EXPECT_EQ(list1->topLevelItemCount(), 4);
+  EXPECT_EQ(QDir(store.filePath("Inbox/cur")).entryList(QDir::Files).size(), 8);
+
+  // Three files dropped: two of them messages by their name.
+  QTemporaryDir drop;
+  QFile::copy(cur + mails[0], drop.filePath("x.EML"));
+  QFile::copy(cur + mails[1], drop.filePath("x.eml"));
+  QFile::copy(cur + mails[2], drop.filePath("y.txt"));
+  auto* label = child<QLabel>(form, "EMLImport");
+  EXPECT_TRUE(label->text().startsWith("Drop *.eml files from Outlook Express here\nto save them into the DRAFTS"));
+  QMimeData data;
+  data.setUrls({QUrl::fromLocalFile(drop.filePath("x.EML")), QUrl::fromLocalFile(drop.filePath("x.eml")),
+                QUrl::fromLocalFile(drop.filePath("y.txt"))});
+  QString said;
+  QTimer::singleShot(0, [&] {
+    if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+      said = box->text();
+      box->button(QMessageBox::Ok)->click();
+    }
+  });
+  // The drag comes in, then drops.
+  QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(label, &enter);
+  EXPECT_TRUE(enter.isAccepted());
+  QDropEvent event(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(label, &event);
+  EXPECT_EQ(said, "2 messages imported => see Folder Drafts (German \"Entwürfe\")!");
+  EXPECT_EQ(QDir(store.filePath("Drafts/cur")).entryList(QDir::Files).size(), 2);
 }
 
 // Moving the template folder: what moves, what stays, what is written.
