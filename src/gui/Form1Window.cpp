@@ -114,7 +114,7 @@ void Form1Window::buildPrintTab() {
   monthView1_->setObjectName(QStringLiteral("MonthView1"));
   monthView1_->setGridVisible(false);
   monthView1_->setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
-  monthView1_->setMaximumWidth(monthView1_->sizeHint().width());
+  monthView1_->setFixedSize(monthView1_->sizeHint());
   rangeFrom_ = rangeTo_ = monthView1_->selectedDate();
   monthView1_->findChild<QAbstractItemView*>()->viewport()->installEventFilter(this);
   connect(monthView1_, &QCalendarWidget::selectionChanged, this, &Form1Window::calendarSelected);
@@ -125,15 +125,6 @@ void Form1Window::buildPrintTab() {
   deldup_->setObjectName(QStringLiteral("DELDUP"));
   tools->addWidget(dfind_);
   tools->addWidget(deldup_);
-  emlImport_ = new QLabel(page);
-  emlImport_->setObjectName(QStringLiteral("EMLImport"));
-  emlImport_->setWordWrap(true);
-  emlImport_->setFrameShape(QFrame::StyledPanel);
-  emlImport_->setAlignment(Qt::AlignCenter);
-  emlImport_->setMaximumWidth(monthView1_->maximumWidth());
-  emlImport_->setAcceptDrops(true);
-  emlImport_->installEventFilter(this);
-  tools->addWidget(emlImport_);
   tools->addStretch(1);
   listRow->addLayout(tools);
   layout->addLayout(listRow, 1);
@@ -274,6 +265,16 @@ void Form1Window::buildTemplateTab() {
   help_->setObjectName(QStringLiteral("DOHELP"));
   side->addWidget(edit_);
   side->addWidget(changePath_);
+  // The drop target for message files that become drafts.
+  emlImport_ = new QLabel(page);
+  emlImport_->setObjectName(QStringLiteral("EMLImport"));
+  emlImport_->setWordWrap(true);
+  emlImport_->setFrameShape(QFrame::StyledPanel);
+  emlImport_->setAlignment(Qt::AlignCenter);
+  emlImport_->setMaximumWidth(260);
+  emlImport_->setAcceptDrops(true);
+  emlImport_->installEventFilter(this);
+  side->addWidget(emlImport_);
   side->addStretch(1);
   side->addWidget(help_);
   row->addLayout(side);
@@ -553,13 +554,17 @@ void Form1Window::findPressed() {
   if (form_.busy()) return;
   Form3 form3(form_.findFields(), form_.kindLetter(), this);
   if (form3.exec() != QDialog::Accepted) return;
+  runFind(form3.condition());
+}
+
+void Form1Window::runFind(const tools::FieldCondition& condition) {
   progress_->setMaximum(0);
   form_.onProgress = [this](int done, int all) {
     progress_->setMaximum(all);
     progress_->setValue(done);
   };
   updateButtons();
-  const bool found = form_.find(rangeFrom_, rangeTo_, form3.condition());
+  const bool found = form_.find(rangeFrom_, rangeTo_, condition);
   form_.onProgress = nullptr;
   progress_->reset();
   if (found) {

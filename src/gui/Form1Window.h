@@ -40,6 +40,9 @@ class Form1Window : public QDialog {
   // Selects the days [from, to] on the month calendar, as a drag would.
   void setFindRange(const QDate& from, const QDate& to);
 
+  // Replaces the list with what the calendar's range and `condition` find.
+  void runFind(const tools::FieldCondition& condition);
+
   // What a run said last (its errors and how it ended), for the status line.
   QString lastStatus() const;
 

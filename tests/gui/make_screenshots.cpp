@@ -3,6 +3,8 @@
 // editor of the language tab, a question and the notice window.
 //   gui_screenshots STORE OUTDIR   (run with QT_QPA_PLATFORM=offscreen)
 #include <QApplication>
+#include <QLineEdit>
+#include <QComboBox>
 #include <QDir>
 #include <QIcon>
 #include <QLabel>
@@ -20,6 +22,7 @@
 #include "gui/BrowserWindow.h"
 #include "gui/Form1Window.h"
 #include "gui/Form4.h"
+#include "gui/Form3.h"
 #include "gui/MonitorDialog.h"
 #include "gui/QtPort.h"
 #include "lang/LanguageTable.h"
@@ -85,8 +88,19 @@ int main(int argc, char** argv) {
   gui::Form1Window* form = browser.form1();
   if (!form) return 1;
   form->resize(860, 560);
+  form->setFindRange(QDate(2026, 3, 1), QDate(2026, 3, 31));
   auto* tabs = form->findChild<QTabWidget*>(QStringLiteral("SSTab1"));
   save(form, "form1-print.png");
+  {
+    gui::Form3 form3(form->form().findFields(), QStringLiteral("A"), form);
+    form3.findChild<QComboBox*>(QStringLiteral("Combo1"))->setCurrentText(QStringLiteral("Subject"));
+    form3.findChild<QLineEdit*>(QStringLiteral("Text2"))->setText(QStringLiteral("falcon"));
+    form3.show();
+    save(&form3, "form3.png");
+    form3.hide();
+    form->runFind(form3.condition());
+    save(form, "form1-find.png");
+  }
   tabs->setCurrentIndex(1);
   save(form, "form1-templates.png");
   tabs->setCurrentIndex(2);
