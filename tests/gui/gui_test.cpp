@@ -16,6 +16,8 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
+
+#include <sys/stat.h>
 #include <QDropEvent>
 #include <QUrl>
 #include <QMimeData>
@@ -466,6 +468,23 @@ TEST(ChangeTemplateFolder, MovesTemplatesUnlessTheNewFolderHasSomeAndNeverSettin
   EXPECT_EQ(kept.moved, 0);
   EXPECT_EQ(QDir(to.path()).entryList(QDir::Files).size(), seeded.size() + 1);
   EXPECT_EQ(session::TemplateFolder(), util::WithSlash(full.path()));
+
+  // Onto another file system (the RAM disk, where there is one): a copy,
+  // read back and compared, then the original goes.
+  QTemporaryDir ram(QStringLiteral("/dev/shm/ordolo-test-XXXXXX"));
+  struct stat here = {}, there = {};
+  if (ram.isValid() && ::stat(QFile::encodeName(full.path()), &here) == 0 &&
+      ::stat(QFile::encodeName(ram.path()), &there) == 0 && here.st_dev != there.st_dev) {
+    QFile old(full.filePath("Aold.dot"));
+    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+    old.write(QByteArray(300000, 'x'));
+    old.close();
+    const session::FolderChange across = session::ChangeTemplateFolder(ram.path());
+    EXPECT_EQ(across.moved, 1);
+    EXPECT_TRUE(across.failed.isEmpty());
+    EXPECT_EQ(QFileInfo(ram.filePath("Aold.dot")).size(), 300000);
+    EXPECT_FALSE(QFile::exists(full.filePath("Aold.dot")));
+  }
   QFile::remove(pathIni);
 }
 
