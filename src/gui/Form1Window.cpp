@@ -19,6 +19,7 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTabWidget>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QTextCharFormat>
 #include <QUrl>
@@ -115,7 +116,7 @@ void Form1Window::buildPrintTab() {
   monthView1_->setGridVisible(false);
   monthView1_->setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
   monthView1_->setFixedSize(monthView1_->sizeHint());
-  rangeFrom_ = rangeTo_ = monthView1_->selectedDate();
+  anchor_ = rangeFrom_ = rangeTo_ = monthView1_->selectedDate();
   monthView1_->findChild<QAbstractItemView*>()->viewport()->installEventFilter(this);
   connect(monthView1_, &QCalendarWidget::selectionChanged, this, &Form1Window::calendarSelected);
   tools->addWidget(monthView1_);
@@ -497,14 +498,19 @@ void Form1Window::fillLanguage(const QString& keepKey) {
 void Form1Window::calendarSelected() {
   const QDate day = monthView1_->selectedDate();
   // A press starts a range; dragging or Shift (click or arrow) stretches it.
-  if (pressAnchors_) {
+  if (pressAnchors_ || !anchor_.isValid()) {
     anchor_ = day;
     pressAnchors_ = false;
   } else if (!dragging_ && !(QGuiApplication::keyboardModifiers() & Qt::ShiftModifier)) {
     anchor_ = day;
   }
-  rangeFrom_ = std::min(anchor_, day);
-  rangeTo_ = std::max(anchor_, day);
+  markRange(std::min(anchor_, day), std::max(anchor_, day));
+}
+
+void Form1Window::markRange(const QDate& from, const QDate& to) {
+  if (!from.isValid() || !to.isValid()) return;
+  rangeFrom_ = from;
+  rangeTo_ = to;
   monthView1_->setDateTextFormat(QDate(), QTextCharFormat());
   QTextCharFormat marked;
   marked.setBackground(palette().highlight());
@@ -513,13 +519,10 @@ void Form1Window::calendarSelected() {
 }
 
 void Form1Window::setFindRange(const QDate& from, const QDate& to) {
+  const QSignalBlocker quiet(monthView1_);
+  monthView1_->setSelectedDate(to);
   anchor_ = from;
-  monthView1_->setSelectedDate(from);
-  if (to != from) {
-    dragging_ = true;
-    monthView1_->setSelectedDate(to);
-    dragging_ = false;
-  }
+  markRange(std::min(from, to), std::max(from, to));
 }
 
 bool Form1Window::eventFilter(QObject* watched, QEvent* event) {
@@ -535,7 +538,9 @@ bool Form1Window::eventFilter(QObject* watched, QEvent* event) {
       for (const QUrl& url : drop->mimeData()->urls())
         if (url.isLocalFile()) files << url.toLocalFile();
       drop->acceptProposedAction();
-      form_.importEml(files);
+      // After the drop has returned: the drag's source is not kept waiting
+      // while the count is shown.
+      QTimer::singleShot(0, this, [this, files] { form_.importEml(files); });
       return true;
     }
     return false;
@@ -545,6 +550,12 @@ bool Form1Window::eventFilter(QObject* watched, QEvent* event) {
     pressAnchors_ = !shift;
     dragging_ = true;
   } else if (event->type() == QEvent::MouseButtonRelease) {
+    // A click on the day already selected changes no selection: it is a
+    // range of its own all the same.
+    if (pressAnchors_) {
+      anchor_ = monthView1_->selectedDate();
+      markRange(anchor_, anchor_);
+    }
     dragging_ = pressAnchors_ = false;
   }
   return QDialog::eventFilter(watched, event);
@@ -563,10 +574,14 @@ void Form1Window::runFind(const tools::FieldCondition& condition) {
     progress_->setMaximum(all);
     progress_->setValue(done);
   };
-  updateButtons();
+  // Grey while it searches (Close stays: it stops the search).
+  QMetaObject::invokeMethod(this, &Form1Window::updateButtons, Qt::QueuedConnection);
   const bool found = form_.find(rangeFrom_, rangeTo_, condition);
   form_.onProgress = nullptr;
   progress_->reset();
+  ok_->setText(S("S21"));
+  show_->setText(S("S23"));
+  exit_->setText(lang::text(Msg::GuiExit));
   if (found) {
     fillItems();
     list1_->header()->setSortIndicator(-1, Qt::AscendingOrder);

@@ -68,6 +68,8 @@ class Form1Window : public QDialog {
   void monitorPressed();
   void findPressed();
   void calendarSelected();
+  // Marks [from, to] on the calendar as the range Find searches.
+  void markRange(const QDate& from, const QDate& to);
   void showMonitorState(monitor::Monitor::State state);
 
   QtPort& port_;

@@ -448,6 +448,7 @@ const MsgDef kMessages[] = {
     {Msg::FindSumHours, "FindSumHours", "Summe Stunden", "Total heures", "Sum Hours"},
     {Msg::FindWithoutAllDay, "FindWithoutAllDay", " ohne Ganztage  => ", " sans toute l'jours => ", " without allday => "},
     {Msg::FindAllDay, "FindAllDay", " Ganztage ", " toute l'jours ", " allday "},
+    {Msg::FindTotal, "FindTotal", "TOTAL => ", "TOTAL => ", "TOTAL => "},
     {Msg::MonSqliteWrite, "MonSqliteWrite", "SQLite kann %1 nicht schreiben: %2",
      "SQLite ne peut pas écrire %1 : %2",
      "SQLite cannot write %1: %2"},

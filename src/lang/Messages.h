@@ -192,6 +192,7 @@ enum class Msg {
   FindSumHours,
   FindWithoutAllDay,
   FindAllDay,
+  FindTotal,
   MonSqliteWrite,  // %1 the file, %2 SQLite's reason (read or write while watching)
   MonCannotRun,
   MonWatching,  // %1 the folder, %2 the store, %3 items recorded

@@ -60,7 +60,8 @@ class Condition : public Filter {
       case QMetaType::QDate: {
         if (!literal_.date.isValid()) return false;
         // A task's dates are days (the client keeps no time with them).
-        const QDateTime d = dateOnly() ? QDateTime(v.toDateTime().date(), QTime(0, 0)) : v.toDateTime();
+        if (dateOnly()) return compareWith(threeWay(v.toDateTime().date(), literal_.date.date()), op_);
+        const QDateTime d = v.toDateTime();
         return compareWith(threeWay(d.toMSecsSinceEpoch(), literal_.date.toMSecsSinceEpoch()), op_);
       }
       case QMetaType::Bool: {

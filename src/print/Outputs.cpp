@@ -4,6 +4,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QSysInfo>
 #include <QTemporaryDir>
 #include <QThread>
 
@@ -71,14 +72,28 @@ QString fileStem(const Job& job) {
 }
 
 // Files being written into an output folder are called
-// ".ordolo-part-<pid>-<n>" until they are renamed into place; one left by a
-// process that is gone (killed mid-write) is removed by the next output.
+// ".ordolo-part-<host>-<pid>-<n>" until they are renamed into place. One
+// left by a process of this machine that is gone (killed mid-write) is
+// removed by the next output; another machine's (a shared folder) is left
+// alone.
 QString partPrefix() { return QStringLiteral(".ordolo-part-"); }
 
+QString hostName() {
+  QString host = QSysInfo::machineHostName();
+  host.replace(QLatin1Char('-'), QLatin1Char('_')).replace(QLatin1Char('/'), QLatin1Char('_'));
+  return host.isEmpty() ? QStringLiteral("localhost") : host;
+}
+
+QString partName(const QString& folder, const QString& what) {
+  return folder + QLatin1Char('/') + partPrefix() + hostName() + QLatin1Char('-') + QString::number(::getpid()) +
+         QLatin1Char('-') + what;
+}
+
 void removeStaleParts(const QString& folder) {
-  for (const QString& name : QDir(folder).entryList({partPrefix() + QLatin1Char('*')}, QDir::Files | QDir::Hidden)) {
-    const pid_t writer = pid_t(name.mid(partPrefix().size()).section(QLatin1Char('-'), 0, 0).toLongLong());
-    if (writer > 0 && ::kill(writer, 0) != 0 && errno == ESRCH) {
+  const QString mine = partPrefix() + hostName() + QLatin1Char('-');
+  for (const QString& name : QDir(folder).entryList({mine + QLatin1Char('*')}, QDir::Files | QDir::Hidden)) {
+    const pid_t writer = pid_t(name.mid(mine.size()).section(QLatin1Char('-'), 0, 0).toLongLong());
+    if (writer > 0 && writer != ::getpid() && ::kill(writer, 0) != 0 && errno == ESRCH) {
       QFile::remove(folder + QLatin1Char('/') + name);
       util::DebugLog::write(QStringLiteral("Removed %1/%2, left by a stopped process").arg(folder, name));
     }
@@ -86,16 +101,22 @@ void removeStaleParts(const QString& folder) {
 }
 
 // Copies `source` to `target` under a temporary name in the target's folder,
-// syncs it and renames it into place, replacing a file of that name; on
-// failure nothing is left. Empty, or the reason.
+// syncs it and renames it into place, replacing a file of that name (whose
+// permissions it keeps); on failure nothing is left. Empty, or the reason.
 QString copyInto(const QString& source, const QString& target) {
   const util::SignalsHeld held;
   QFile in(source);
   if (!in.open(QIODevice::ReadOnly)) return in.errorString();
   static std::atomic<int> serial{0};
-  QFile out(QFileInfo(target).absolutePath() + QLatin1Char('/') + partPrefix() +
-            QStringLiteral("%1-%2").arg(::getpid()).arg(++serial));
-  if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly)) return out.errorString();
+  const QString folder = QFileInfo(target).absolutePath();
+  QFile out;
+  // A name of an earlier process with our id (ids repeat) is passed over.
+  for (int attempt = 0; attempt < 100 && !out.isOpen(); ++attempt) {
+    out.setFileName(partName(folder, QString::number(++serial)));
+    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly) && !QFileInfo::exists(out.fileName()))
+      return out.errorString();
+  }
+  if (!out.isOpen()) return out.errorString();
   auto fail = [&out](const QString& why) {
     out.remove();
     return why;
@@ -108,7 +129,10 @@ QString copyInto(const QString& source, const QString& target) {
     if (out.write(buffer, n) != n) return fail(out.errorString());
   }
   if (!out.flush()) return fail(out.errorString());
-  if (::fsync(out.handle()) != 0) return fail(QString::fromLocal8Bit(std::strerror(errno)));
+  // Some file systems cannot sync (FUSE, virtual mounts): written is enough there.
+  if (::fsync(out.handle()) != 0 && errno != EINVAL && errno != ENOTSUP && errno != ENOSYS)
+    return fail(QString::fromLocal8Bit(std::strerror(errno)));
+  if (QFileInfo::exists(target)) out.setPermissions(QFile(target).permissions());
   out.close();
   if (::rename(QFile::encodeName(out.fileName()).constData(), QFile::encodeName(target).constData()) != 0)
     return fail(QString::fromLocal8Bit(std::strerror(errno)));
@@ -269,7 +293,7 @@ bool FolderOutput::prepare(QString* error) {
   // Writing a file is the only sure test (permissions, read-only mounts, ACLs).
   bool writable = QDir().mkpath(folder_);
   if (writable) {
-    QFile probe(folder_ + QLatin1Char('/') + partPrefix() + QStringLiteral("%1-probe").arg(::getpid()));
+    QFile probe(partName(folder_, QStringLiteral("probe")));
     writable = probe.open(QIODevice::WriteOnly);
     probe.remove();
     removeStaleParts(folder_);

@@ -6,7 +6,9 @@ namespace ordolo::tools {
 
 QString RowKey(const session::ListRow& row, DedupMode mode) {
   const QStringList& cells = row.subItems;
-  return (mode == DedupMode::Physical ? QStringList(cells.mid(0, 8)) : cells).join(QString());
+  // Cell by cell: joined with a separator no cell holds, so that "ab"+"c"
+  // and "a"+"bc" stay different rows.
+  return (mode == DedupMode::Physical ? QStringList(cells.mid(0, 8)) : cells).join(QChar(0x1F));
 }
 
 DedupResult RemoveDuplicates(session::Start& list, const DedupRequest& request) {

@@ -31,8 +31,8 @@ struct DedupRequest {
   std::function<bool()> stopRequested;
 };
 
-// A row's key: its sub-item texts joined, columns 1 to 8 in the physical
-// mode, all of them in the list-only mode.
+// A row's key: its sub-item texts, columns 1 to 8 in the physical mode, all
+// of them in the list-only mode.
 QString RowKey(const session::ListRow& row, DedupMode mode);
 
 // Removes the duplicates from the list. List-only: the list is first sorted

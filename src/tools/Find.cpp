@@ -55,8 +55,13 @@ QStringList FieldList(const model::FolderPtr& folder) {
   QStringList names;
   if (folder) {
     const model::ItemsPtr items = folder->GetItems();
-    if (items && items->Count() > 0)
-      for (const model::ItemProperty& p : items->Item(1)->ItemProperties()) names << p.Name;
+    // The first item of the folder's own kind that can be read.
+    const int kind = folder->DefaultItemClass();
+    for (const model::ItemPtr& item : *items) {
+      if (item->Class() != kind || !item->Readable()) continue;
+      for (const model::ItemProperty& p : item->ItemProperties()) names << p.Name;
+      break;
+    }
   }
   if (!names.contains(QStringLiteral("Body"))) names << QStringLiteral("Body");
   return names;
@@ -94,7 +99,7 @@ QString HourTotals::text() const {
   const QString crlf = QStringLiteral("\r\n");
   return lang::text(Msg::FindSumHours) + crlf + lang::text(Msg::FindWithoutAllDay) + HoursAndMinutes(minutes) + crlf +
          QString::number(allDay) + lang::text(Msg::FindAllDay) + QStringLiteral("*8:00 => ") +
-         QString::number(allDay * 8) + QStringLiteral(":00") + crlf + QStringLiteral("TOTAL => ") +
+         QString::number(allDay * 8) + QStringLiteral(":00") + crlf + lang::text(Msg::FindTotal) +
          HoursAndMinutes(minutes + qint64(allDay) * 8 * 60);
 }
 

@@ -338,10 +338,10 @@ int Form1::removeDuplicates() {
   const tools::DedupResult result = tools::RemoveDuplicates(*start_, request);
   QStringList failed;
   for (const tools::DedupRemoved& r : result.removed)
-    if (!r.error.isEmpty()) failed << r.error;
-  if (!failed.isEmpty())
-    port_.message(lang::text(Msg::ErrDedupDelete).arg(QString::number(failed.size()), failed.join(QLatin1Char('\n'))),
-                  Buttons::Ok, Icon::Warning);
+    if (!r.error.isEmpty())
+      failed << lang::text(Msg::ErrDedupDelete)
+                    .arg(QString(r.text).replace(QLatin1Char('\t'), QLatin1Char(' ')).simplified(), r.error);
+  if (!failed.isEmpty()) port_.message(failed.join(QLatin1Char('\n')), Buttons::Ok, Icon::Warning);
   if (request.mode == tools::DedupMode::ListOnly) sortColumn_ = 0;
   counter_ = lang::text(Msg::DedupDone).arg(result.removed.size()).arg(start_->rows().size() + result.removed.size());
   return int(result.removed.size());

@@ -146,6 +146,34 @@ TEST_F(Cli, ImportOptionsAndTheTemplateFolderFromTheCommandLine) {
   EXPECT_EQ(ordolo({"templates", "--move-to", home.filePath("nowhere")}).code, 1);
 }
 
+// Every mail twice: a dry run moves nothing, the physical run moves each
+// duplicate to Deleted Items and says where.
+TEST_F(Cli, DedupMovesEachDuplicateAndSaysWhere) {
+  ordolo({"lang", "load", "english"});
+  QTemporaryDir root;
+  for (const char* sub :
+       {"Inbox/cur", "Inbox/new", "Inbox/tmp", "Deleted Items/cur", "Deleted Items/new", "Deleted Items/tmp"})
+    QDir().mkpath(root.filePath(sub));
+  const QFileInfoList mails =
+      QDir(ORDOLO_SOURCE_DIR "/examples/store/Inbox/cur").entryInfoList(QDir::Files, QDir::Name).mid(0, 3);
+  for (const QFileInfo& m : mails) {
+    QFile::copy(m.filePath(), root.filePath("Inbox/cur/" + m.fileName()));
+    QFile::copy(m.filePath(), root.filePath("Inbox/cur/" + m.fileName().section(':', 0, 0) + "twin:2,S"));
+  }
+  const QStringList inbox{"--store", root.path(), "--folder", "Inbox"};
+  Result r = ordolo(QStringList{"dedup"} + inbox + QStringList{"--physical", "--dry-run"});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  EXPECT_TRUE(r.out.trimmed().endsWith("3 duplicates removed (of 6 rows)")) << r.out.toStdString();
+  EXPECT_EQ(QDir(root.filePath("Inbox/cur")).entryList(QDir::Files).size(), 6);
+  r = ordolo(QStringList{"dedup"} + inbox + QStringList{"--physical"});
+  ASSERT_EQ(r.code, 0) << r.err.toStdString();
+  EXPECT_EQ(r.out.count("\t-> " + root.filePath("Deleted Items/cur/")), 3) << r.out.toStdString();
+  EXPECT_EQ(QDir(root.filePath("Inbox/cur")).entryList(QDir::Files).size(), 3);
+  EXPECT_EQ(QDir(root.filePath("Deleted Items/cur")).entryList(QDir::Files).size(), 3);
+  r = ordolo(QStringList{"dedup"} + inbox);
+  EXPECT_TRUE(r.out.trimmed().endsWith("0 duplicates removed (of 3 rows)")) << r.out.toStdString();
+}
+
 TEST_F(Cli, ListExplainsWhatIsWrong) {
   const QString store = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store");
   Result r = ordolo({"list", "--store", store, "--folder", "Nowhere"}, "en_US.UTF-8");

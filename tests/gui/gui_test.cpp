@@ -66,6 +66,21 @@ void AnswerNextMessage(QMessageBox::StandardButton button) {
   });
 }
 
+// Answers the next message box with `button` whenever it comes up, and
+// keeps its text.
+void AnswerWhenShown(QMessageBox::StandardButton button, QString* text) {
+  auto* timer = new QTimer;
+  QObject::connect(timer, &QTimer::timeout, [timer, button, text] {
+    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    if (!box) return;
+    *text = box->text();
+    timer->stop();
+    timer->deleteLater();
+    box->button(button)->click();
+  });
+  timer->start(20);
+}
+
 QStringList Pdfs(const QString& folder) { return QDir(folder).entryList({QStringLiteral("*.pdf")}, QDir::Files); }
 
 bool WholePdf(const QString& path) {
@@ -412,18 +427,14 @@ TEST_F(Gui, DuplicatesLeaveTheListAndDroppedEmlFilesBecomeDrafts) {
   data.setUrls({QUrl::fromLocalFile(drop.filePath("x.EML")), QUrl::fromLocalFile(drop.filePath("x.eml")),
                 QUrl::fromLocalFile(drop.filePath("y.txt"))});
   QString said;
-  QTimer::singleShot(0, [&] {
-    if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
-      said = box->text();
-      box->button(QMessageBox::Ok)->click();
-    }
-  });
-  // The drag comes in, then drops.
+  AnswerWhenShown(QMessageBox::Ok, &said);
+  // The drag comes in, then drops; the count comes once the drop is over.
   QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
   QApplication::sendEvent(label, &enter);
   EXPECT_TRUE(enter.isAccepted());
   QDropEvent event(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
   QApplication::sendEvent(label, &event);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return !said.isEmpty(); }, 5000));
   EXPECT_EQ(said, "2 messages imported => see Folder Drafts (German \"Entwürfe\")!");
   EXPECT_EQ(QDir(store.filePath("Drafts/cur")).entryList(QDir::Files).size(), 2);
 }

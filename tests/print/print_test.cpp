@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QSysInfo>
 #include <QTemporaryDir>
 
 #include "lang/Messages.h"
@@ -342,15 +343,20 @@ TEST_F(PrintTest, SaveFolderKeepsTheFilledFileAndRefusesAFolderItCannotMake) {
   const pid_t gone = fork();
   if (gone == 0) _exit(0);
   waitpid(gone, nullptr, 0);
-  const QString stale = folder + QStringLiteral("/.ordolo-part-%1-1").arg(gone);
-  const QString busy = folder + QStringLiteral("/.ordolo-part-%1-7").arg(getppid());
+  QString host = QSysInfo::machineHostName();
+  host.replace('-', '_');
+  const QString stale = folder + QStringLiteral("/.ordolo-part-%1-%2-1").arg(host).arg(gone);
+  const QString busy = folder + QStringLiteral("/.ordolo-part-%1-%2-7").arg(host).arg(getppid());
+  const QString elsewhere = folder + QStringLiteral("/.ordolo-part-otherhost-%1-1").arg(gone);
   writeFile(stale, "half a PDF");
   writeFile(busy, "half a PDF");
+  writeFile(elsewhere, "half a PDF");
   FolderOutput out(folder, false);
   QString error;
   ASSERT_TRUE(out.prepare(&error)) << error.toStdString();
   EXPECT_FALSE(QFileInfo::exists(stale));
   EXPECT_TRUE(QFile::remove(busy));
+  EXPECT_TRUE(QFile::remove(elsewhere));  // another machine's, in a shared folder
   out.add({copyOf(QStringLiteral("memo.docx"), path(QStringLiteral("in/filled.docx"))), QStringLiteral("Letter")});
   out.add({path(QStringLiteral("photo.png")), QStringLiteral("Photo"), false});
   out.add({path(QStringLiteral("in/missing.docx")), QStringLiteral("Missing")});

@@ -89,7 +89,8 @@ TEST_F(ToolsTest, NeighboursInTheListOnlyModeATenRowWindowInThePhysicalOne) {
   QStringList nine{"a", "b", "c", "d", "e", "f", "g", "h", "x"};
   QStringList nineOther = nine;
   nineOther[8] = "y";
-  setKeys({nine, {"1"}, nineOther, {"2"}, {"3"}});
+  // Cells are compared one by one: "ab"+"c" is not "a"+"bc".
+  setKeys({nine, {"ab", "c"}, nineOther, {"a", "bc"}, {"3"}});
   tools::DedupRequest physical{DedupMode::Physical, true, {}};  // dry run: nothing moves
   EXPECT_EQ(tools::RemoveDuplicates(*list, physical).removed.size(), 1u);
   EXPECT_EQ(files("Inbox/cur").size(), 5);
