@@ -207,6 +207,11 @@ class Item : public Object, public std::enable_shared_from_this<Item> {
   // read (a mail whose body the parser gives up on); such an item is not
   // listed for printing. May read the content to find out.
   virtual bool Readable() const { return true; }
+  // Lets go of what was read for printing (a mail's parsed body and
+  // attachments); it is read again when asked for. A long-running watch
+  // calls it for what it has printed, so that memory does not grow with
+  // every item printed.
+  virtual void releaseContent() const {}
   // Moves the item into the Deleted Items folder.
   virtual bool Delete(QString* error = nullptr);
   // Where the last Delete put the item's file; empty when unknown.

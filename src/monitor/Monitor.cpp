@@ -224,6 +224,7 @@ void Monitor::check(bool fromTimer) {
   }
   if (store_ && !fresh.empty()) {
     const int done = print ? std::clamp(print(fresh), 0, int(fresh.size())) : 0;
+    for (const model::ItemPtr& item : fresh) item->releaseContent();
     printed = done == int(fresh.size());
     if (store_) {
       // Recorded only now that their print went out, together.

@@ -649,6 +649,11 @@ model::AttachmentList MailItem::Attachments() const {
   return out;
 }
 
+void MailItem::releaseContent() const {
+  // An unsaved draft has nothing on disk to read it back from.
+  if (rawMessage_.isEmpty() && !path_.isEmpty()) message_.reset();
+}
+
 void MailItem::setContent(const QByteArray& bytes) {
   rawMessage_ = bytes;
   rawHead_ = MessageHead(bytes);

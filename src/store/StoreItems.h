@@ -132,6 +132,7 @@ class MailItem : public StoreItem {
   // first use; the header block alone when the file cannot be read).
   KMime::Message* head() const;
   KMime::Message* message() const;
+  void releaseContent() const override;
   const QByteArray& rawHead() const { return rawHead_; }
   qint64 size() const { return size_; }
   QDateTime fileTime() const { return fileTime_; }
