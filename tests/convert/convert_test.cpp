@@ -3,6 +3,7 @@
 // be had on demand (a hanging or crashing LibreOffice) is a shell script.
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -13,6 +14,8 @@
 #include <QThread>
 
 #include <algorithm>
+#include <atomic>
+#include <csignal>
 #include <utime.h>
 #include <zip.h>
 
@@ -139,6 +142,72 @@ TEST_F(ConvertTest, BatchGivesEachDocumentItsOwnPdfAndErrorsOnlyForTheBadOnes) {
   EXPECT_EQ(QDir(out).entryList(QDir::Files).size(), 2);
   EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
   EXPECT_EQ(done.back(), 5);
+}
+
+// The warm workers (python) this test process started, each with the
+// LibreOffice in its session.
+std::vector<std::pair<qint64, qint64>> warmProcesses() {
+  std::vector<std::pair<qint64, qint64>> found;
+  const qint64 me = QCoreApplication::applicationPid();
+  auto field = [](const QByteArray& stat, int n) {  // fields after the command name
+    return stat.mid(stat.lastIndexOf(')') + 2).split(' ').value(n).toLongLong();
+  };
+  const QStringList pids = QDir("/proc").entryList(QDir::Dirs);
+  for (const QString& pid : pids) {
+    const QByteArray stat = readFile("/proc/" + pid + "/stat");
+    if (readFile("/proc/" + pid + "/cmdline").contains("convert-worker.py") && field(stat, 1) == me &&
+        !gone(pid.toLongLong()))
+      found.push_back({pid.toLongLong(), 0});
+  }
+  for (const QString& pid : pids) {
+    const QByteArray stat = readFile("/proc/" + pid + "/stat");
+    for (auto& [worker, office] : found)
+      if (stat.contains("(soffice.bin)") && field(stat, 3) == worker && !gone(pid.toLongLong()))
+        office = pid.toLongLong();
+  }
+  return found;
+}
+
+// Kept LibreOffice processes, side by side: the PDFs say what a batch says;
+// one killed or stopped in the middle of a run costs no document, and what
+// is left of it is gone.
+TEST_F(ConvertTest, WarmConvertersSurviveAKilledAndAHangingLibreOffice) {
+  test::ScopedEnv mode("ORDOLO_CONVERTER", QByteArray("warm"));
+  test::ScopedEnv two("ORDOLO_CONVERTERS", QByteArray("2"));
+  QStringList inputs;
+  for (int i = 0; i < 8; ++i)
+    inputs << copy(i % 2 ? "/docs/Beta.docx" : "/docs/Alpha.docx", QString("/warm/d%1.docx").arg(i));
+  const auto others = warmProcesses();  // the suite's own converter may keep some
+  Converter warm(Options{.baseTimeoutMs = 3000, .perDocumentTimeoutMs = 3000});
+  std::vector<Result> r = warm.toPdf(inputs, path("/warm/out1"));
+  for (int i = 0; i < 8; ++i) {
+    ASSERT_TRUE(r[size_t(i)].ok()) << r[size_t(i)].error.debugText().toStdString();
+    EXPECT_TRUE(pdfText(r[size_t(i)].output).contains(i % 2 ? "Beta paragraph" : "Alpha paragraph"));
+  }
+  auto running = warmProcesses();
+  running.erase(std::remove_if(running.begin(), running.end(),
+                               [&](const auto& w) { return std::count(others.begin(), others.end(), w) > 0; }),
+                running.end());
+  ASSERT_EQ(running.size(), 2u);
+  ASSERT_TRUE(running[0].second > 0 && running[1].second > 0);
+  const int launched = warm.launches();
+
+  // One worker killed outright, and the other's LibreOffice stopped (a hang),
+  // while the next run goes.
+  QStringList many;
+  for (int i = 0; i < 40; ++i) many << inputs[i % 8];
+  std::atomic<bool> struck{false};
+  r = warm.toPdf(many, path("/warm/out2"), [&](int done, int) {
+    if (done < 1 || struck.exchange(true)) return;
+    ::kill(pid_t(running[0].first), SIGKILL);
+    ::kill(pid_t(running[1].second), SIGSTOP);
+  });
+  ASSERT_EQ(r.size(), 40u);
+  for (int i = 0; i < 40; ++i) EXPECT_TRUE(r[size_t(i)].ok()) << i << r[size_t(i)].error.debugText().toStdString();
+  EXPECT_GE(warm.launches(), launched + 2);
+  const qint64 stopped = running[1].second;
+  for (int i = 0; i < 100 && !gone(stopped); ++i) QThread::msleep(50);
+  EXPECT_TRUE(gone(stopped)) << "the stopped LibreOffice was not killed";
 }
 
 TEST_F(ConvertTest, LegacyTemplateIsConvertedOnceAndAgainWhenItChanges) {

@@ -20,8 +20,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
 #include <mutex>
+#include <numeric>
+#include <thread>
 
+#include "office/convert/WarmWorker.h"
 #include "util/DebugLog.h"
 #include "util/Folders.h"
 
@@ -126,6 +131,108 @@ struct Converter::Impl {
   std::mutex mutex;
   QString profile;  // made on first run
   int launches = 0;
+  std::vector<std::unique_ptr<WarmWorker>> warm;  // kept for the converter's life
+  std::vector<QString> warmProfiles;
+  bool warmBroken = false;  // a worker could not start: batches from then on
+
+  // Warm workers are used for the LibreOffice found on PATH (a program given
+  // by ORDOLO_SOFFICE or the options is run as a batch, as it may be a
+  // wrapper), unless ORDOLO_CONVERTER says "batch" or "warm".
+  bool useWarm() const {
+    if (warmBroken) return false;
+    const QString mode = env("ORDOLO_CONVERTER").toLower();
+    if (mode == QLatin1String("batch")) return false;
+    if (WarmWorker::python().isEmpty() || WarmWorker::script().isEmpty()) return false;
+    if (mode == QLatin1String("warm")) return true;
+    return options.program.isEmpty() && env("ORDOLO_SOFFICE").isEmpty();
+  }
+
+  // How many LibreOffice processes convert side by side: ORDOLO_CONVERTERS,
+  // else one per core.
+  int workerCount() const {
+    bool ok = false;
+    const int wanted = env("ORDOLO_CONVERTERS").toInt(&ok);
+    return std::clamp(ok ? wanted : int(std::thread::hardware_concurrency()), 1, 16);
+  }
+
+  // The jobs through the warm workers, side by side; progress in the
+  // caller's thread, in order. A document whose worker hangs or dies is
+  // tried once more on a fresh one. False when no worker could be started
+  // (the jobs are left for a batch).
+  bool convertWarm(std::vector<Job>& all, const QStringList& names, const Progress& progress) {
+    const int total = int(all.size());
+    if (total == 0) return true;
+    const QString program = programPath();
+    const int workers = std::min(workerCount(), total);
+    while (int(warm.size()) < workers) {
+      warmProfiles.push_back(util::MakePrivateFolder(util::TempFolder()));
+      warm.push_back(std::make_unique<WarmWorker>(program, warmProfiles.back(), std::max(1000, options.baseTimeoutMs)));
+    }
+    // One document may take what a batch of one may take.
+    const int perDocument = timeoutMs(1);
+    std::atomic<int> next{0};
+    std::atomic<bool> unusable{false};
+    std::vector<char> finished(size_t(total), 0);
+    std::mutex m;
+    std::condition_variable changed;
+    auto work = [&](WarmWorker& worker) {
+      for (;;) {
+        const int i = next++;
+        if (i >= total || unusable) return;
+        Job& job = all[size_t(i)];
+        QString why;
+        WarmWorker::Outcome outcome = worker.toPdf(job.staged, job.produced, perDocument, &why);
+        if (outcome == WarmWorker::Outcome::TimedOut || outcome == WarmWorker::Outcome::Died)
+          outcome = worker.toPdf(job.staged, job.produced, perDocument, &why);  // once more, on a fresh one
+        if (outcome == WarmWorker::Outcome::NotStarted) {
+          unusable = true;
+        } else if (outcome == WarmWorker::Outcome::Done && nonEmptyFile(job.produced)) {
+          job.output = job.produced;
+        } else if (outcome == WarmWorker::Outcome::TimedOut) {
+          job.error = Error(Problem::ConvertTimeout, {names[i], QString::number(perDocument / 1000)});
+        } else if (outcome == WarmWorker::Outcome::Died) {
+          job.error = Error(Problem::ConvertCrashed, {names[i]});
+        } else {
+          job.error = Error(Problem::ConvertFailed, {names[i]});
+        }
+        {
+          std::lock_guard hold(m);
+          finished[size_t(i)] = 1;
+        }
+        changed.notify_all();
+      }
+    };
+    const int before = std::accumulate(warm.begin(), warm.end(), 0,
+                                       [](int n, const auto& w) { return n + w->launches(); });
+    std::vector<std::thread> threads;
+    for (int w = 0; w < workers; ++w) threads.emplace_back(work, std::ref(*warm[size_t(w)]));
+    int reported = 0;
+    {
+      std::unique_lock hold(m);
+      for (;;) {
+        const int was = reported;
+        while (reported < total && finished[size_t(reported)]) ++reported;
+        if (reported != was && progress && !unusable) {
+          hold.unlock();
+          progress(reported, total);
+          hold.lock();
+          continue;
+        }
+        if (reported >= total || unusable) break;
+        changed.wait(hold);
+      }
+    }
+    for (std::thread& t : threads) t.join();
+    launches += std::accumulate(warm.begin(), warm.end(), 0, [](int n, const auto& w) { return n + w->launches(); }) -
+                before;
+    if (unusable) {
+      log(QStringLiteral("no warm LibreOffice could be started; converting in batches"));
+      warmBroken = true;
+      for (Job& job : all) job.error = Error();
+      return false;
+    }
+    return true;
+  }
 
   QString programPath() const { return options.program.isEmpty() ? findProgram() : options.program; }
 
@@ -308,6 +415,8 @@ struct Converter::Impl {
 Converter::Converter(Options options) : d_(std::make_unique<Impl>()) { d_->options = std::move(options); }
 
 Converter::~Converter() {
+  d_->warm.clear();  // LibreOffice ended before its profile goes
+  for (const QString& profile : d_->warmProfiles) QDir(profile).removeRecursively();
   if (!d_->profile.isEmpty()) QDir(d_->profile).removeRecursively();
 }
 
@@ -389,9 +498,23 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
   // Inputs refused before LibreOffice runs count as done for the progress.
   const int total = int(results.size());
   if (progress && rejected > 0) progress(rejected, total);
-  d_->convert(QStringLiteral("pdf"), out, jobs, names, [&](int done, int) {
+  const auto step = [&](int done, int) {
     if (progress) progress(rejected + done, total);
-  });
+  };
+  if (!d_->useWarm() || !d_->convertWarm(jobs, names, step)) {
+    // Jobs a warm worker finished stay done; the rest go as one batch.
+    std::vector<Job> rest;
+    std::vector<size_t> restOf;
+    QStringList restNames;
+    for (size_t j = 0; j < jobs.size(); ++j)
+      if (jobs[j].output.isEmpty()) {
+        rest.push_back(jobs[j]);
+        restOf.push_back(j);
+        restNames << names[int(j)];
+      }
+    d_->convert(QStringLiteral("pdf"), out, rest, restNames, step);
+    for (size_t k = 0; k < rest.size(); ++k) jobs[restOf[k]] = rest[k];
+  }
 
   QSet<QString> taken;
   for (size_t j = 0; j < jobs.size(); ++j) {
