@@ -125,4 +125,9 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    # However the worker ends (its reader gone mid-answer included), no
+    # LibreOffice of its group is left behind.
+    try:
+        main()
+    finally:
+        end_group()

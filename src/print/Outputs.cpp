@@ -37,26 +37,46 @@ void report(const Progress& progress, Msg what, int done, int total) {
   if (progress) progress(msg(what).arg(done).arg(total), done, total);
 }
 
-// The PDFs of the jobs that need converting, made by one LibreOffice run
-// into `staging`; one entry per job, empty for a job sent as it is.
-std::vector<Result> convertAll(Converter& converter, const std::vector<Job>& jobs, const QString& staging,
-                               const Progress& progress) {
+// Converts the jobs that need it into `staging` and hands every job to
+// `each` in order (with its PDF, or null for a job sent as it is), each one
+// as soon as it and those before it are ready: a document goes out while
+// later ones are still in LibreOffice.
+void convertInOrder(Converter* converter, const std::vector<Job>& jobs, const QString& staging,
+                    const Progress& progress, const std::function<void(int, const Result*)>& each) {
   std::vector<Result> results(jobs.size());
+  std::vector<char> ready(jobs.size(), 0);
   QStringList inputs;
   std::vector<size_t> index;
   for (size_t i = 0; i < jobs.size(); ++i) {
-    if (!jobs[i].convert) continue;
-    inputs << jobs[i].file;
-    index.push_back(i);
+    if (jobs[i].convert && converter) {
+      inputs << jobs[i].file;
+      index.push_back(i);
+    } else {
+      ready[i] = 1;
+    }
   }
-  if (inputs.isEmpty()) return results;
-  const int total = int(inputs.size());
-  report(progress, Msg::PrintConverting, 0, total);
-  std::vector<Result> converted = converter.toPdf(inputs, staging, [&](int done, int all) {
-    report(progress, Msg::PrintConverting, done, all);
-  });
-  for (size_t k = 0; k < index.size() && k < converted.size(); ++k) results[index[k]] = converted[k];
-  return results;
+  size_t next = 0;
+  const auto release = [&] {
+    for (; next < jobs.size() && ready[next]; ++next)
+      each(int(next), jobs[next].convert && converter ? &results[next] : nullptr);
+  };
+  if (!inputs.isEmpty()) {
+    const int total = int(inputs.size());
+    report(progress, Msg::PrintConverting, 0, total);
+    const std::vector<Result> converted = converter->toPdf(
+        inputs, staging, [&](int done, int all) { report(progress, Msg::PrintConverting, done, all); },
+        [&](int k, const Result& r) {
+          results[index[size_t(k)]] = r;
+          ready[index[size_t(k)]] = 1;
+          release();
+        });
+    for (size_t k = 0; k < index.size() && k < converted.size(); ++k) {
+      if (ready[index[k]]) continue;
+      results[index[k]] = converted[k];
+      ready[index[k]] = 1;
+    }
+  }
+  release();
 }
 
 // A job's name as a file name: no folder separators, not "." or "..", not
@@ -197,45 +217,38 @@ bool QueueOutput::flush() {
   // CUPS reads the file while it is submitted, so the staging folder may
   // go as soon as the last job is sent.
   QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
-  std::vector<Result> converted;
-  if (std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; })) {
-    if (!converter_) converter_ = std::make_unique<Converter>(options_.convert);
-    converted = convertAll(*converter_, jobs, staging.path(), progress_);
-  } else {
-    converted.resize(jobs.size());
-  }
-
+  if (!converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
+    converter_ = std::make_unique<Converter>(options_.convert);
   const int total = int(jobs.size());
-  for (int i = 0; i < total; ++i) {
+  convertInOrder(converter_.get(), jobs, staging.path(), progress_, [&](int i, const Result* converted) {
     const Job& job = jobs[size_t(i)];
     report(progress_, Msg::PrintPrinting, i + 1, total);
     QString file = job.file;
-    if (job.convert) {
-      const Result& r = converted[size_t(i)];
-      if (!r.ok()) {
-        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(r.error));
-        continue;
+    if (converted) {
+      if (!converted->ok()) {
+        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(converted->error));
+        return;
       }
-      file = r.output;
+      file = converted->output;
     } else if (!QFileInfo(job.file).isFile()) {
       errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
-      continue;
+      return;
     }
     if (name.isEmpty()) {
       errors_ << msg(Msg::ErrNoDefaultQueue);
-      continue;
+      return;
     }
     QString why;
     const int id = cups().submit(name, file, job.name, &why, options_.jobOptions);
     if (id <= 0) {
       errors_ << msg(Msg::ErrPrintSubmit).arg(job.name, name, why);
-      continue;
+      return;
     }
     if (waitForJob(id, job)) {
       delivered_ << QStringLiteral("%1-%2 %3").arg(name).arg(id).arg(job.name);
       reportDelivered(job.name, delivered_.back());
     }
-  }
+  });
   for (int i = errorsBefore; i < errors_.size(); ++i) util::DebugLog::write(errors_[i]);
   return errors_.size() == errorsBefore;
 }
@@ -334,39 +347,35 @@ QStringList FolderOutput::write() {
   }
 
   QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
-  std::vector<Result> converted(jobs.size());
-  if (pdf_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; })) {
-    if (!converter_) converter_ = std::make_unique<Converter>(convertOptions_);
-    converted = convertAll(*converter_, jobs, staging.path(), progress_);
-  }
-
+  if (pdf_ && !converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
+    converter_ = std::make_unique<Converter>(convertOptions_);
   const int total = int(jobs.size());
-  for (int i = 0; i < total; ++i) {
-    const Job& job = jobs[size_t(i)];
-    report(progress_, Msg::PrintSaving, i + 1, total);
-    QString source = job.file;
-    if (pdf_ && job.convert) {
-      const Result& r = converted[size_t(i)];
-      if (!r.ok()) {
-        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(r.error));
-        continue;
-      }
-      source = r.output;
-    } else if (!QFileInfo(source).isFile()) {
-      errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
-      continue;
-    }
-    const QString target = targetName(job, QFileInfo(source).suffix());
-    const QString why = copyInto(source, target);
-    if (!why.isEmpty()) {
-      errors_ << msg(Msg::ErrOutputWrite).arg(target, why);
-      continue;
-    }
-    util::DebugLog::write(QStringLiteral("Output: %1 written as %2").arg(job.file, target));
-    delivered_ << target;
-    written << target;
-    reportDelivered(job.name, target);
-  }
+  convertInOrder(pdf_ ? converter_.get() : nullptr, jobs, staging.path(), progress_,
+                 [&](int i, const Result* converted) {
+                   const Job& job = jobs[size_t(i)];
+                   report(progress_, Msg::PrintSaving, i + 1, total);
+                   QString source = job.file;
+                   if (converted) {
+                     if (!converted->ok()) {
+                       errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(converted->error));
+                       return;
+                     }
+                     source = converted->output;
+                   } else if (!QFileInfo(source).isFile()) {
+                     errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
+                     return;
+                   }
+                   const QString target = targetName(job, QFileInfo(source).suffix());
+                   const QString why = copyInto(source, target);
+                   if (!why.isEmpty()) {
+                     errors_ << msg(Msg::ErrOutputWrite).arg(target, why);
+                     return;
+                   }
+                   util::DebugLog::write(QStringLiteral("Output: %1 written as %2").arg(job.file, target));
+                   delivered_ << target;
+                   written << target;
+                   reportDelivered(job.name, target);
+                 });
   for (int i = errorsBefore; i < errors_.size(); ++i) util::DebugLog::write(errors_[i]);
   return written;
 }

@@ -46,6 +46,7 @@ class MonitorCli : public ::testing::Test {
     env.insert("ORDOLO_HOME", home.path());
     env.insert("LANG", "en_US.UTF-8");
     env.insert("TZ", "Europe/Berlin");
+    env.insert("TMPDIR", scratch.path());  // its LibreOffice profiles land here
     p.setProcessEnvironment(env);
     QStringList args{"monitor", "--store", root.path(), "--folder", "Inbox", "--template", "MMemo.dotx"};
     args << (queue.isEmpty() ? QStringList{"--pdf", out.path()} : QStringList{"--printer", queue});
@@ -78,7 +79,17 @@ class MonitorCli : public ::testing::Test {
   }
   int pdfs() const { return QDir(out.path()).entryList({"*.pdf"}, QDir::Files).size(); }
 
-  QTemporaryDir home, root, out;
+  // LibreOffice processes still running for the monitors started here.
+  int officesLeft() const {
+    int left = 0;
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
+      QFile cmd("/proc/" + pid + "/cmdline");
+      if (cmd.open(QIODevice::ReadOnly) && cmd.readAll().contains(scratch.path().toUtf8())) ++left;
+    }
+    return left;
+  }
+
+  QTemporaryDir home, root, out, scratch;
   QStringList mails;
 };
 
@@ -131,6 +142,8 @@ TEST_F(MonitorCli, SurvivesBeingKilledAtAnyPointWithEveryMailPrintedOnce) {
   stop(p);
   const QStringList files = QDir(out.path()).entryList({"*.pdf"}, QDir::Files);
   EXPECT_EQ(files.size(), delivered) << files.join(", ").toStdString();
+  // No LibreOffice outlives a killed monitor.
+  EXPECT_TRUE(WaitFor([&] { return officesLeft() == 0; }, 10000)) << officesLeft() << " left";
 }
 
 // The same on a print queue: a mail is printed once its job is on the

@@ -122,6 +122,43 @@ class PrintTest : public CupsSuite {
   QTemporaryDir tmp_;
 };
 
+// Through the kept LibreOffice processes, side by side: each document goes
+// to the queue once it and those before it are converted, attachments in
+// their places, in the order added.
+TEST_F(PrintTest, WarmConvertersKeepTheQueueInTheOrderAdded) {
+  queue(QStringLiteral("warmq"));
+  ScopedEnv mode("ORDOLO_CONVERTER", QByteArray("warm"));
+  ScopedEnv two("ORDOLO_CONVERTERS", QByteArray("2"));
+  writeFile(path(QStringLiteral("attachment.pdf")), onePagePdf("Attached paper"));
+  QueueOutput out(QStringLiteral("warmq"));
+  QString error;
+  ASSERT_TRUE(out.prepare(&error)) << error.toStdString();
+  QStringList names;
+  for (int i = 0; i < 6; ++i) {
+    const bool memo = i % 3 == 0, attachment = i % 3 == 1;
+    names << QStringLiteral("%1 %2").arg(memo ? "Memo" : attachment ? "Attachment" : "Report").arg(i);
+    if (attachment) {
+      out.add({path(QStringLiteral("attachment.pdf")), names.back(), false});
+      continue;
+    }
+    const QString source = memo ? QStringLiteral("memo.docx") : QStringLiteral("report.docx");
+    out.add({copyOf(source, path(QStringLiteral("warm/%1.docx").arg(i))), names.back()});
+  }
+  const QStringList before = server_->captured();
+  ASSERT_TRUE(out.flush()) << out.errors().join('\n').toStdString();
+  QStringList files = server_->captured();
+  for (const QString& f : before) files.removeAll(f);
+  ASSERT_EQ(files.size(), 6) << server_->errorLog().toStdString();
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_TRUE(QFileInfo(files[i]).fileName().endsWith("-" + names[i])) << files[i].toStdString();
+    const QString text = pdfText(files[i]);
+    EXPECT_TRUE(text.contains(i % 3 == 0   ? "Subject:"
+                              : i % 3 == 1 ? "Attached paper"
+                                           : "Closing line"))
+        << i << text.toStdString();
+  }
+}
+
 TEST_F(PrintTest, QueuePrintsEachFileAsOneJobInOrderConvertingInOneRun) {
   queue(QStringLiteral("capq"));
   ScopedEnv soffice("ORDOLO_SOFFICE", QFile::encodeName(countingSoffice()));

@@ -159,7 +159,8 @@ struct Converter::Impl {
   // caller's thread, in order. A document whose worker hangs or dies is
   // tried once more on a fresh one. False when no worker could be started
   // (the jobs are left for a batch).
-  bool convertWarm(std::vector<Job>& all, const QStringList& names, const Progress& progress) {
+  bool convertWarm(std::vector<Job>& all, const QStringList& names, const Progress& progress,
+                   const std::function<void(size_t job)>& done) {
     const int total = int(all.size());
     if (total == 0) return true;
     const QString program = programPath();
@@ -212,9 +213,12 @@ struct Converter::Impl {
       for (;;) {
         const int was = reported;
         while (reported < total && finished[size_t(reported)]) ++reported;
-        if (reported != was && progress && !unusable) {
+        if (reported != was && !unusable) {
+          // In order, in the caller's thread, while the workers go on.
           hold.unlock();
-          progress(reported, total);
+          for (int j = was; j < reported; ++j)
+            if (all[size_t(j)].error.failed() || !all[size_t(j)].output.isEmpty()) done(size_t(j));
+          if (progress) progress(reported, total);
           hold.lock();
           continue;
         }
@@ -447,7 +451,8 @@ QString Converter::defaultCacheFolder() {
   return util::WithSlash(userHome) + QLatin1String(".cache/ordolo/converted/");
 }
 
-std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& outputFolder, const Progress& progress) {
+std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& outputFolder, const Progress& progress,
+                                     const Ready& ready) {
   std::vector<Result> results(size_t(inputs.size()));
   for (int i = 0; i < inputs.size(); ++i) results[size_t(i)].input = inputs[i];
   if (inputs.isEmpty()) return results;
@@ -501,13 +506,45 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
   const auto step = [&](int done, int) {
     if (progress) progress(rejected + done, total);
   };
-  if (!d_->useWarm() || !d_->convertWarm(jobs, names, step)) {
+  // Each result goes out (`ready`) as soon as it and those before it are
+  // there: a document can be printed while later ones are converted.
+  std::vector<char> final(results.size(), 1);
+  for (size_t j = 0; j < jobs.size(); ++j) final[jobOf[j]] = 0;
+  std::vector<char> finalized(jobs.size(), 0);
+  size_t nextReady = 0;
+  const auto release = [&] {
+    for (; nextReady < results.size() && final[nextReady]; ++nextReady) {
+      if (!results[nextReady].ok()) log(results[nextReady].error);
+      if (ready) ready(int(nextReady), results[nextReady]);
+    }
+  };
+  QSet<QString> taken;
+  const auto finalize = [&](size_t j) {
+    if (finalized[j]) return;
+    finalized[j] = 1;
+    Result& r = results[jobOf[j]];
+    final[jobOf[j]] = 1;
+    if (jobs[j].output.isEmpty()) {
+      r.error = !jobs[j].error.failed() ? Error(Problem::ConvertFailed, {r.input}) : jobs[j].error;
+    } else {
+      const QFileInfo fi(r.input);
+      const QString stem = fi.completeBaseName().isEmpty() ? fi.fileName() : fi.completeBaseName();
+      QString name = stem + QLatin1String(".pdf");
+      for (int k = 2; taken.contains(name); ++k) name = QStringLiteral("%1 (%2).pdf").arg(stem).arg(k);
+      taken.insert(name);
+      if (moveReplacing(jobs[j].output, outDir + name)) r.output = outDir + name;
+      else r.error = Error(Problem::ConvertWrite, {outDir + name});
+    }
+    release();
+  };
+  release();  // refusals before the first document
+  if (!d_->useWarm() || !d_->convertWarm(jobs, names, step, finalize)) {
     // Jobs a warm worker finished stay done; the rest go as one batch.
     std::vector<Job> rest;
     std::vector<size_t> restOf;
     QStringList restNames;
     for (size_t j = 0; j < jobs.size(); ++j)
-      if (jobs[j].output.isEmpty()) {
+      if (!finalized[j] && jobs[j].output.isEmpty()) {
         rest.push_back(jobs[j]);
         restOf.push_back(j);
         restNames << names[int(j)];
@@ -515,27 +552,7 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
     d_->convert(QStringLiteral("pdf"), out, rest, restNames, step);
     for (size_t k = 0; k < rest.size(); ++k) jobs[restOf[k]] = rest[k];
   }
-
-  QSet<QString> taken;
-  for (size_t j = 0; j < jobs.size(); ++j) {
-    Result& r = results[jobOf[j]];
-    if (jobs[j].output.isEmpty()) {
-      r.error = !jobs[j].error.failed() ? Error(Problem::ConvertFailed, {r.input}) : jobs[j].error;
-      continue;
-    }
-    const QFileInfo fi(r.input);
-    const QString stem = fi.completeBaseName().isEmpty() ? fi.fileName() : fi.completeBaseName();
-    QString name = stem + QLatin1String(".pdf");
-    for (int k = 2; taken.contains(name); ++k) name = QStringLiteral("%1 (%2).pdf").arg(stem).arg(k);
-    taken.insert(name);
-    if (!moveReplacing(jobs[j].output, outDir + name)) {
-      r.error = Error(Problem::ConvertWrite, {outDir + name});
-      continue;
-    }
-    r.output = outDir + name;
-  }
-  for (const Result& r : results)
-    if (!r.ok()) log(r.error);
+  for (size_t j = 0; j < jobs.size(); ++j) finalize(j);
   return results;
 }
 

@@ -45,6 +45,9 @@ struct Options {
 
 // Called after each document of a batch: documents done so far, and in all.
 using Progress = std::function<void(int done, int total)>;
+// Called with each result as soon as it and all before it are done, in
+// input order (in the caller's thread).
+using Ready = std::function<void(int index, const Result& result)>;
 
 class Converter {
  public:
@@ -56,8 +59,10 @@ class Converter {
   // Converts each input into "<name>.pdf" in `outputFolder` (made when
   // missing; an existing file of that name is replaced). Inputs of the same
   // name from different folders get "<name> (2).pdf" and so on. One result
-  // per input, in the same order.
-  std::vector<Result> toPdf(const QStringList& inputs, const QString& outputFolder, const Progress& progress = {});
+  // per input, in the same order; `ready` gets each one as soon as it and
+  // those before it are there, while later ones are still converted.
+  std::vector<Result> toPdf(const QStringList& inputs, const QString& outputFolder, const Progress& progress = {},
+                            const Ready& ready = {});
 
   // A legacy Word or Excel file (.doc/.dot -> .docx, .xls/.xlt -> .xlsx) as
   // an OOXML copy in the cache folder. The copy is reused while the source
