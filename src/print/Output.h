@@ -16,6 +16,10 @@ namespace ordolo::ui {
 class Port;
 }
 
+namespace ordolo::office::convert {
+class Converter;
+}
+
 namespace ordolo::print {
 
 struct Job {
@@ -65,6 +69,9 @@ class Output {
   // A run's stop request (not owned; null: none). Once set, the output stops
   // waiting on the print system: what it was given is still delivered.
   void setStopFlag(const std::atomic<bool>* stop) { stop_ = stop; }
+  // A converter kept by the caller (not owned): its LibreOffice processes
+  // stay warm from one run to the next. Null: the output makes its own.
+  void setConverter(office::convert::Converter* converter) { shared_ = converter; }
 
  protected:
   void reportDelivered(const QString& name, const QString& where) {
@@ -76,6 +83,7 @@ class Output {
   Progress progress_;
   Delivered onDelivered_;
   const std::atomic<bool>* stop_ = nullptr;
+  office::convert::Converter* shared_ = nullptr;
 };
 
 }  // namespace ordolo::print

@@ -217,38 +217,39 @@ bool QueueOutput::flush() {
   // CUPS reads the file while it is submitted, so the staging folder may
   // go as soon as the last job is sent.
   QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
-  if (!converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
+  if (!shared_ && !converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
     converter_ = std::make_unique<Converter>(options_.convert);
   const int total = int(jobs.size());
-  convertInOrder(converter_.get(), jobs, staging.path(), progress_, [&](int i, const Result* converted) {
-    const Job& job = jobs[size_t(i)];
-    report(progress_, Msg::PrintPrinting, i + 1, total);
-    QString file = job.file;
-    if (converted) {
-      if (!converted->ok()) {
-        errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(converted->error));
-        return;
-      }
-      file = converted->output;
-    } else if (!QFileInfo(job.file).isFile()) {
-      errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
-      return;
-    }
-    if (name.isEmpty()) {
-      errors_ << msg(Msg::ErrNoDefaultQueue);
-      return;
-    }
-    QString why;
-    const int id = cups().submit(name, file, job.name, &why, options_.jobOptions);
-    if (id <= 0) {
-      errors_ << msg(Msg::ErrPrintSubmit).arg(job.name, name, why);
-      return;
-    }
-    if (waitForJob(id, job)) {
-      delivered_ << QStringLiteral("%1-%2 %3").arg(name).arg(id).arg(job.name);
-      reportDelivered(job.name, delivered_.back());
-    }
-  });
+  convertInOrder(shared_ ? shared_ : converter_.get(), jobs, staging.path(), progress_,
+                 [&](int i, const Result* converted) {
+                   const Job& job = jobs[size_t(i)];
+                   report(progress_, Msg::PrintPrinting, i + 1, total);
+                   QString file = job.file;
+                   if (converted) {
+                     if (!converted->ok()) {
+                       errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(converted->error));
+                       return;
+                     }
+                     file = converted->output;
+                   } else if (!QFileInfo(job.file).isFile()) {
+                     errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
+                     return;
+                   }
+                   if (name.isEmpty()) {
+                     errors_ << msg(Msg::ErrNoDefaultQueue);
+                     return;
+                   }
+                   QString why;
+                   const int id = cups().submit(name, file, job.name, &why, options_.jobOptions);
+                   if (id <= 0) {
+                     errors_ << msg(Msg::ErrPrintSubmit).arg(job.name, name, why);
+                     return;
+                   }
+                   if (waitForJob(id, job)) {
+                     delivered_ << QStringLiteral("%1-%2 %3").arg(name).arg(id).arg(job.name);
+                     reportDelivered(job.name, delivered_.back());
+                   }
+                 });
   for (int i = errorsBefore; i < errors_.size(); ++i) util::DebugLog::write(errors_[i]);
   return errors_.size() == errorsBefore;
 }
@@ -347,10 +348,10 @@ QStringList FolderOutput::write() {
   }
 
   QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
-  if (pdf_ && !converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
+  if (pdf_ && !shared_ && !converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
     converter_ = std::make_unique<Converter>(convertOptions_);
   const int total = int(jobs.size());
-  convertInOrder(pdf_ ? converter_.get() : nullptr, jobs, staging.path(), progress_,
+  convertInOrder(pdf_ ? (shared_ ? shared_ : converter_.get()) : nullptr, jobs, staging.path(), progress_,
                  [&](int i, const Result* converted) {
                    const Job& job = jobs[size_t(i)];
                    report(progress_, Msg::PrintSaving, i + 1, total);

@@ -274,8 +274,10 @@ session::RunResult Form1::print(session::RunMode mode) {
   options.header.Caption = app.ActiveExplorer().Caption();
   options.header.Folder = folder_ ? folder_->Name() : QString();
 
-  office::convert::Converter converter;
-  session::PrintRun run(port_, *out, &converter);
+  // The dialog's converter: LibreOffice stays up from one print to the next.
+  if (!converter_) converter_ = std::make_unique<office::convert::Converter>();
+  out->setConverter(converter_.get());
+  session::PrintRun run(port_, *out, converter_.get());
   Observer observer(*this);
   run.setObserver(&observer);
   run_ = &run;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "model/Model.h"
+#include "office/convert/Converter.h"
 #include "monitor/Monitor.h"
 #include "session/PrintRun.h"
 #include "session/Start.h"
@@ -170,6 +171,7 @@ class Form1 {
   // A monitor stopped from inside its own check lives until that returns.
   std::unique_ptr<monitor::Monitor> retired_;
   bool stopping_ = false;
+  std::unique_ptr<office::convert::Converter> converter_;  // kept warm for the dialog's life
   bool finding_ = false;
   bool findStop_ = false;
   QString counter_;
