@@ -37,12 +37,24 @@ void report(const Progress& progress, Msg what, int done, int total) {
   if (progress) progress(msg(what).arg(done).arg(total), done, total);
 }
 
-// Converts the jobs that need it into `staging` and hands every job to
-// `each` in order (with its PDF, or null for a job sent as it is), each one
-// as soon as it and those before it are ready: a document goes out while
-// later ones are still in LibreOffice.
-void convertInOrder(Converter* converter, const std::vector<Job>& jobs, const QString& staging,
-                    const Progress& progress, const std::function<void(int, const Result*)>& each) {
+// The converter for `jobs`: the caller's shared one, else the output's own,
+// made the first time a job needs converting.
+Converter* converterFor(Converter* shared, std::unique_ptr<Converter>& own, const office::convert::Options& options,
+                        const std::vector<Job>& jobs) {
+  if (shared) return shared;
+  if (!own && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
+    own = std::make_unique<Converter>(options);
+  return own.get();
+}
+
+// Converts the jobs that need it (when a converter is given) into `staging`
+// and hands `each` the file to deliver for every job, in order, as soon as
+// it and those before it are ready: a document goes out while later ones
+// are still in LibreOffice. A job whose conversion failed or whose file is
+// missing is told in `errors` instead.
+void deliverInOrder(Converter* converter, const std::vector<Job>& jobs, const QString& staging,
+                    const Progress& progress, QStringList& errors,
+                    const std::function<void(int, const QString&)>& each) {
   std::vector<Result> results(jobs.size());
   std::vector<char> ready(jobs.size(), 0);
   QStringList inputs;
@@ -57,8 +69,14 @@ void convertInOrder(Converter* converter, const std::vector<Job>& jobs, const QS
   }
   size_t next = 0;
   const auto release = [&] {
-    for (; next < jobs.size() && ready[next]; ++next)
-      each(int(next), jobs[next].convert && converter ? &results[next] : nullptr);
+    for (; next < jobs.size() && ready[next]; ++next) {
+      const Job& job = jobs[next];
+      if (job.convert && converter && !results[next].ok())
+        errors << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(results[next].error));
+      else if (job.convert && converter) each(int(next), results[next].output);
+      else if (!QFileInfo(job.file).isFile()) errors << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
+      else each(int(next), job.file);
+    }
   };
   if (!inputs.isEmpty()) {
     const int total = int(inputs.size());
@@ -217,24 +235,11 @@ bool QueueOutput::flush() {
   // CUPS reads the file while it is submitted, so the staging folder may
   // go as soon as the last job is sent.
   QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
-  if (!shared_ && !converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
-    converter_ = std::make_unique<Converter>(options_.convert);
   const int total = int(jobs.size());
-  convertInOrder(shared_ ? shared_ : converter_.get(), jobs, staging.path(), progress_,
-                 [&](int i, const Result* converted) {
+  deliverInOrder(converterFor(shared_, converter_, options_.convert, jobs), jobs, staging.path(), progress_, errors_,
+                 [&](int i, const QString& file) {
                    const Job& job = jobs[size_t(i)];
                    report(progress_, Msg::PrintPrinting, i + 1, total);
-                   QString file = job.file;
-                   if (converted) {
-                     if (!converted->ok()) {
-                       errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(converted->error));
-                       return;
-                     }
-                     file = converted->output;
-                   } else if (!QFileInfo(job.file).isFile()) {
-                     errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
-                     return;
-                   }
                    if (name.isEmpty()) {
                      errors_ << msg(Msg::ErrNoDefaultQueue);
                      return;
@@ -348,24 +353,11 @@ QStringList FolderOutput::write() {
   }
 
   QTemporaryDir staging(util::TempFolder() + QLatin1String("print-XXXXXX"));
-  if (pdf_ && !shared_ && !converter_ && std::any_of(jobs.begin(), jobs.end(), [](const Job& j) { return j.convert; }))
-    converter_ = std::make_unique<Converter>(convertOptions_);
   const int total = int(jobs.size());
-  convertInOrder(pdf_ ? (shared_ ? shared_ : converter_.get()) : nullptr, jobs, staging.path(), progress_,
-                 [&](int i, const Result* converted) {
+  deliverInOrder(pdf_ ? converterFor(shared_, converter_, convertOptions_, jobs) : nullptr, jobs, staging.path(),
+                 progress_, errors_, [&](int i, const QString& source) {
                    const Job& job = jobs[size_t(i)];
                    report(progress_, Msg::PrintSaving, i + 1, total);
-                   QString source = job.file;
-                   if (converted) {
-                     if (!converted->ok()) {
-                       errors_ << msg(Msg::ErrOutputConvert).arg(job.name, lang::Describe(converted->error));
-                       return;
-                     }
-                     source = converted->output;
-                   } else if (!QFileInfo(source).isFile()) {
-                     errors_ << msg(Msg::ErrOutputNoFile).arg(job.name, job.file);
-                     return;
-                   }
                    const QString target = targetName(job, QFileInfo(source).suffix());
                    const QString why = copyInto(source, target);
                    if (!why.isEmpty()) {

@@ -32,7 +32,6 @@ class WarmWorker {
 
   // Starts the worker now (the first conversion does it otherwise).
   bool start(int timeoutMs, QString* why);
-  bool running() const { return pid_ > 0; }
   int launches() const { return launches_; }
 
   // The python program and the worker script; empty when either is missing.
