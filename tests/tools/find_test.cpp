@@ -115,7 +115,7 @@ TEST_F(FindTest, OccurrencesAreJudgedByTheirSeriesAndAMissingFieldFails) {
   EXPECT_EQ(tools::FieldNamed(fields, "subject"), "Subject");
 }
 
-TEST_F(FindTest, AStopRequestKeepsWhatWasFoundAndTheValuesAreKeptPerKind) {
+TEST_F(FindTest, AStopRequestKeepsWhatWasFound) {
   tools::FindRequest request;
   request.from = QDate(2026, 4, 6);
   request.to = QDate(2026, 4, 7);
@@ -129,15 +129,6 @@ TEST_F(FindTest, AStopRequestKeepsWhatWasFoundAndTheValuesAreKeptPerKind) {
   EXPECT_TRUE(r.stopped);
   EXPECT_EQ(subjects(r), (QStringList{"Holiday A", "Review"}));
   EXPECT_EQ(total, 4);
-
-  tools::FindValues{3, "Proj", "falcon"}.save("A");
-  tools::FindValues{1, "", "x"}.save("T");
-  const tools::FindValues a = tools::FindValues::load("A");
-  EXPECT_EQ(a.field, 3);
-  EXPECT_EQ(a.start, "Proj");
-  EXPECT_EQ(a.contain, "falcon");
-  EXPECT_EQ(tools::FindValues::load("T").field, 1);
-  EXPECT_EQ(tools::FindValues::load("M").contain, "");
 }
 
 }  // namespace
