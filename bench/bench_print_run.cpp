@@ -13,6 +13,13 @@
 //       N mails into memos and on to PDF files through LibreOffice, twice in
 //       one process (the second run finds the converters warm), next to one
 //       soffice --convert-to call over the same N filled .docx.
+//   bench_print_run --scenario=long FILE.docx...
+//       each document to PDF through Ordolo's converters (a long table in
+//       parts) and through one soffice --convert-to call; seconds, pages and
+//       the peak memory of all processes together (Ordolo's or soffice's),
+//       and whether every page has the same text. --no-soffice: Ordolo only.
+//       scripts/bench-long-pdf makes the engine benchmark's 10,000- and
+//       20,000-row table documents and runs this.
 // One scenario per process, so that the peak memory is that scenario's own.
 #include <QCoreApplication>
 #include <QDir>
@@ -24,8 +31,13 @@
 #include <QProcess>
 
 #include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
 
 #include <algorithm>
+#include <map>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -39,6 +51,7 @@
 #include "session/Start.h"
 #include "store/FileStore.h"
 #include "ui/Port.h"
+#include "util/DebugLog.h"
 #include "util/Folders.h"
 #include "util/VbFormat.h"
 
@@ -48,6 +61,8 @@ namespace {
 
 int gItems = 0;
 QString gTemplate;
+QStringList gFiles;
+bool gNoSoffice = false;
 
 [[noreturn]] void fail(const QString& why) {
   std::fprintf(stderr, "bench_print_run: %s\n", qPrintable(why));
@@ -220,6 +235,115 @@ double oneSofficeCall(const QStringList& files, const QString& outDir) {
   return t.nsecsElapsed() / 1e9;
 }
 
+// The resident memory of this process and all its descendants, sampled
+// every 50 ms while it lives: the peak in MB.
+class TreeMemory {
+ public:
+  TreeMemory()
+      : thread_([this] {
+          while (!stop_) {
+            peak_ = std::max(peak_.load(), sample());
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+          }
+        }) {}
+  ~TreeMemory() { stopNow(); }
+  double stopNow() {
+    if (!stop_.exchange(true)) thread_.join();
+    return peak_ / 1024.0;
+  }
+
+ private:
+  static long sample() {
+    std::map<long, long> parent;
+    std::map<long, long> rss;
+    for (const QString& e : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+      bool ok = false;
+      const long pid = e.toLong(&ok);
+      if (!ok) continue;
+      QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+      if (!status.open(QIODevice::ReadOnly)) continue;
+      for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("PPid:")) parent[pid] = line.mid(5).trimmed().toLong();
+        else if (line.startsWith("VmRSS:")) rss[pid] = line.mid(6).trimmed().split(' ').first().toLong();
+      }
+    }
+    long total = 0;
+    const long self = long(::getpid());
+    for (const auto& [pid, kb] : rss) {
+      for (long p = pid; p > 1; p = parent.count(p) ? parent[p] : 0)
+        if (p == self) {
+          total += kb;
+          break;
+        }
+    }
+    return total;
+  }
+  std::atomic<bool> stop_{false};
+  std::atomic<long> peak_{0};
+  std::thread thread_;
+};
+
+int pdfPages(const QString& pdf) {
+  QProcess info;
+  info.start(QStringLiteral("pdfinfo"), {pdf});
+  info.waitForFinished(60000);
+  for (const QByteArray& line : info.readAllStandardOutput().split('\n'))
+    if (line.startsWith("Pages:")) return line.mid(6).trimmed().toInt();
+  return 0;
+}
+
+// The text of each page (pdftotext -layout), for comparing two PDFs.
+QList<QByteArray> pageTexts(const QString& pdf) {
+  QProcess text;
+  text.start(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), pdf, QStringLiteral("-")});
+  text.waitForFinished(600000);
+  return text.readAllStandardOutput().split('\f');
+}
+
+int runLong() {
+  if (gFiles.isEmpty()) fail("--scenario=long: name the .docx files");
+  int code = 0;
+  for (const QString& file : gFiles) {
+    QTemporaryDir out;
+    double ordolo = 0, ordoloMB = 0;
+    office::convert::Result result;
+    {
+      TreeMemory memory;
+      office::convert::Options options;
+      options.perDocumentTimeoutMs = 3600000;
+      office::convert::Converter converter(options);
+      QElapsedTimer t;
+      t.start();
+      result = converter.toPdf({file}, out.path()).front();
+      ordolo = t.nsecsElapsed() / 1e9;
+      ordoloMB = memory.stopNow();
+    }
+    const int pages = result.ok() ? pdfPages(result.output) : 0;
+    std::printf("long: %s\n", qPrintable(QFileInfo(file).fileName()));
+    if (!result.ok()) std::printf("  Ordolo: %s\n", qPrintable(result.error.debugText()));
+    std::printf("  Ordolo:  %7.1f s, %d pages, peak %.0f MB (all processes)\n", ordolo, pages, ordoloMB);
+    std::fflush(stdout);
+    if (gNoSoffice) continue;
+    QTemporaryDir reference;
+    TreeMemory memory;
+    const double soffice = oneSofficeCall({file}, reference.path());
+    const double sofficeMB = memory.stopNow();
+    const QString referencePdf = reference.filePath(QFileInfo(file).completeBaseName() + QLatin1String(".pdf"));
+    const int referencePages = pdfPages(referencePdf);
+    std::printf("  soffice: %7.1f s, %d pages, peak %.0f MB (all processes)\n", soffice, referencePages, sofficeMB);
+    std::printf("  Ordolo / soffice: %.2f\n", ordolo / soffice);
+    const QList<QByteArray> mine = result.ok() ? pageTexts(result.output) : QList<QByteArray>();
+    const QList<QByteArray> theirs = pageTexts(referencePdf);
+    int differ = 0;
+    for (int i = 0; i < std::min(mine.size(), theirs.size()); ++i)
+      if (mine[i] != theirs[i] && !differ) differ = i + 1;
+    if (differ) std::printf("  the text of page %d differs from soffice's\n", differ);
+    else std::printf("  every page has the same text as soffice's\n");
+    if (!result.ok() || pages != referencePages || differ) code = 1;
+  }
+  return code;
+}
+
 int runPdf() {
   Prepared p;
   prepare(p, "Inbox");
@@ -290,12 +414,16 @@ int main(int argc, char** argv) {
   QCoreApplication app(argc, argv);
   util::setUserLocale(QLocale(QLocale::English, QLocale::UnitedStates));
   lang::table().LoadLanguageTable(QStringLiteral(ORDOLO_SOURCE_DIR "/share/ordolo/language/English.txt"));
+  // ORDOLO_DEBUG=1: the debug log on standard error (what the converters did).
+  if (util::DebugLog::requestedByEnvironment()) util::DebugLog::open(QStringLiteral("/dev/stderr"));
   QString scenario;
   for (int i = 1; i < argc; ++i) {
     const QString a = QString::fromLocal8Bit(argv[i]);
     if (a.startsWith("--scenario=")) scenario = a.mid(11);
     else if (a.startsWith("--items=")) gItems = std::max(1, a.mid(8).toInt());
     else if (a.startsWith("--template=")) gTemplate = QFileInfo(a.mid(11)).absoluteFilePath();
+    else if (a == "--no-soffice") gNoSoffice = true;
+    else if (!a.startsWith("--")) gFiles << QFileInfo(a).absoluteFilePath();
     else fail("unknown argument " + a + " (see the top of bench/bench_print_run.cpp)");
   }
   int code = 2;
@@ -303,12 +431,14 @@ int main(int argc, char** argv) {
     if (gTemplate.isEmpty()) gTemplate = QStringLiteral(ORDOLO_SOURCE_DIR "/examples/templates/MMemo.dotx");
     if (!gItems) gItems = scenario == "pdf" ? 100 : 1000;
     code = scenario == "pdf" ? runPdf() : runMemos();
+  } else if (scenario == "long") {
+    code = runLong();
   } else if (scenario == "table") {
     if (gTemplate.isEmpty()) gTemplate = QStringLiteral(ORDOLO_SOURCE_DIR "/tests/data/word/memo.docx");
     if (!gItems) gItems = 5000;
     code = runTable();
   } else {
-    fail("--scenario=memos|table|pdf expected");
+    fail("--scenario=memos|table|pdf|long expected");
   }
   util::RemoveTempFolder();  // the printed-out documents
   return code;

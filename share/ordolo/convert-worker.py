@@ -7,6 +7,12 @@
 # connects to it and then answers one request per line on standard input:
 #
 #   pdf<TAB>INPUT<TAB>OUTPUT    ->  "ok" or "error<TAB>reason"
+#   pages<TAB>INPUT<TAB>OUTPUT  ->  "ok<TAB>START,START,..." or "error<TAB>reason"
+#
+# "pages" also says, for each page of the PDF, where the page begins in the
+# document's longest table: the row's index (from 0) when the page starts
+# with that row whole, "-" when it starts inside a row or another table,
+# "t" outside any table. A long table is converted in parts that way.
 #
 # INPUT is loaded hidden and read-only and stored as a PDF at OUTPUT (Writer
 # or Calc export by the kind of document). "ready" is written once
@@ -14,6 +20,7 @@
 # caller runs this in a process group of its own, so that a hang is ended
 # by killing the group (LibreOffice included).
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -55,14 +62,49 @@ def connect(pipe, office, seconds):
             time.sleep(0.05)
 
 
-def to_pdf(desktop, source, target):
+def page_start(cursor, table, page):
+    cell = cursor.Cell
+    if cell is None:
+        return "t"
+    here = cursor.TextTable
+    found = re.match(r"^[A-Z]+([0-9]+)$", cell.CellName)
+    if here is None or here.Name != table.Name or found is None:
+        return "-"
+    row = int(found.group(1)) - 1
+    # The row's first cell begins on this page: the row is not continued
+    # from the page before.
+    cursor.gotoRange(table.getCellByName("A%d" % (row + 1)).getStart(), False)
+    return str(row) if cursor.getPage() == page else "-"
+
+
+def page_starts(doc):
+    tables = doc.getTextTables()
+    longest = None
+    for i in range(tables.getCount()):
+        t = tables.getByIndex(i)
+        if longest is None or t.getRows().getCount() > longest.getRows().getCount():
+            longest = t
+    cursor = doc.getCurrentController().getViewCursor()
+    cursor.jumpToLastPage()
+    count = cursor.getPage()
+    starts = []
+    for page in range(1, count + 1):
+        cursor.jumpToPage(page)
+        cursor.jumpToStartOfPage()
+        starts.append("t" if longest is None else page_start(cursor, longest, page))
+    return ",".join(starts)
+
+
+def to_pdf(desktop, source, target, pages=False):
     doc = desktop.loadComponentFromURL(url(source), "_blank", 0,
                                        (prop("Hidden", True), prop("ReadOnly", True)))
     if doc is None:
         raise RuntimeError("LibreOffice cannot open the file")
     try:
         calc = doc.supportsService("com.sun.star.sheet.SpreadsheetDocument")
+        starts = page_starts(doc) if pages and not calc else ""
         doc.storeToURL(url(target), (prop("FilterName", "calc_pdf_Export" if calc else "writer_pdf_Export"),))
+        return starts
     finally:
         doc.close(True)
 
@@ -102,12 +144,12 @@ def main():
     say("ready")
     for line in sys.stdin:
         parts = line.rstrip("\n").split("\t")
-        if len(parts) != 3 or parts[0] != "pdf":
+        if len(parts) != 3 or parts[0] not in ("pdf", "pages"):
             say("error\tnot understood: %s" % line.strip())
             continue
         try:
-            to_pdf(desktop, parts[1], parts[2])
-            say("ok")
+            starts = to_pdf(desktop, parts[1], parts[2], parts[0] == "pages")
+            say("ok\t" + starts if parts[0] == "pages" else "ok")
         except Exception as e:
             message = getattr(e, "Message", "") or str(e) or type(e).__name__
             say("error\t%s" % message.replace("\n", " ").replace("\t", " "))

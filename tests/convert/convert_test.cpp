@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QLockFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QThread>
 
@@ -22,8 +23,10 @@
 #include "lang/Messages.h"
 #include "office/Package.h"
 #include "office/convert/Converter.h"
+#include "office/convert/TableParts.h"
 #include "support/TempCleanup.h"
 #include "support/TestEnv.h"
+#include "util/DebugLog.h"
 #include "util/Folders.h"
 
 using namespace ordolo;
@@ -208,6 +211,142 @@ TEST_F(ConvertTest, WarmConvertersSurviveAKilledAndAHangingLibreOffice) {
   const qint64 stopped = running[1].second;
   for (int i = 0; i < 100 && !gone(stopped); ++i) QThread::msleep(50);
   EXPECT_TRUE(gone(stopped)) << "the stopped LibreOffice was not killed";
+}
+
+// A Word document of one long table: a heading row repeated on every page,
+// every seventh row four paragraphs tall (so that rows break across pages),
+// a first-page header of its own and the page number in the footer.
+QString writeLongTable(const QString& path, int rows, const QByteArray& footerField) {
+  const QByteArray w = R"( xmlns:w="http://schemas.openxmlformats.org/wordprocessingml/2006/main")"
+                       R"( xmlns:r="http://schemas.openxmlformats.org/officeDocument/2006/relationships")";
+  auto para = [](const QByteArray& text) {
+    return "<w:p><w:r><w:t xml:space=\"preserve\">" + text + "</w:t></w:r></w:p>";
+  };
+  auto cell = [](const QByteArray& content) {
+    return "<w:tc><w:tcPr><w:tcW w:w=\"3000\" w:type=\"dxa\"/></w:tcPr>" + content + "</w:tc>";
+  };
+  QByteArray body = para("Long table");
+  body += R"(<w:tbl><w:tblPr><w:tblW w:w="9000" w:type="dxa"/><w:tblBorders><w:top w:val="single" w:sz="4"/>)"
+          R"(<w:left w:val="single" w:sz="4"/><w:bottom w:val="single" w:sz="4"/><w:right w:val="single" w:sz="4"/>)"
+          R"(<w:insideH w:val="single" w:sz="4"/><w:insideV w:val="single" w:sz="4"/></w:tblBorders></w:tblPr>)"
+          R"(<w:tblGrid><w:gridCol w:w="3000"/><w:gridCol w:w="3000"/><w:gridCol w:w="3000"/></w:tblGrid>)";
+  body += "<w:tr><w:trPr><w:tblHeader/></w:trPr>" + cell(para("Number")) + cell(para("Text")) + cell(para("Value")) +
+          "</w:tr>";
+  for (int i = 1; i <= rows; ++i) {
+    const QByteArray n = QByteArray::number(i);
+    QByteArray text = para("Text of row " + n);
+    if (i % 7 == 0) text += para("second line") + para("third line") + para("fourth line");
+    body += "<w:tr>" + cell(para("Row " + n)) + cell(text) + cell(para(QByteArray::number(i * 3))) + "</w:tr>";
+  }
+  body += "</w:tbl>" + para("End of the table");
+  body +=
+      R"(<w:sectPr><w:headerReference w:type="default" r:id="rIdH1"/><w:headerReference w:type="first" r:id="rIdH2"/>)"
+      R"(<w:footerReference w:type="default" r:id="rIdF1"/><w:footerReference w:type="first" r:id="rIdF1"/>)"
+      R"(<w:pgSz w:w="11906" w:h="16838"/><w:pgMar w:top="1134" w:right="1134" w:bottom="1134" w:left="1134")"
+      R"( w:header="567" w:footer="567" w:gutter="0"/><w:titlePg/></w:sectPr>)";
+  const QByteArray field = R"(<w:r><w:fldChar w:fldCharType="begin"/></w:r><w:r><w:instrText xml:space="preserve"> )" +
+                           footerField +
+                           R"( </w:instrText></w:r><w:r><w:fldChar w:fldCharType="separate"/></w:r>)"
+                           R"(<w:r><w:t>1</w:t></w:r><w:r><w:fldChar w:fldCharType="end"/></w:r>)";
+  const QByteArray rel = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/";
+  const QByteArray type = "application/vnd.openxmlformats-officedocument.wordprocessingml.";
+  const std::vector<std::pair<const char*, QByteArray>> parts = {
+      {"[Content_Types].xml",
+       R"(<Types xmlns="http://schemas.openxmlformats.org/package/2006/content-types">)"
+       R"(<Default Extension="rels" ContentType="application/vnd.openxmlformats-package.relationships+xml"/>)"
+       R"(<Default Extension="xml" ContentType="application/xml"/>)"
+       R"(<Override PartName="/word/document.xml" ContentType=")" +
+           type +
+           R"(document.main+xml"/>)"
+           R"(<Override PartName="/word/header1.xml" ContentType=")" +
+           type +
+           R"(header+xml"/>)"
+           R"(<Override PartName="/word/header2.xml" ContentType=")" +
+           type +
+           R"(header+xml"/>)"
+           R"(<Override PartName="/word/footer1.xml" ContentType=")" +
+           type + R"(footer+xml"/></Types>)"},
+      {"_rels/.rels", R"(<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">)"
+                      R"(<Relationship Id="rId1" Type=")" +
+                          rel + R"(officeDocument" Target="word/document.xml"/></Relationships>)"},
+      {"word/_rels/document.xml.rels",
+       R"(<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">)"
+       R"(<Relationship Id="rIdH1" Type=")" +
+           rel +
+           R"(header" Target="header1.xml"/>)"
+           R"(<Relationship Id="rIdH2" Type=")" +
+           rel +
+           R"(header" Target="header2.xml"/>)"
+           R"(<Relationship Id="rIdF1" Type=")" +
+           rel + R"(footer" Target="footer1.xml"/></Relationships>)"},
+      {"word/document.xml", "<w:document" + w + "><w:body>" + body + "</w:body></w:document>"},
+      {"word/header1.xml", "<w:hdr" + w + ">" + para("Running header") + "</w:hdr>"},
+      {"word/header2.xml", "<w:hdr" + w + ">" + para("First page header") + "</w:hdr>"},
+      {"word/footer1.xml",
+       "<w:ftr" + w + "><w:p><w:r><w:t xml:space=\"preserve\">Page </w:t></w:r>" + field + "</w:p></w:ftr>"}};
+  QDir().mkpath(QFileInfo(path).absolutePath());
+  int code = 0;
+  zip_t* z = zip_open(QFile::encodeName(path).constData(), ZIP_CREATE | ZIP_TRUNCATE, &code);
+  for (const auto& [name, bytes] : parts) {
+    zip_source_t* source = zip_source_buffer(z, bytes.constData(), zip_uint64_t(bytes.size()), 0);
+    zip_file_add(z, name, source, 0);
+  }
+  zip_close(z);  // the buffers are read here
+  return path;
+}
+
+// The pages of a PDF as pictures (small: layout, not detail).
+QList<QByteArray> pagePictures(const QString& pdf, const QString& folder) {
+  QDir().mkpath(folder);
+  QProcess p;
+  p.start(QStringLiteral("pdftoppm"),
+          {QStringLiteral("-r"), QStringLiteral("30"), QStringLiteral("-gray"), pdf, folder + QStringLiteral("/page")});
+  p.waitForFinished(120000);
+  QList<QByteArray> pages;
+  for (const QString& f : QDir(folder).entryList({QStringLiteral("page-*.pgm")}, QDir::Files, QDir::Name))
+    pages << readFile(folder + QLatin1Char('/') + f);
+  return pages;
+}
+
+TEST_F(ConvertTest, LongTableConvertedInPartsHasTheWholeDocumentsPages) {
+  using office::convert::TableParts;
+  const QString doc = writeLongTable(path("/long/table.docx"), 420, "PAGE");
+  // A page count in the footer, or notes, keep a document whole.
+  EXPECT_TRUE(TableParts::inspect(doc, 100));
+  EXPECT_FALSE(TableParts::inspect(doc, 500)) << "420 rows are not 500";
+  EXPECT_FALSE(TableParts::inspect(writeLongTable(path("/long/count.docx"), 420, "NUMPAGES"), 100));
+
+  QStringList whole;
+  {
+    test::ScopedEnv batch("ORDOLO_CONVERTER", QByteArray("batch"));
+    Converter oneCall;
+    const Result r = oneCall.toPdf({doc}, path("/long/whole")).front();
+    ASSERT_TRUE(r.ok()) << r.error.debugText().toStdString();
+    whole << r.output;
+  }
+  test::ScopedEnv warm("ORDOLO_CONVERTER", QByteArray("warm"));
+  test::ScopedEnv rows("ORDOLO_TABLE_PART_ROWS", QByteArray("60"));
+  const QString log = path("/long/debug.log");
+  util::DebugLog::open(log);
+  Converter inParts;
+  const Result r = inParts.toPdf({doc}, path("/long/parts")).front();
+  util::DebugLog::close();
+  ASSERT_TRUE(r.ok()) << r.error.debugText().toStdString();
+  const QString said = QString::fromUtf8(readFile(log));
+  ASSERT_TRUE(said.contains(QRegularExpression(QStringLiteral("converted in ([3-9]|[1-9][0-9]) parts"))))
+      << said.toStdString();
+
+  const QStringList mine = pdfText(r.output, true).split(QLatin1Char('\f'));
+  const QStringList theirs = pdfText(whole.front(), true).split(QLatin1Char('\f'));
+  ASSERT_GT(theirs.size(), 8);
+  ASSERT_EQ(mine.size(), theirs.size());
+  for (int i = 0; i < mine.size(); ++i) EXPECT_EQ(mine[i], theirs[i]) << "page " << i + 1;
+  EXPECT_TRUE(theirs[1].contains("Running header") && theirs[1].contains("Page 2")) << theirs[1].toStdString();
+  const auto pictures = pagePictures(r.output, path("/long/pictures-parts"));
+  const auto reference = pagePictures(whole.front(), path("/long/pictures-whole"));
+  ASSERT_EQ(pictures.size(), reference.size());
+  for (int i = 0; i < pictures.size(); ++i)
+    EXPECT_TRUE(pictures[i] == reference[i]) << "page " << i + 1 << " looks different";
 }
 
 TEST_F(ConvertTest, LegacyTemplateIsConvertedOnceAndAgainWhenItChanges) {

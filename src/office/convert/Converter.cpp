@@ -26,6 +26,7 @@
 #include <numeric>
 #include <thread>
 
+#include "office/convert/TableParts.h"
 #include "office/convert/WarmWorker.h"
 #include "util/DebugLog.h"
 #include "util/Folders.h"
@@ -124,6 +125,78 @@ struct Job {
   Error error;     // set when not
 };
 
+// Rows per part when a long table is converted in parts
+// (ORDOLO_TABLE_PART_ROWS); tables of less than twice that are converted
+// whole.
+int partRows() {
+  bool ok = false;
+  const int n = env("ORDOLO_TABLE_PART_ROWS").toInt(&ok);
+  return ok && n >= 10 ? n : 400;
+}
+
+// A Word document that is mostly one long table, through `worker` in parts
+// (see TableParts). False when it is not such a document or a part did not
+// convert: the caller converts it whole.
+bool convertInParts(WarmWorker& worker, const Job& job, int timeoutMs) {
+  const QString suffix = QFileInfo(job.staged).suffix().toLower();
+  if (suffix != QLatin1String("docx") && suffix != QLatin1String("docm")) return false;
+  const int size = partRows();
+  const std::unique_ptr<TableParts> table = TableParts::inspect(job.staged, 2 * size);
+  if (!table || !TableParts::canJoin()) return false;
+  std::vector<std::pair<QString, int>> kept;
+  QStringList made;
+  const auto cleanUp = [&made] {
+    for (const QString& f : made) QFile::remove(f);
+  };
+  int from = 0, page = table->firstPageNumber();
+  QString why;
+  for (int n = 1, length = size; from < table->rows(); ++n) {
+    int to = std::min(table->rows(), from + length);
+    if (table->rows() - to < size / 4) to = table->rows();  // no short last part
+    const QString part = job.produced + QStringLiteral(".part%1.docx").arg(n);
+    const QString pdf = job.produced + QStringLiteral(".part%1.pdf").arg(n);
+    made << part << pdf;
+    QByteArray answer;
+    if (!table->write(part, from, to, page, &why) ||
+        worker.toPdf(part, pdf, timeoutMs, &why, &answer) != WarmWorker::Outcome::Done) {
+      log(QStringLiteral("%1 in parts: %2").arg(job.staged, why));
+      cleanUp();
+      return false;
+    }
+    const std::vector<int> starts = table->pageStarts(answer, from);
+    if (to >= table->rows()) {
+      kept.emplace_back(pdf, int(starts.size()));
+      break;
+    }
+    // The pages before the last one that begins with a whole row are the
+    // whole document's; the next part begins with that row. Where rows
+    // break across every page of a part, a longer part is tried.
+    int cut = int(starts.size()) - 1;
+    while (cut > 0 && !(starts[size_t(cut)] > from && starts[size_t(cut)] < to)) --cut;
+    if (cut <= 0) {
+      if (length < 4 * size) {
+        length *= 2;
+        continue;
+      }
+      log(QStringLiteral("%1 in parts: no page of rows %2 to %3 begins with a whole row")
+              .arg(job.staged)
+              .arg(from)
+              .arg(to));
+      cleanUp();
+      return false;
+    }
+    kept.emplace_back(pdf, cut);
+    page += cut;
+    from = starts[size_t(cut)];
+    length = size;
+  }
+  const bool joined = TableParts::join(kept, job.produced, timeoutMs, &why);
+  if (!joined) log(QStringLiteral("%1: joining the parts: %2").arg(job.staged, why));
+  else log(QStringLiteral("%1 converted in %2 parts").arg(job.staged).arg(kept.size()));
+  cleanUp();
+  return joined;
+}
+
 }  // namespace
 
 struct Converter::Impl {
@@ -182,7 +255,9 @@ struct Converter::Impl {
         if (i >= total || unusable) return;
         Job& job = all[size_t(i)];
         QString why;
-        WarmWorker::Outcome outcome = worker.toPdf(job.staged, job.produced, perDocument, &why);
+        WarmWorker::Outcome outcome = convertInParts(worker, job, perDocument)
+                                          ? WarmWorker::Outcome::Done
+                                          : worker.toPdf(job.staged, job.produced, perDocument, &why);
         if (outcome == WarmWorker::Outcome::TimedOut || outcome == WarmWorker::Outcome::Died)
           outcome = worker.toPdf(job.staged, job.produced, perDocument, &why);  // once more, on a fresh one
         if (outcome == WarmWorker::Outcome::NotStarted) {

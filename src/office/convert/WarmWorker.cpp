@@ -142,9 +142,11 @@ bool WarmWorker::readLine(int timeoutMs, QByteArray* line, bool* timedOut) {
   }
 }
 
-WarmWorker::Outcome WarmWorker::toPdf(const QString& input, const QString& output, int timeoutMs, QString* why) {
+WarmWorker::Outcome WarmWorker::toPdf(const QString& input, const QString& output, int timeoutMs, QString* why,
+                                      QByteArray* pageStarts) {
   if (pid_ <= 0 && !start(startTimeoutMs_, why)) return Outcome::NotStarted;
-  const QByteArray request = "pdf\t" + QFile::encodeName(QFileInfo(input).absoluteFilePath()) + '\t' +
+  const QByteArray request = QByteArray(pageStarts ? "pages\t" : "pdf\t") +
+                             QFile::encodeName(QFileInfo(input).absoluteFilePath()) + '\t' +
                              QFile::encodeName(QFileInfo(output).absoluteFilePath()) + '\n';
   // A worker that died meanwhile must not end the program with SIGPIPE: the
   // signal is held for this thread while writing and taken back unseen.
@@ -172,7 +174,11 @@ WarmWorker::Outcome WarmWorker::toPdf(const QString& input, const QString& outpu
     stop(true);
     return timedOut ? Outcome::TimedOut : Outcome::Died;
   }
-  if (line == "ok") return Outcome::Done;
+  if (line == "ok" && !pageStarts) return Outcome::Done;
+  if (line.startsWith("ok\t") && pageStarts) {
+    *pageStarts = line.mid(3);
+    return Outcome::Done;
+  }
   *why = line.startsWith("error\t") ? QString::fromUtf8(line.mid(6)) : QString::fromUtf8(line);
   log(input + QStringLiteral(": ") + *why);
   return Outcome::Failed;

@@ -28,7 +28,11 @@ class WarmWorker {
   // Converts `input` into the PDF `output`. Failed: LibreOffice answered with
   // an error (*why); TimedOut/Died: the worker was killed or ended and will
   // be started afresh; NotStarted: no worker could be started (*why).
-  Outcome toPdf(const QString& input, const QString& output, int timeoutMs, QString* why);
+  // With `pageStarts`, a Word document's pages are also told: per page the
+  // row of the document's longest table it starts with (as the worker
+  // writes it: a row index, "-" or "t", comma-separated).
+  Outcome toPdf(const QString& input, const QString& output, int timeoutMs, QString* why,
+                QByteArray* pageStarts = nullptr);
 
   // Starts the worker now (the first conversion does it otherwise).
   bool start(int timeoutMs, QString* why);
