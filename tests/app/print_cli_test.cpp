@@ -11,6 +11,7 @@
 #include <csignal>
 
 #include "app/RunOrdolo.h"
+#include "office/convert/Converter.h"
 #include "support/CupsServer.h"
 #include "support/TestEnv.h"
 
@@ -92,6 +93,48 @@ TEST_F(PrintCli, BadInputIsNamedAndLeavesNothingBehind) {
         {{"ORDOLO_SOFFICE", "/nowhere/soffice"}});
   check({"--folder", "Inbox", "--template", memo, "--printer", "nosuchqueue"}, home.filePath("no-cups.sock"),
         {{"CUPS_SERVER", home.filePath("no-cups.sock")}});
+}
+
+// The shipped templates of every kind, filled from the sample store: the
+// converters kept running give every document the same text as one soffice
+// call over all of them.
+TEST_F(PrintCli, ShippedTemplatesGiveTheSameTextThroughRunningConvertersAsThroughOneCall) {
+  const QStringList month{"--from", "2026-03-01", "--to", "2026-03-31"};
+  const std::vector<std::pair<QStringList, QString>> runs = {{QStringList{"Inbox"}, "MMemo.dotx"},
+                                                             {QStringList{"Inbox"}, "MList.xltx"},
+                                                             {QStringList{"Inbox"}, "MReport.dotx"},
+                                                             {QStringList{"Calendar"} + month, "ACalendar.dotx"},
+                                                             {QStringList{"Calendar"} + month, "AList.xltx"},
+                                                             {QStringList{"Contacts"}, "CLabel.dotx"},
+                                                             {QStringList{"Contacts"}, "CTable.dotx"},
+                                                             {QStringList{"Contacts"}, "DMemo.dotx"},
+                                                             {QStringList{"Tasks"}, "TTable.dotx"},
+                                                             {QStringList{"Notes"}, "NCard.dotx"},
+                                                             {QStringList{"Journal"}, "JMemo.dotx"}};
+  QStringList filled;
+  for (const auto& [where, tpl] : runs) {
+    const QString saved = out.filePath("saved/" + tpl);
+    const Result r = ordolo(QStringList{"print", "--store", kStore, "--folder"} + where +
+                            QStringList{"--template", kTemplates + tpl, "--save", saved, "--yes"});
+    ASSERT_EQ(r.code, 0) << tpl.toStdString() << r.err.toStdString();
+    for (const QString& f : QDir(saved).entryList(QDir::Files, QDir::Name)) filled << saved + "/" + f;
+  }
+  ASSERT_GT(filled.size(), 40);
+  std::vector<ordolo::office::convert::Result> oneCall, running;
+  {
+    ordolo::test::ScopedEnv batch("ORDOLO_CONVERTER", QByteArray("batch"));
+    oneCall = ordolo::office::convert::Converter().toPdf(filled, out.filePath("one-call"));
+  }
+  {
+    ordolo::test::ScopedEnv warm("ORDOLO_CONVERTER", QByteArray("warm"));
+    running = ordolo::office::convert::Converter().toPdf(filled, out.filePath("running"));
+  }
+  for (int i = 0; i < filled.size(); ++i) {
+    ASSERT_TRUE(oneCall[size_t(i)].ok() && running[size_t(i)].ok()) << filled[i].toStdString();
+    const QString expected = ordolo::test::pdfText(oneCall[size_t(i)].output, true);
+    EXPECT_FALSE(expected.trimmed().isEmpty()) << filled[i].toStdString();
+    EXPECT_EQ(ordolo::test::pdfText(running[size_t(i)].output, true), expected) << filled[i].toStdString();
+  }
 }
 
 TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
