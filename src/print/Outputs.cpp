@@ -151,7 +151,8 @@ QString copyInto(const QString& source, const QString& target) {
   // A name of an earlier process with our id (ids repeat) is passed over.
   for (int attempt = 0; attempt < 100 && !out.isOpen(); ++attempt) {
     out.setFileName(partName(folder, QString::number(++serial)));
-    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly) && !QFileInfo::exists(out.fileName()))
+    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered) &&
+        !QFileInfo::exists(out.fileName()))
       return out.errorString();
   }
   if (!out.isOpen()) return out.errorString();
@@ -164,9 +165,11 @@ QString copyInto(const QString& source, const QString& target) {
     const qint64 n = in.read(buffer, sizeof buffer);
     if (n < 0) return fail(in.errorString());
     if (n == 0) break;
-    if (out.write(buffer, n) != n) return fail(out.errorString());
+    // Unbuffered: a full disk shows here, with the system's own words.
+    errno = 0;
+    if (out.write(buffer, n) != n)
+      return fail(errno ? QString::fromLocal8Bit(std::strerror(errno)) : out.errorString());
   }
-  if (!out.flush()) return fail(out.errorString());
   // Some file systems cannot sync (FUSE, virtual mounts): written is enough there.
   if (::fsync(out.handle()) != 0 && errno != EINVAL && errno != ENOTSUP && errno != ENOSYS)
     return fail(QString::fromLocal8Bit(std::strerror(errno)));

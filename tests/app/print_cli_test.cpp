@@ -137,6 +137,48 @@ TEST_F(PrintCli, ShippedTemplatesGiveTheSameTextThroughRunningConvertersAsThroug
   }
 }
 
+// A disk that fills up under the PDF folder: each document that does not
+// fit is named with the system's reason, nothing half-written stays, and
+// the run ends as failed. The small disk is a tmpfs of 150 KB in a user and
+// mount namespace of the test's own.
+TEST_F(PrintCli, AFullDiskNamesEachPdfThatDidNotFitAndLeavesNoPartBehind) {
+  QProcess probe;
+  probe.start("unshare", {"-rm", "true"});
+  if (!probe.waitForFinished(10000) || probe.exitCode() != 0)
+    GTEST_SKIP() << "no user namespaces here for a small file system: " << probe.readAllStandardError().toStdString();
+  const QString small = out.filePath("small");
+  QDir().mkpath(small);
+  QProcess p;
+  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+  env.insert("ORDOLO_HOME", home.path());
+  env.insert("LANG", "en_US.UTF-8");
+  env.remove("LC_ALL");
+  p.setProcessEnvironment(env);
+  p.start("unshare",
+          {"-rm", "sh", "-c", R"(mount -t tmpfs -o size=150k none "$0" || exit 99; "$@"; echo "exit $?"; ls -a "$0")",
+           small, ORDOLO_BINARY, "print", "--store", kStore, "--folder", "Inbox", "--template",
+           kTemplates + "MMemo.dotx", "--pdf", small});
+  ASSERT_TRUE(p.waitForFinished(180000));
+  const QString said = QString::fromUtf8(p.readAllStandardOutput());
+  const QString err = QString::fromUtf8(p.readAllStandardError());
+  ASSERT_TRUE(said.contains("exit 1\n")) << said.toStdString() << err.toStdString();
+  const QStringList left = said.section("exit 1\n", 1).split('\n', Qt::SkipEmptyParts);
+  const QRegularExpression full(QRegularExpression::escape(small) +
+                                "/(MMemo-\\d+\\.pdf) cannot be written: No space left on device");
+  QStringList failed;
+  for (auto m = full.globalMatch(err); m.hasNext();) failed << m.next().captured(1);
+  EXPECT_FALSE(failed.isEmpty()) << err.toStdString();
+  QStringList written;
+  for (const QString& f : left)
+    if (f != "." && f != "..") written << f;
+  for (const QString& f : written) {
+    EXPECT_TRUE(f.startsWith("MMemo-") && f.endsWith(".pdf")) << "left behind: " << f.toStdString();
+    EXPECT_FALSE(failed.contains(f)) << f.toStdString();
+  }
+  EXPECT_FALSE(written.isEmpty());
+  EXPECT_EQ(written.size() + failed.size(), 13) << said.toStdString() << err.toStdString();
+}
+
 TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
   ordolo::test::CupsServer cups;
   ASSERT_TRUE(cups.ok()) << cups.error().toStdString();
