@@ -179,6 +179,33 @@ TEST_F(PrintCli, AFullDiskNamesEachPdfThatDidNotFitAndLeavesNoPartBehind) {
   EXPECT_EQ(written.size() + failed.size(), 13) << said.toStdString() << err.toStdString();
 }
 
+// The sample inbox with its attachments: the queue gets, from the running
+// converters, the same documents page for page and in the same order as the
+// PDF folder gets from one soffice call over the run.
+TEST_F(PrintCli, TheSampleInboxGivesTheQueueTheSamePagesInTheSameOrderAsTheFolder) {
+  const Result folder = ordolo({"print", "--store", kStore, "--folder", "Inbox", "--template",
+                                kTemplates + "MMemo.dotx", "--attachments", "--pdf", out.filePath("pdf")},
+                               {{"ORDOLO_CONVERTER", "batch"}});
+  ASSERT_EQ(folder.code, 0) << folder.err.toStdString();
+  QStringList files;
+  for (const QString& line : folder.out.split('\n'))
+    if (line.startsWith(out.filePath("pdf"))) files << line;
+  ASSERT_GT(files.size(), 13);
+
+  ordolo::test::CupsServer cups;
+  ASSERT_TRUE(cups.ok()) << cups.error().toStdString();
+  ASSERT_TRUE(cups.addQueue("capq"));
+  const Result queue = ordolo({"print", "--store", kStore, "--folder", "Inbox", "--template", kTemplates + "MMemo.dotx",
+                               "--attachments", "--printer", "capq"},
+                              {{"ORDOLO_CONVERTER", "warm"}});
+  ASSERT_EQ(queue.code, 0) << queue.err.toStdString() << cups.errorLog().toStdString();
+  const QStringList jobs = cups.captured();
+  ASSERT_EQ(jobs.size(), files.size()) << queue.out.toStdString();
+  for (int i = 0; i < jobs.size(); ++i)
+    EXPECT_EQ(ordolo::test::pdfText(jobs[i], true), ordolo::test::pdfText(files[i], true))
+        << jobs[i].toStdString() << " against " << files[i].toStdString();
+}
+
 TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
   ordolo::test::CupsServer cups;
   ASSERT_TRUE(cups.ok()) << cups.error().toStdString();
