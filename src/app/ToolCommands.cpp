@@ -28,17 +28,19 @@ using lang::text;
 std::atomic<bool> g_stop{false};
 void onStopSignal(int) { g_stop = true; }
 
-// The attachment options that can be set here: key, its INI key, and
+// The options that can be set here: key, its INI section and key, and
 // whether it takes a number or a yes/no.
 struct OptionKey {
   const char* name;
+  const char* section;
   const char* iniKey;
   enum { Text, Number, YesNo } type;
 };
 const OptionKey kOptionKeys[] = {
-    {"Attachments.Suppress", "Suppress", OptionKey::Text},
-    {"Attachments.Wait", "Wait", OptionKey::Number},
-    {"Attachments.First", "First", OptionKey::YesNo},
+    {"Attachments.Suppress", "Attachments", "Suppress", OptionKey::Text},
+    {"Attachments.Wait", "Attachments", "Wait", OptionKey::Number},
+    {"Attachments.First", "Attachments", "First", OptionKey::YesNo},
+    {"Convert.Processes", "Convert", "Processes", OptionKey::Number},
 };
 
 QStringList optionNames() {
@@ -155,16 +157,17 @@ int templateMoveCommand(const QString& target) {
 
 int optionsCommand(const QStringList& args) {
   const QString sub = args.value(1);
-  const QString file = util::UserConfigFile(), section = QStringLiteral("Attachments");
+  const QString file = util::UserConfigFile();
   if (sub == QLatin1String("list") && args.size() == 2) {
     for (const OptionKey& k : kOptionKeys)
-      out(QLatin1String(k.name) + QLatin1Char('=') + util::ReadIni(section, QLatin1String(k.iniKey), QString(), file));
+      out(QLatin1String(k.name) + QLatin1Char('=') +
+          util::ReadIni(QLatin1String(k.section), QLatin1String(k.iniKey), QString(), file));
     return 0;
   }
   if (sub == QLatin1String("get") && args.size() == 3) {
     const OptionKey* k = findOption(args[2]);
     if (!k) return 2;
-    out(util::ReadIni(section, QLatin1String(k->iniKey), QString(), file));
+    out(util::ReadIni(QLatin1String(k->section), QLatin1String(k->iniKey), QString(), file));
     return 0;
   }
   if (sub == QLatin1String("set") && args.size() == 4) {
@@ -185,7 +188,7 @@ int optionsCommand(const QStringList& args) {
       err(text(Msg::ErrBadOptionValue).arg(args[3], QLatin1String(k->name)));
       return 2;
     }
-    if (!util::WriteIni(section, QLatin1String(k->iniKey), value, file)) {
+    if (!util::WriteIni(QLatin1String(k->section), QLatin1String(k->iniKey), value, file)) {
       err(text(Msg::ErrCannotWrite).arg(file));
       return 1;
     }

@@ -81,6 +81,7 @@ QString helpText() {
   h += line(QStringLiteral("ORDOLO_HOME"), text(Msg::CliEnvHome));
   h += line(QStringLiteral("ORDOLO_DEBUG"), text(Msg::CliEnvDebug));
   h += line(QStringLiteral("ORDOLO_STORE"), text(Msg::CliEnvStore));
+  h += line(QStringLiteral("ORDOLO_CONVERTERS"), text(Msg::CliEnvConverters));
   return h;
 }
 

@@ -32,6 +32,7 @@ enum class Msg {
   CliOptFrom,
   CliOptTo,
   CliEnvStore,
+  CliEnvConverters,
   CliOptDebug,
   CliOptLocale,
   CliOptYes,

@@ -136,6 +136,8 @@ TEST_F(Cli, ImportOptionsAndTheTemplateFolderFromTheCommandLine) {
   EXPECT_EQ(ordolo({"options", "get", "Attachments.Wait"}).out.trimmed(), "7");
   EXPECT_EQ(ordolo({"options", "get", "Attachments.First"}).out.trimmed(), "1");
   EXPECT_EQ(ordolo({"options", "set", "Attachments.Wait", "soon"}).code, 2);
+  EXPECT_EQ(ordolo({"options", "set", "convert.processes", "3"}).code, 0);
+  EXPECT_TRUE(ordolo({"options", "list"}).out.contains("Attachments.Wait=7\nAttachments.First=1\nConvert.Processes=3"));
 
   // The shipped templates move along; the folder's ini stays behind.
   const QString before = ordolo({"templates"}).out;

@@ -213,6 +213,25 @@ TEST_F(ConvertTest, WarmConvertersSurviveAKilledAndAHangingLibreOffice) {
   EXPECT_TRUE(gone(stopped)) << "the stopped LibreOffice was not killed";
 }
 
+TEST_F(ConvertTest, TheUsersProcessesOptionSetsHowManyConvertSideBySide) {
+  test::ScopedEnv mode("ORDOLO_CONVERTER", QByteArray("warm"));
+  test::ScopedEnv unset("ORDOLO_CONVERTERS", std::nullopt);
+  QTemporaryDir home;
+  test::ScopedEnv own("ORDOLO_HOME", home.path().toUtf8());
+  writeFile(util::UserConfigFile(), "[Convert]\r\nProcesses=1\r\n");
+  QStringList inputs;
+  for (int i = 0; i < 4; ++i) inputs << copy("/docs/Alpha.docx", QString("/processes/d%1.docx").arg(i));
+  const auto others = warmProcesses();
+  Converter converter;
+  for (const Result& r : converter.toPdf(inputs, path("/processes/out")))
+    EXPECT_TRUE(r.ok()) << r.error.debugText().toStdString();
+  auto running = warmProcesses();
+  running.erase(std::remove_if(running.begin(), running.end(),
+                               [&](const auto& w) { return std::count(others.begin(), others.end(), w) > 0; }),
+                running.end());
+  EXPECT_EQ(running.size(), 1u);
+}
+
 // A Word document of one long table: a heading row repeated on every page,
 // every seventh row four paragraphs tall (so that rows break across pages),
 // a first-page header of its own and the page number in the footer.

@@ -30,6 +30,7 @@
 #include "office/convert/WarmWorker.h"
 #include "util/DebugLog.h"
 #include "util/Folders.h"
+#include "util/Ini.h"
 
 namespace ordolo::office::convert {
 
@@ -221,11 +222,14 @@ struct Converter::Impl {
   }
 
   // How many LibreOffice processes convert side by side: ORDOLO_CONVERTERS,
-  // else one per core.
+  // else the user's option [Convert] Processes, else (and for 0) one per core.
   int workerCount() const {
     bool ok = false;
-    const int wanted = env("ORDOLO_CONVERTERS").toInt(&ok);
-    return std::clamp(ok ? wanted : int(std::thread::hardware_concurrency()), 1, 16);
+    int wanted = env("ORDOLO_CONVERTERS").toInt(&ok);
+    if (!ok)
+      wanted = util::ReadIni(QStringLiteral("Convert"), QStringLiteral("Processes"), QString(), util::UserConfigFile())
+                   .toInt(&ok);
+    return std::clamp(ok && wanted > 0 ? wanted : int(std::thread::hardware_concurrency()), 1, 16);
   }
 
   // The jobs through the warm workers, side by side; progress in the
