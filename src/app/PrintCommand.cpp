@@ -369,6 +369,7 @@ int monitorCommand(const MonitorCommandOptions& m) {
   if (auto* folderOutput = dynamic_cast<print::FolderOutput*>(output.get())) folderOutput->setReplaceRepeats(true);
   // One converter for the monitor's whole life: its LibreOffice stays warm.
   office::convert::Converter converter;
+  if (o.save.isEmpty() && !o.show) converter.prestart();  // up before the first item arrives
   output->setConverter(&converter);
   monitor::Monitor watcher(port, folder, store->root() + QLatin1Char('/') + folder->FolderPath());
   // Documents are called by their item: an item printed again (the monitor

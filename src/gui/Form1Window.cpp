@@ -84,6 +84,11 @@ Form1Window::Form1Window(QtPort& port, QWidget* parent) : QDialog(parent), port_
   const QByteArray geometry = QByteArray::fromBase64(
       util::ReadIni(QStringLiteral("Option"), kGeometry, QString(), util::UserConfigFile()).toLatin1());
   if (!geometry.isEmpty()) restoreGeometry(geometry);
+  // A dialog that stays open is likely to print: LibreOffice is started
+  // meanwhile, so the first document does not wait for it.
+  QTimer::singleShot(2000, this, [this] {
+    if (isVisible()) form_.prestartConverter();
+  });
 }
 
 Form1Window::~Form1Window() = default;

@@ -162,6 +162,11 @@ void Form1::changeTemplateFolder() {
   refreshTemplates();
 }
 
+void Form1::prestartConverter() {
+  if (!converter_) converter_ = std::make_unique<office::convert::Converter>();
+  converter_->prestart();
+}
+
 void Form1::showHelp() {
   const QString guide = util::ShareFolder() + QStringLiteral("doc/user-guide.html");
   tellOpenFailure(open(guide), guide);

@@ -68,6 +68,8 @@ class Form1 {
   void changeTemplateFolder();
   // Opens the user guide.
   void showHelp();
+  // LibreOffice started for the dialog's prints before the first one.
+  void prestartConverter();
   // Reads the template folder again.
   void refreshTemplates();
 

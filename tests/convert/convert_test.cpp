@@ -213,6 +213,39 @@ TEST_F(ConvertTest, WarmConvertersSurviveAKilledAndAHangingLibreOffice) {
   EXPECT_TRUE(gone(stopped)) << "the stopped LibreOffice was not killed";
 }
 
+// What the print dialog and the monitor do: LibreOffice is started before
+// the first document, which then uses the processes already running.
+TEST_F(ConvertTest, PrestartedConvertersAreUpBeforeTheFirstDocumentAndUsedByIt) {
+  test::ScopedEnv mode("ORDOLO_CONVERTER", QByteArray("warm"));
+  test::ScopedEnv two("ORDOLO_CONVERTERS", QByteArray("2"));
+  const auto others = warmProcesses();
+  auto ours = [&] {
+    auto running = warmProcesses();
+    running.erase(std::remove_if(running.begin(), running.end(),
+                                 [&](const auto& w) { return std::count(others.begin(), others.end(), w) > 0; }),
+                  running.end());
+    return running;
+  };
+  Converter converter;
+  converter.prestart();
+  auto up = ours();
+  for (int i = 0; i < 600 && (up.size() < 2 || up[0].second <= 0 || up[1].second <= 0); ++i) {
+    QThread::msleep(50);
+    up = ours();
+  }
+  ASSERT_EQ(up.size(), 2u);
+  ASSERT_TRUE(up[0].second > 0 && up[1].second > 0) << "no LibreOffice under the workers";
+  const Result r = converter.toPdf({copy("/docs/Beta.docx", "/prestart/b.docx")}, path("/prestart/out")).front();
+  ASSERT_TRUE(r.ok()) << r.error.debugText().toStdString();
+  EXPECT_TRUE(pdfText(r.output).contains("Beta paragraph"));
+  // The same workers (LibreOffice itself may have restarted once on its
+  // fresh profile, as it does).
+  const auto after = ours();
+  ASSERT_EQ(after.size(), 2u);
+  EXPECT_EQ(after[0].first, up[0].first);
+  EXPECT_EQ(after[1].first, up[1].first);
+}
+
 TEST_F(ConvertTest, TheUsersProcessesOptionSetsHowManyConvertSideBySide) {
   test::ScopedEnv mode("ORDOLO_CONVERTER", QByteArray("warm"));
   test::ScopedEnv unset("ORDOLO_CONVERTERS", std::nullopt);

@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <numeric>
 #include <thread>
@@ -232,6 +233,16 @@ struct Converter::Impl {
     return std::clamp(ok && wanted > 0 ? wanted : int(std::thread::hardware_concurrency()), 1, 16);
   }
 
+  void addWorkers(int workers) {
+    const QString program = programPath();
+    while (int(warm.size()) < workers) {
+      warmProfiles.push_back(util::MakePrivateFolder(util::TempFolder()));
+      warm.push_back(std::make_unique<WarmWorker>(program, warmProfiles.back(), std::max(1000, options.baseTimeoutMs)));
+    }
+  }
+
+  std::thread starter;  // prestart(): the workers being started
+
   // The jobs through the warm workers, side by side; progress in the
   // caller's thread, in order. A document whose worker hangs or dies is
   // tried once more on a fresh one. False when no worker could be started
@@ -240,12 +251,8 @@ struct Converter::Impl {
                    const std::function<void(size_t job)>& done) {
     const int total = int(all.size());
     if (total == 0) return true;
-    const QString program = programPath();
     const int workers = std::min(workerCount(), total);
-    while (int(warm.size()) < workers) {
-      warmProfiles.push_back(util::MakePrivateFolder(util::TempFolder()));
-      warm.push_back(std::make_unique<WarmWorker>(program, warmProfiles.back(), std::max(1000, options.baseTimeoutMs)));
-    }
+    addWorkers(workers);
     // One document may take what a batch of one may take.
     const int perDocument = timeoutMs(1);
     std::atomic<int> next{0};
@@ -498,9 +505,32 @@ struct Converter::Impl {
 Converter::Converter(Options options) : d_(std::make_unique<Impl>()) { d_->options = std::move(options); }
 
 Converter::~Converter() {
+  if (d_->starter.joinable()) d_->starter.join();
   d_->warm.clear();  // LibreOffice ended before its profile goes
   for (const QString& profile : d_->warmProfiles) QDir(profile).removeRecursively();
   if (!d_->profile.isEmpty()) QDir(d_->profile).removeRecursively();
+}
+
+void Converter::prestart() {
+  if (d_->starter.joinable() || !d_->useWarm() || d_->programPath().isEmpty()) return;
+  Impl* impl = d_.get();
+  // The mutex is taken before this returns: a toPdf that comes first waits
+  // for the workers being started instead of starting its own.
+  std::promise<void> locked;
+  std::future<void> holding = locked.get_future();
+  impl->starter = std::thread([impl, &locked] {
+    std::lock_guard lock(impl->mutex);
+    locked.set_value();
+    impl->addWorkers(impl->workerCount());
+    std::vector<std::thread> starting;
+    for (const auto& worker : impl->warm)
+      starting.emplace_back([impl, w = worker.get()] {
+        QString why;
+        if (!w->start(std::max(1000, impl->options.baseTimeoutMs), &why)) log(QStringLiteral("prestart: ") + why);
+      });
+    for (std::thread& t : starting) t.join();
+  });
+  holding.wait();
 }
 
 QString Converter::program() const { return d_->programPath(); }

@@ -53,6 +53,11 @@ class Converter {
  public:
   explicit Converter(Options options = {});
   ~Converter();  // removes the private profile
+
+  // Starts the kept LibreOffice processes now, in the background, so that a
+  // program that will convert (the print dialog, the monitor) has them up
+  // before its first document; without it the first document starts them.
+  void prestart();
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
