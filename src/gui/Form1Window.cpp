@@ -306,6 +306,14 @@ void Form1Window::buildTemplateTab() {
   form->addRow(suppressLabel_, suppress_);
   form->addRow(waitLabel_, wait_);
   form->addRow(QString(), first_);
+  processesLabel_ = new QLabel(page);
+  processesLabel_->setWordWrap(true);
+  processes_ = new QSpinBox(page);
+  processes_->setObjectName(QStringLiteral("Processes"));
+  processes_->setRange(0, 16);
+  processes_->setValue(form_.convertProcesses());
+  processesLabel_->setBuddy(processes_);
+  form->addRow(processesLabel_, processes_);
   layout->addLayout(form);
 
   connect(list2_, &QListWidget::currentRowChanged, this, [this](int index) {
@@ -324,6 +332,7 @@ void Form1Window::buildTemplateTab() {
   connect(suppress_, &QLineEdit::textChanged, this, [this](const QString& text) { form_.setSuppress(text); });
   connect(wait_, &QLineEdit::textChanged, this, [this](const QString& text) { form_.setWait(text); });
   connect(first_, &QCheckBox::toggled, this, [this](bool on) { form_.setAttachmentsFirst(on); });
+  connect(processes_, qOverload<int>(&QSpinBox::valueChanged), this, [this](int n) { form_.setConvertProcesses(n); });
   tabs_->addTab(page, QString());
 }
 
@@ -412,6 +421,8 @@ void Form1Window::applyTexts() {
   suppressLabel_->setText(S("S63"));
   waitLabel_->setText(S("S64"));
   first_->setText(lang::text(Msg::GuiAttachmentsFirst));
+  processesLabel_->setText(lang::text(Msg::GuiConvertProcesses));
+  processes_->setSpecialValueText(lang::text(Msg::GuiOnePerCore));
   langDef_[0]->setText(lang::text(Msg::GuiLangDefEnglish));
   langDef_[1]->setText(lang::text(Msg::GuiLangDefGerman));
   langDef_[2]->setText(lang::text(Msg::GuiLangDefFrench));

@@ -112,6 +112,8 @@ class Form1Window : public QDialog {
   QLabel* waitLabel_;
   QLineEdit* wait_;
   QCheckBox* first_;
+  QLabel* processesLabel_;
+  QSpinBox* processes_;
   // Language tab.
   QTreeWidget* list3_;
   QPushButton* langDef_[3];

@@ -155,6 +155,8 @@ enum class Msg {
   GuiPdfFolder,
   GuiBrowse,
   GuiAttachmentsFirst,
+  GuiConvertProcesses,
+  GuiOnePerCore,
   GuiHelp,
   GuiExit,
   GuiLangDefEnglish,

@@ -184,6 +184,14 @@ void Form1::setWait(const QString& text) {
 
 void Form1::setAttachmentsFirst(bool first) { first_ = first; }
 
+int Form1::convertProcesses() const {
+  return std::max(0, option(QStringLiteral("Convert"), QStringLiteral("Processes"), QString()).toInt());
+}
+
+void Form1::setConvertProcesses(int processes) {
+  setOption(QStringLiteral("Convert"), QStringLiteral("Processes"), QString::number(std::max(0, processes)));
+}
+
 bool Form1::loadLanguage(int index) {
   if (busy()) return false;
   if (port_.message(lang::GetLangText(QStringLiteral("S58")), Buttons::YesNo, Icon::Question) != Answer::Yes)

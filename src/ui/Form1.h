@@ -80,6 +80,9 @@ class Form1 {
   void setSuppress(const QString& text);
   void setWait(const QString& text);
   void setAttachmentsFirst(bool first);
+  // How many LibreOffice processes convert side by side; 0: one per core.
+  int convertProcesses() const;
+  void setConvertProcesses(int processes);
 
   // The label fields.
   int startRow = 1;

@@ -140,6 +140,11 @@ TEST_F(Presenters, Form1RefusesToPrintWhatIsGoneAndTellsWhy) {
   EXPECT_TRUE(form.close());
   EXPECT_EQ(util::ReadIni("Attachments", "First", "", util::UserConfigFile()), "1");
   EXPECT_EQ(util::ReadIni("Attachments", "Suppress", "", util::UserConfigFile()), "logo.png");
+  // The converter count is read back as set; nothing below 0.
+  form.setConvertProcesses(3);
+  EXPECT_EQ(ui::Form1(port).convertProcesses(), 3);
+  form.setConvertProcesses(-2);
+  EXPECT_EQ(util::ReadIni("Convert", "Processes", "", util::UserConfigFile()), "0");
 }
 
 TEST_F(Presenters, ChangingTheTemplateFolderThroughForm1AsksAndReloads) {
