@@ -163,6 +163,7 @@ void Form1::changeTemplateFolder() {
 }
 
 void Form1::prestartConverter() {
+  if (busy()) return;  // a print has started them already
   if (!converter_) converter_ = std::make_unique<office::convert::Converter>();
   converter_->prestart();
 }

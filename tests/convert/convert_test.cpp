@@ -244,6 +244,14 @@ TEST_F(ConvertTest, PrestartedConvertersAreUpBeforeTheFirstDocumentAndUsedByIt) 
   ASSERT_EQ(after.size(), 2u);
   EXPECT_EQ(after[0].first, up[0].first);
   EXPECT_EQ(after[1].first, up[1].first);
+
+  // Asked for from inside a conversion (the print dialog's event loop runs
+  // in its progress callback): it does not wait for that conversion.
+  Converter busy;
+  const Result inside = busy.toPdf({copy("/docs/Alpha.docx", "/prestart/a.docx")}, path("/prestart/out2"),
+                                   [&](int, int) { busy.prestart(); })
+                            .front();
+  EXPECT_TRUE(inside.ok()) << inside.error.debugText().toStdString();
 }
 
 TEST_F(ConvertTest, TheUsersProcessesOptionSetsHowManyConvertSideBySide) {

@@ -22,7 +22,6 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
-#include <future>
 #include <mutex>
 #include <numeric>
 #include <thread>
@@ -514,13 +513,11 @@ Converter::~Converter() {
 void Converter::prestart() {
   if (d_->starter.joinable() || !d_->useWarm() || d_->programPath().isEmpty()) return;
   Impl* impl = d_.get();
-  // The mutex is taken before this returns: a toPdf that comes first waits
-  // for the workers being started instead of starting its own.
-  std::promise<void> locked;
-  std::future<void> holding = locked.get_future();
-  impl->starter = std::thread([impl, &locked] {
+  // Never waits here: the caller may be inside a conversion of its own (an
+  // event loop run from a progress callback). Whichever takes the mutex
+  // first makes the workers; the other finds them.
+  impl->starter = std::thread([impl] {
     std::lock_guard lock(impl->mutex);
-    locked.set_value();
     impl->addWorkers(impl->workerCount());
     std::vector<std::thread> starting;
     for (const auto& worker : impl->warm)
@@ -530,7 +527,6 @@ void Converter::prestart() {
       });
     for (std::thread& t : starting) t.join();
   });
-  holding.wait();
 }
 
 QString Converter::program() const { return d_->programPath(); }
