@@ -108,6 +108,8 @@ int main(int argc, char** argv) {
   QString why;
   if (!output.prepare(&why)) fail(why);
   office::convert::Converter converter;
+  converter.prestart();  // as ordolo monitor does, which shares it with the output
+  output.setConverter(&converter);
 
   // When each mail landed, and when its PDF was written, by the item's key.
   std::map<QString, qint64> dropped, written;
