@@ -131,6 +131,7 @@ model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::F
     *exitCode = 1;
     return nullptr;
   }
+  for (const QString& notice : found.notices) err(notice);
   if (totals && folder->DefaultItemClass() == model::olAppointment) *totals = found.totals.text();
   return std::make_shared<model::Items>(folder, std::move(found.items));
 }

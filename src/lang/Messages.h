@@ -33,6 +33,7 @@ enum class Msg {
   CliOptTo,
   CliEnvStore,
   CliEnvConverters,
+  RecurrenceBounded,
   CliOptDebug,
   CliOptLocale,
   CliOptYes,

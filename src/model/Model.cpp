@@ -1,6 +1,8 @@
 #include "model/Model.h"
 
 #include "model/Filter.h"
+#include "lang/Messages.h"
+#include "util/VbFormat.h"
 
 #include <QFile>
 #include <QSaveFile>
@@ -92,6 +94,7 @@ std::shared_ptr<Items> Items::Restrict(const QString& filterText, QString* error
   }
   const Filter::Window window = filter->window();
   std::vector<ItemPtr> out;
+  QStringList notices = notices_;
   for (const ItemPtr& item : items_) {
     if (IncludeRecurrences && item->Class() == olAppointment && item->flag(QStringLiteral("IsRecurring"))) {
       const auto pattern = item->GetRecurrencePattern();
@@ -101,8 +104,15 @@ std::shared_ptr<Items> Items::Restrict(const QString& filterText, QString* error
         to = pattern->PatternEndDate.addDays(1);
       // An endless series without an upper bound stays one item.
       if (from.isValid() && to.isValid()) {
-        for (const ItemPtr& occurrence : item->occurrencesBetween(from, to))
+        bool bounded = false;
+        for (const ItemPtr& occurrence : item->occurrencesBetween(from, to, &bounded))
           if (filter->matches(*occurrence)) out.push_back(occurrence);
+        if (bounded)
+          notices << lang::text(lang::Msg::RecurrenceBounded)
+                         .arg(item->text(QStringLiteral("Subject")))
+                         .arg(kMaxOccurrences)
+                         .arg(util::Format(from, QStringLiteral("Short Date")),
+                              util::Format(to, QStringLiteral("Short Date")));
         continue;
       }
     }
@@ -110,6 +120,7 @@ std::shared_ptr<Items> Items::Restrict(const QString& filterText, QString* error
   }
   auto result = std::make_shared<Items>(folder_, std::move(out));
   result->IncludeRecurrences = IncludeRecurrences;
+  result->notices_ = notices;
   return result;
 }
 

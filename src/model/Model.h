@@ -197,8 +197,12 @@ class Item : public Object, public std::enable_shared_from_this<Item> {
   virtual LinkList Links() const { return {}; }
   virtual std::optional<RecurrencePattern> GetRecurrencePattern() const { return std::nullopt; }
   // The occurrences of a recurring item whose span meets [from, to), exceptions
-  // in place of the occurrences they replace; empty for other items.
-  virtual std::vector<ItemPtr> occurrencesBetween(const QDateTime& from, const QDateTime& to) const { return {}; }
+  // in place of the occurrences they replace; empty for other items. At most
+  // kMaxOccurrences: *bounded tells that there were more.
+  virtual std::vector<ItemPtr> occurrencesBetween(const QDateTime& from, const QDateTime& to,
+                                                  bool* bounded = nullptr) const {
+    return {};
+  }
   // A named (MAPI) property: property set GUID as 32 hex digits, id like "0x8214".
   virtual QVariant namedProperty(const QString& guid, const QString& id) const { return {}; }
   // Whether the stored state is all there is (a new draft is not saved yet).
@@ -240,6 +244,10 @@ class Item : public Object, public std::enable_shared_from_this<Item> {
 
 // One folder's items, or a restricted, sorted view of them. Collections
 // are cheap: they share the items.
+// The most occurrences of one series that one list holds (a year of a
+// series every minute is 525,600).
+constexpr int kMaxOccurrences = 100000;
+
 class Items {
  public:
   Items() = default;
@@ -257,6 +265,10 @@ class Items {
   // window the filter puts on [Start] and [End]. Null and *error set when the
   // filter is not understood.
   std::shared_ptr<Items> Restrict(const QString& filter, QString* error = nullptr) const;
+  // What the user must be told about this list: series with more
+  // occurrences in the window than kMaxOccurrences, of which only the first
+  // are in it.
+  const QStringList& notices() const { return notices_; }
   // Sorts by one property ("[Start]" or "Start"), ascending unless told.
   void Sort(const QString& property, bool descending = false);
   bool IncludeRecurrences = false;
@@ -274,6 +286,7 @@ class Items {
  private:
   FolderPtr folder_;
   std::vector<ItemPtr> items_;
+  QStringList notices_;
   std::shared_ptr<void> watch_;  // keeps the folder's watcher alive
 };
 using ItemsPtr = std::shared_ptr<Items>;

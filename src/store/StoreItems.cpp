@@ -23,6 +23,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <optional>
 
 namespace ordolo::store {
 
@@ -325,7 +326,57 @@ std::optional<model::RecurrencePattern> CalendarItem::GetRecurrencePattern() con
   return p;
 }
 
-std::vector<ItemPtr> CalendarItem::occurrencesBetween(const QDateTime& from, const QDateTime& to) const {
+namespace {
+
+// The start times of a sub-daily rule without BY parts (FREQ=SECONDLY,
+// MINUTELY or HOURLY, with INTERVAL, COUNT, UNTIL and EXDATE times) in
+// [from, to], at most `limit` (*bounded set when there were more): the
+// series start plus whole steps of exact time. KCalendarCore begins such
+// rules at midnight of the first day, before the series' own start, and
+// stops after 10,000. nullopt for any other recurrence.
+std::optional<QList<QDateTime>> SubDailyTimes(const KCalendarCore::Recurrence& rec, const QDateTime& from,
+                                              const QDateTime& to, int limit, bool* bounded) {
+  const auto rules = rec.rRules();
+  if (rules.size() != 1 || !rec.exRules().isEmpty() || !rec.rDateTimes().isEmpty() || !rec.rDates().isEmpty() ||
+      !rec.exDates().isEmpty())
+    return std::nullopt;
+  const KCalendarCore::RecurrenceRule* rule = rules.first();
+  qint64 unit = 0;
+  switch (rule->recurrenceType()) {
+    case KCalendarCore::RecurrenceRule::rSecondly: unit = 1; break;
+    case KCalendarCore::RecurrenceRule::rMinutely: unit = 60; break;
+    case KCalendarCore::RecurrenceRule::rHourly: unit = 3600; break;
+    default: return std::nullopt;
+  }
+  if (!rule->bySeconds().isEmpty() || !rule->byMinutes().isEmpty() || !rule->byHours().isEmpty() ||
+      !rule->byDays().isEmpty() || !rule->byMonthDays().isEmpty() || !rule->byYearDays().isEmpty() ||
+      !rule->byWeekNumbers().isEmpty() || !rule->byMonths().isEmpty() || !rule->bySetPos().isEmpty())
+    return std::nullopt;
+  const qint64 step = unit * std::max<qint64>(1, rule->frequency());
+  const QDateTime start = rec.startDateTime().toUTC();
+  const int count = rule->duration();  // -1: no end; 0: until endDt(); n: n times
+  const QDateTime until = count == 0 ? rule->endDt().toUTC() : QDateTime();
+  QSet<qint64> excluded;
+  for (const QDateTime& t : rec.exDateTimes()) excluded.insert(t.toMSecsSinceEpoch());
+  qint64 k = from > start ? (start.secsTo(from) + step - 1) / step : 0;
+  QList<QDateTime> out;
+  for (;; ++k) {
+    if (count > 0 && k >= count) break;
+    const QDateTime t = start.addSecs(k * step);
+    if (t > to || (until.isValid() && t > until)) break;
+    if (excluded.contains(t.toMSecsSinceEpoch())) continue;
+    if (out.size() >= limit) {
+      if (bounded) *bounded = true;
+      break;
+    }
+    out << t;
+  }
+  return out;
+}
+
+}  // namespace
+
+std::vector<ItemPtr> CalendarItem::occurrencesBetween(const QDateTime& from, const QDateTime& to, bool* bounded) const {
   std::vector<ItemPtr> out;
   if (series_ || !incidence_->recurs() || !from.isValid() || !to.isValid()) return out;
   const bool allDay = isAllDay();
@@ -336,8 +387,21 @@ std::vector<ItemPtr> CalendarItem::occurrencesBetween(const QDateTime& from, con
   QSet<qint64> replaced;
   for (const auto& ex : exceptions_) replaced.insert(LocalTime(ex->recurrenceId(), allDay).toMSecsSinceEpoch());
 
-  const QList<QDateTime> times = incidence_->recurrence()->timesInInterval(from.addSecs(-length - 1), to.addSecs(1));
+  const KCalendarCore::Recurrence& rec = *incidence_->recurrence();
+  const QDateTime first = from.addSecs(-length - 1), last = to.addSecs(1);
+  QList<QDateTime> times;
+  if (auto simple = SubDailyTimes(rec, first, last, model::kMaxOccurrences, bounded)) {
+    times = std::move(*simple);
+  } else {
+    times = rec.timesInInterval(first, last);
+    if (times.size() > model::kMaxOccurrences) {
+      times.erase(times.begin() + model::kMaxOccurrences, times.end());
+      if (bounded) *bounded = true;
+    }
+  }
+  const QDateTime seriesStart = rec.startDateTime();
   for (const QDateTime& t : times) {
+    if (t < seriesStart) continue;  // never before the series begins
     const QDateTime s = LocalTime(t, allDay);
     if (replaced.contains(s.toMSecsSinceEpoch())) continue;
     const QDateTime e = s.addSecs(length);

@@ -86,7 +86,8 @@ class CalendarItem : public StoreItem {
   model::LinkList Links() const override;
   model::AttachmentList Attachments() const override;
   std::optional<model::RecurrencePattern> GetRecurrencePattern() const override;
-  std::vector<model::ItemPtr> occurrencesBetween(const QDateTime& from, const QDateTime& to) const override;
+  std::vector<model::ItemPtr> occurrencesBetween(const QDateTime& from, const QDateTime& to,
+                                                 bool* bounded = nullptr) const override;
   QVariant namedProperty(const QString& guid, const QString& id) const override;
 
  private:

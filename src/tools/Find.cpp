@@ -114,6 +114,7 @@ FindResult Find(const model::FolderPtr& folder, const FindRequest& request) {
     if (!range.filter.isEmpty()) {
       items = items->Restrict(range.filter, &result.error);
       if (!items) return result;
+      result.notices = items->notices();
     }
     items->Sort(range.sortKey);
   }

@@ -65,7 +65,8 @@ struct FindResult {
   std::vector<model::ItemPtr> items;
   HourTotals totals;  // appointments only
   bool stopped = false;
-  QString error;  // the filter was not understood
+  QString error;        // the filter was not understood
+  QStringList notices;  // series cut at the most occurrences a list holds
 };
 
 struct FindRequest {

@@ -340,6 +340,8 @@ bool Form1::find(const QDate& from, const QDate& to, const tools::FieldCondition
   for (const model::ItemPtr& item : found.items) start_->AddItem(kind, item, false);
   sortColumn_ = 0;
   counter_ = folder_->DefaultItemClass() == model::olAppointment ? found.totals.text() : QString();
+  if (!found.notices.isEmpty())
+    port_.message(found.notices.join(QStringLiteral("\r\n")), Buttons::Ok, Icon::Information);
   return true;
 }
 

@@ -1,6 +1,7 @@
 // The restriction language, sorting and recurrence expansion.
 #include "StoreFixture.h"
 
+#include "lang/LanguageTable.h"
 #include "model/Filter.h"
 #include "util/VbFormat.h"
 
@@ -60,6 +61,59 @@ TEST_F(StoreTest, WindowEdgesAndOccurrencesOutsideTheRange) {
   ASSERT_TRUE(r2);
   EXPECT_TRUE(subjectsAndStarts(*r2).contains("Weekly sync 03 10:00"));
   EXPECT_TRUE(subjectsAndStarts(*r2).contains("Trade fair 02 00:00"));
+}
+
+// Series every hour, quarter of an hour, minute and second: counted from
+// their own start (the calendar library began them at midnight), on past
+// the 10,000 occurrences the library stops at, up to the most a list holds,
+// which the list then tells.
+TEST(SubDailySeries, CountFromTheirStartPastTenThousandAndTellWhereTheyAreCut) {
+  util::setUserLocale(QLocale(QStringLiteral("en_US")));
+  lang::table().LoadLanguageTable(QStringLiteral(ORDOLO_SOURCE_SHARE "/language/English.txt"));
+  QTemporaryDir dir;
+  writeFile(dir.path() + "/store.ini", "[Store]\nUser=Test\n");
+  auto event = [](const char* uid, const char* subject, const char* start, const char* rule, const char* extra = "") {
+    return QByteArray("BEGIN:VEVENT\r\nUID:") + uid + "\r\nDTSTAMP:20260101T000000Z\r\nDTSTART:" + start +
+           "\r\nDURATION:PT1S\r\nRRULE:" + rule + "\r\n" + extra + "SUMMARY:" + subject + "\r\nEND:VEVENT\r\n";
+  };
+  writeFile(dir.path() + "/Calendar/series.ics",
+            "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ordolo//Test//EN\r\n" +
+                event("h", "Hourly", "20260301T093000Z", "FREQ=HOURLY") +
+                event("q", "Quarterly", "20260301T093000Z", "FREQ=MINUTELY;INTERVAL=15;UNTIL=20260302T000000Z",
+                      "EXDATE:20260301T100000Z\r\n") +
+                event("m", "Minutely", "20260301T000000Z", "FREQ=MINUTELY") +
+                event("s", "Secondly", "20260301T120000Z", "FREQ=SECONDLY") + "END:VCALENDAR\r\n");
+  QString why;
+  auto store = store::FileStore::open(dir.path(), &why);
+  ASSERT_TRUE(store) << why.toStdString();
+  auto all = store->folderByPath("Calendar")->GetItems();
+  all->IncludeRecurrences = true;
+  auto march = all->Restrict("[Start]<='2026-03-31 23:59' and [End]>'2026-03-01 00:00'", &why);
+  ASSERT_TRUE(march) << why.toStdString();
+  std::map<QString, std::vector<QDateTime>> starts;
+  for (const auto& item : *march) starts[item->text("Subject")].push_back(item->date("Start").toUTC());
+  for (auto& [subject, times] : starts) std::sort(times.begin(), times.end());
+
+  const QDateTime nineThirty(QDate(2026, 3, 1), QTime(9, 30), Qt::UTC);
+  ASSERT_FALSE(starts["Hourly"].empty());
+  EXPECT_EQ(starts["Hourly"].front(), nineThirty);
+  EXPECT_EQ(starts["Quarterly"].front(), nineThirty);
+  // 09:30 to 00:00 the next day is 59 quarters; the one at 10:00 is excluded.
+  EXPECT_EQ(starts["Quarterly"].size(), 58u);
+  EXPECT_EQ(std::count(starts["Quarterly"].begin(), starts["Quarterly"].end(), nineThirty.addSecs(1800)), 0);
+  EXPECT_EQ(starts["Quarterly"].back(), QDateTime(QDate(2026, 3, 2), QTime(0, 0), Qt::UTC));
+  // A month of minutes, one apart.
+  const auto& minutes = starts["Minutely"];
+  EXPECT_GT(minutes.size(), 44000u);
+  EXPECT_TRUE(std::adjacent_find(minutes.begin(), minutes.end(), [](const QDateTime& a, const QDateTime& b) {
+                return a.secsTo(b) != 60;
+              }) == minutes.end());
+  // The seconds stop at the bound, from their start on, and the list says so.
+  ASSERT_EQ(starts["Secondly"].size(), size_t(model::kMaxOccurrences));
+  EXPECT_EQ(starts["Secondly"].front(), QDateTime(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC));
+  ASSERT_EQ(march->notices().size(), 1);
+  EXPECT_TRUE(march->notices()[0].startsWith("Secondly: more than 100000 occurrences of the series from 3/1/2026"))
+      << march->notices()[0].toStdString();
 }
 
 TEST(FilterLanguage, ReadsTheDateFormsItIsGiven) {
