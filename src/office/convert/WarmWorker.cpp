@@ -7,6 +7,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -64,7 +65,8 @@ bool WarmWorker::start(int timeoutMs, QString* why) {
     ::close(in[1]);
     return false;
   }
-  static int serial = 0;
+  // Workers start side by side: each pipe name must be its own.
+  static std::atomic<int> serial{0};
   const QByteArray pipeName = "ordolo-" + QByteArray::number(::getpid()) + "-" + QByteArray::number(++serial);
   const QByteArray a0 = QFile::encodeName(program), a1 = QFile::encodeName(worker), a2 = QFile::encodeName(soffice_),
                    a3 = QUrl::fromLocalFile(profile_).toEncoded(),
