@@ -96,7 +96,11 @@ model::ItemsPtr folderItems(store::FileStore& s, const StoreOptions& o, model::F
   *folderOut = folder;
   const bool ranged = !o.from.isEmpty() || !o.to.isEmpty();
   const bool conditioned = !o.field.isEmpty() || !o.starts.isEmpty() || !o.contains.isEmpty();
-  if (!ranged && !conditioned) return folder->GetItems();
+  if (!ranged && !conditioned) {
+    model::ItemsPtr all = folder->GetItems();
+    for (const QString& notice : all->notices()) err(notice);
+    return all;
+  }
   tools::FindRequest request;
   if (ranged) {
     if (!dayRange(o, &request.from, &request.to)) {

@@ -269,6 +269,7 @@ class Items {
   // occurrences in the window than kMaxOccurrences, of which only the first
   // are in it.
   const QStringList& notices() const { return notices_; }
+  void addNotice(const QString& notice) { notices_ << notice; }
   // Sorts by one property ("[Start]" or "Start"), ascending unless told.
   void Sort(const QString& property, bool descending = false);
   bool IncludeRecurrences = false;

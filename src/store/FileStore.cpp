@@ -272,7 +272,24 @@ int StoreFolder::DefaultItemClass() const {
   return itemClassFromContent_ ? itemClassFromContent_ : model::olAppointment;
 }
 
-model::ItemsPtr StoreFolder::GetItems() { return std::make_shared<model::Items>(shared_from_this(), loadItems()); }
+model::ItemsPtr StoreFolder::GetItems() {
+  auto items = std::make_shared<model::Items>(shared_from_this(), loadItems());
+  for (const QString& skipped : skippedFiles()) items->addNotice(skipped);
+  return items;
+}
+
+void StoreFolder::skip(const QString& absPath, const QString& why) {
+  LogSkipped(absPath, why);
+  lastSkip_ = why.isEmpty() ? QStringLiteral("?") : why;
+}
+
+QStringList StoreFolder::skippedFiles() const {
+  QStringList out;
+  for (const auto& [path, entry] : cache_)
+    if (entry.items.empty() && !entry.skipped.isEmpty())
+      out << lang::text(lang::Msg::ErrItemUnreadable).arg(path, entry.skipped);
+  return out;
+}
 
 FolderPtr StoreFolder::ParentFolder() const {
   const int slash = relPath_.lastIndexOf(QLatin1Char('/'));
@@ -338,12 +355,12 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
     QString error;
     const QByteArray head = ReadMessageHead(absPath, &error);
     if (!error.isEmpty()) {
-      LogSkipped(absPath, error);
+      skip(absPath, error);
       return out;
     }
     // Only the check: the header is parsed when a property first needs it.
     if (!LooksLikeMessage(head, &error)) {
-      LogSkipped(absPath, error);
+      skip(absPath, error);
       return out;
     }
     const QString name = info.fileName();
@@ -357,12 +374,12 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
   }
 
   if (info.size() > kMaxParsedFileSize) {
-    LogSkipped(absPath, QStringLiteral("larger than %1 MB").arg(kMaxParsedFileSize / (1024 * 1024)));
+    skip(absPath, QStringLiteral("larger than %1 MB").arg(kMaxParsedFileSize / (1024 * 1024)));
     return out;
   }
   QFile f(absPath);
   if (!f.open(QIODevice::ReadOnly)) {
-    LogSkipped(absPath, f.errorString());
+    skip(absPath, f.errorString());
     return out;
   }
   const QByteArray bytes = f.readAll();
@@ -370,7 +387,7 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
   if (isVcf) {
     const ParsedCards cards = ParseVCards(bytes);
     if (!cards.ok) {
-      LogSkipped(absPath, cards.error);
+      skip(absPath, cards.error);
       return out;
     }
     int n = 0;
@@ -388,7 +405,7 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
 
   const ParsedCalendar calendar = ParseCalendar(bytes);
   if (!calendar.ok) {
-    LogSkipped(absPath, calendar.error);
+    skip(absPath, calendar.error);
     return out;
   }
   const bool notes = defaultId() == model::olFolderNotes;
@@ -440,12 +457,14 @@ std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
   CacheEntry& entry = cache_[absPath];
   if (entry.size != size || entry.modified != modified) {
     // One file the libraries fail on must not take the folder down.
+    lastSkip_.clear();
     try {
       entry.items = parseFile(absPath, QFileInfo(absPath).fileName());
     } catch (...) {
-      LogSkipped(absPath, CurrentExceptionText());
+      skip(absPath, CurrentExceptionText());
       entry.items.clear();
     }
+    entry.skipped = entry.items.empty() ? lastSkip_ : QString();
     entry.size = size;
     entry.modified = modified;
   }

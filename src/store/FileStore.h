@@ -38,6 +38,9 @@ class StoreFolder : public model::Folder {
   QString StoreID() const override;
   int DefaultItemClass() const override;
   model::ItemsPtr GetItems() override;
+  // The files of the folder that give no items, each with why, as the user
+  // is told ("Skipped: ... cannot be read (...)"); from the last listing.
+  QStringList skippedFiles() const;
   model::FolderPtr ParentFolder() const override;
   std::vector<model::FolderPtr> Folders() const override;
   QString FolderPath() const override { return relPath_; }
@@ -67,7 +70,11 @@ class StoreFolder : public model::Folder {
     qint64 modified = -1;  // milliseconds since 1970, UTC
     qint64 size = -1;
     std::vector<model::ItemPtr> items;
+    QString skipped;  // why the file gave no items
   };
+  // Logs a file that gives no items, and keeps why for skippedFiles().
+  void skip(const QString& absPath, const QString& why);
+  QString lastSkip_;
   std::vector<model::ItemPtr> parseFile(const QString& absPath, const QString& fileName);
 
   std::weak_ptr<FileStore> store_;

@@ -108,6 +108,7 @@ FindResult Find(const model::FolderPtr& folder, const FindRequest& request) {
   if (!folder) return result;
   const int itemClass = folder->DefaultItemClass();
   model::ItemsPtr items = folder->GetItems();
+  result.notices = items->notices();
   if (request.from.isValid() && request.to.isValid()) {
     const FindRange range = RangeFor(itemClass, request.from, request.to);
     items->IncludeRecurrences = range.recurrences;

@@ -1,6 +1,8 @@
 // The values the renderers read, checked against the fixture store.
 #include "StoreFixture.h"
 
+#include <QRegularExpression>
+
 #include "store/Parsers.h"
 #include "store/PropertyMap.h"
 
@@ -33,6 +35,20 @@ TEST_F(StoreTest, BrokenEmptyAndWronglyEncodedFilesDoNotStopAFolder) {
   EXPECT_EQ(items("Inbox")->Count(), 4);     // the garbage file is skipped
   const auto calendar = items("Calendar");
   for (const auto& item : *calendar) EXPECT_NE(item->text("GlobalAppointmentID"), "fx-broken@example.org");
+  // The user is told each skipped file, by name and with why.
+  auto told = [&](const QString& folder) {
+    QStringList names;
+    const auto listed = items(folder);
+    for (const QString& notice : listed->notices()) {
+      const QString path = notice.section(store->root() + "/" + folder + "/", 1).section(QLatin1Char(' '), 0, 0);
+      EXPECT_TRUE(notice.contains(QRegularExpression("\\(.+\\)$"))) << notice.toStdString();
+      names << path;
+    }
+    return names;
+  };
+  EXPECT_EQ(told("Calendar"), QStringList({"broken.ics", "empty.ics"}));
+  EXPECT_EQ(told("Contacts"), QStringList({"broken.vcf"}));
+  EXPECT_EQ(told("Inbox"), QStringList({"cur/garbage:2,S"}));
 
   auto cp1252 = bySubject("Calendar", QString::fromUtf8("Besprechung mit Herrn Müller"));
   ASSERT_TRUE(cp1252);
