@@ -162,10 +162,13 @@ void Form1::changeTemplateFolder() {
   refreshTemplates();
 }
 
-void Form1::prestartConverter() {
-  if (busy()) return;  // a print has started them already
+office::convert::Converter& Form1::converter() {
   if (!converter_) converter_ = std::make_unique<office::convert::Converter>();
-  converter_->prestart();
+  return *converter_;
+}
+
+void Form1::prestartConverter() {
+  if (!busy()) converter().prestart();  // a print has started them already
 }
 
 void Form1::showHelp() {
@@ -289,9 +292,8 @@ session::RunResult Form1::print(session::RunMode mode) {
   options.header.Folder = folder_ ? folder_->Name() : QString();
 
   // The dialog's converter: LibreOffice stays up from one print to the next.
-  if (!converter_) converter_ = std::make_unique<office::convert::Converter>();
-  out->setConverter(converter_.get());
-  session::PrintRun run(port_, *out, converter_.get());
+  out->setConverter(&converter());
+  session::PrintRun run(port_, *out, &converter());
   Observer observer(*this);
   run.setObserver(&observer);
   run_ = &run;

@@ -177,6 +177,7 @@ class Form1 {
   std::unique_ptr<monitor::Monitor> retired_;
   bool stopping_ = false;
   std::unique_ptr<office::convert::Converter> converter_;  // kept warm for the dialog's life
+  office::convert::Converter& converter();                 // made on first use
   bool finding_ = false;
   bool findStop_ = false;
   QString counter_;

@@ -242,6 +242,10 @@ struct Converter::Impl {
 
   std::thread starter;  // prestart(): the workers being started
 
+  int workerLaunches() const {
+    return std::accumulate(warm.begin(), warm.end(), 0, [](int n, const auto& w) { return n + w->launches(); });
+  }
+
   // The jobs through the warm workers, side by side; progress in the
   // caller's thread, in order. A document whose worker hangs or dies is
   // tried once more on a fresh one. False when no worker could be started
@@ -288,8 +292,7 @@ struct Converter::Impl {
         changed.notify_all();
       }
     };
-    const int before = std::accumulate(warm.begin(), warm.end(), 0,
-                                       [](int n, const auto& w) { return n + w->launches(); });
+    const int before = workerLaunches();
     std::vector<std::thread> threads;
     for (int w = 0; w < workers; ++w) threads.emplace_back(work, std::ref(*warm[size_t(w)]));
     int reported = 0;
@@ -312,8 +315,7 @@ struct Converter::Impl {
       }
     }
     for (std::thread& t : threads) t.join();
-    launches += std::accumulate(warm.begin(), warm.end(), 0, [](int n, const auto& w) { return n + w->launches(); }) -
-                before;
+    launches += workerLaunches() - before;
     if (unusable) {
       log(QStringLiteral("no warm LibreOffice could be started; converting in batches"));
       warmBroken = true;
