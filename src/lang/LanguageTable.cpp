@@ -74,7 +74,7 @@ QString LanguageTable::saveText() const {
   for (int n = 1; n <= 80; ++n) {
     if (n == 52) continue;
     const QString key = QStringLiteral("S%1").arg(n);
-    text += key + QLatin1Char('=') + GetLangText(key) + kCrLf;
+    text += key + QLatin1Char('=') + asFileValue(GetLangText(key)) + kCrLf;
   }
   // The program's own texts a translator put into the file stay there.
   for (const QString& key : messageKeys()) {
@@ -83,7 +83,7 @@ QString LanguageTable::saveText() const {
   text += QLatin1Char('[') + kJournal + QLatin1Char(']') + kCrLf;
   for (int n = 1; n <= 20; ++n) {
     const QString key = QStringLiteral("Text%1").arg(n);
-    text += key + QLatin1Char('=') + GetLangText(key) + kCrLf;
+    text += key + QLatin1Char('=') + asFileValue(GetLangText(key)) + kCrLf;
   }
   return text;
 }

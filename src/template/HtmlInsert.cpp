@@ -112,6 +112,34 @@ QString Decoded(const QString& value) {
   return v;
 }
 
+// The scheme of a URL as a browser reads it: entities decoded, blanks and
+// control characters dropped, lower case ("java&#x09;script:" is "javascript").
+QString UrlScheme(const QString& value) {
+  static const QRegularExpression kEntity(QStringLiteral("&#(x[0-9a-f]+|[0-9]+);?|&(colon|tab|newline);"),
+                                          QRegularExpression::CaseInsensitiveOption);
+  QString v;
+  int at = 0;
+  for (auto it = kEntity.globalMatch(value); it.hasNext();) {
+    const auto m = it.next();
+    v += value.mid(at, m.capturedStart() - at);
+    at = m.capturedEnd();
+    const QString code = m.captured(1).toLower();
+    const QString name = m.captured(2).toLower();
+    bool ok = false;
+    const uint c = code.startsWith(QLatin1Char('x')) ? code.mid(1).toUInt(&ok, 16) : code.toUInt(&ok, 10);
+    if (!name.isEmpty()) v += name == QLatin1String("colon") ? QLatin1Char(':') : QLatin1Char(' ');
+    else if (ok && c < 0x110000) v += QString::fromUcs4(reinterpret_cast<const char32_t*>(&c), 1);
+  }
+  v += value.mid(at);
+  QString scheme;
+  for (const QChar ch : v) {
+    if (ch == QLatin1Char(':')) return scheme.toLower();
+    if (ch.isSpace() || ch.category() == QChar::Other_Control) continue;
+    scheme += ch;
+  }
+  return {};
+}
+
 bool AllowedPicture(const QString& src, const QStringList& allowedFiles) {
   const QString v = Decoded(src);
   return v.startsWith(QLatin1String("data:image/"), Qt::CaseInsensitive) || allowedFiles.contains(v);
@@ -233,6 +261,11 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
       if (name == QLatin1String("src") && tag != QLatin1String("img")) continue;
       if (name == QLatin1String("href") && tag != QLatin1String("a") && tag != QLatin1String("area")) continue;
       if (name == QLatin1String("style")) a.value = SafeCss(a.value);
+      // Links stay, but never one that would run script when followed.
+      if (name == QLatin1String("href") || name == QLatin1String("action") || name == QLatin1String("data")) {
+        const QString scheme = UrlScheme(a.value);
+        if (scheme == QLatin1String("javascript") || scheme == QLatin1String("vbscript")) continue;
+      }
       kept.push_back(a);
     }
     out += TagText(tag, kept, selfClosing);

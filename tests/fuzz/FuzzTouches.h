@@ -4,10 +4,13 @@
 // (tests/store/fuzz_corpus_test.cpp), so that both run the same code.
 #pragma once
 
+#include "office/Package.h"
+#include "office/excel/Workbook.h"
 #include "office/word/Document.h"
 #include "store/FileStore.h"
 #include "store/Parsers.h"
 #include "store/StoreItems.h"
+#include "template/ExcelOutput.h"
 #include "template/ReplacePlaceholder.h"
 #include "template/WordTarget.h"
 
@@ -62,6 +65,26 @@ class ScratchStore {
     if (!folder) return {};
     *keep = fileStore;
     return folder->itemsOfFile(path);
+  }
+
+  // A mail stored under the given Maildir file name in Inbox/cur, read back
+  // through a fresh store; the file is removed again before returning.
+  std::vector<model::ItemPtr> itemsOfMaildirName(const QString& name, const QByteArray& bytes,
+                                                 std::shared_ptr<store::FileStore>* keep) {
+    const QString path = dir_.filePath(QStringLiteral("Inbox/cur/") + name);
+    std::vector<model::ItemPtr> items;
+    QFile f(path);
+    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size()) {
+      f.close();
+      auto fileStore = store::FileStore::open(dir_.path());
+      auto folder = fileStore ? fileStore->folderAt(QStringLiteral("Inbox")) : nullptr;
+      if (folder) {
+        *keep = fileStore;
+        items = folder->itemsOfFile(path);
+      }
+    }
+    QFile::remove(path);
+    return items;
   }
 
   // A scratch file of the given name holding bytes; empty when it cannot be written.
@@ -173,6 +196,70 @@ inline Outcome touchDocument(ScratchStore& scratch, const QByteArray& bytes) {
   if (!again) __builtin_trap();
   use(again->contentText().size());
   return Outcome{true, QString(), 1};
+}
+
+// A Maildir file name: the store reads time, unique part and flags from it;
+// whatever it makes of the name, the item's entry id must lead back to it.
+inline Outcome touchMaildirName(ScratchStore& scratch, const QByteArray& bytes) {
+  static const QByteArray mail = "From: a@example.org\r\nSubject: s\r\n\r\nbody\r\n";
+  // What a file system takes for a name: no "/" or NUL, at most 255 bytes.
+  QString name = QString::fromUtf8(bytes.left(200));
+  name.replace(QLatin1Char('/'), QLatin1Char('_')).remove(QChar(0));
+  while (name.toUtf8().size() > 255) name.chop(1);
+  if (name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..")) return Outcome{true, {}, 0};
+  std::shared_ptr<store::FileStore> fileStore;
+  const auto items = scratch.itemsOfMaildirName(name, mail, &fileStore);
+  for (const model::ItemPtr& item : items) touchItem(*item, *fileStore);
+  return Outcome{true, {}, int(items.size())};
+}
+
+// Any zip as an OOXML package: every entry read within the limits, one part
+// staged, saved, and the copy opened again with the same entries.
+inline Outcome touchPackage(ScratchStore& scratch, const QByteArray& bytes) {
+  const QString path = scratch.writeFile("fuzz.zip", bytes);
+  QString error;
+  auto package = office::Package::open(path, &error);
+  if (!package) return Outcome{false, error, 0};
+  const QStringList entries = package->entries();
+  for (const QString& name : entries) {
+    QString why;
+    if (auto data = package->read(name, &why)) use(data->size());
+    else if (why.isEmpty()) __builtin_trap();  // a refused part always says why
+  }
+  package->write(QStringLiteral("customXml/fuzz.xml"), "<x/>");
+  const QString out = scratch.writeFile("fuzz-out.zip", {});
+  if (!package->saveAs(out, &error)) return Outcome{true, {}, 1};
+  auto again = office::Package::open(out, &error);
+  if (!again || !again->has(QStringLiteral("customXml/fuzz.xml"))) __builtin_trap();
+  for (const QString& name : entries)
+    if (!again->has(name)) __builtin_trap();
+  return Outcome{true, {}, 1};
+}
+
+// An Excel template: opened, its block filled for two items the way a print
+// run fills it, finished, saved and opened again.
+inline Outcome touchWorkbook(ScratchStore& scratch, const QByteArray& bytes) {
+  const QString path = scratch.writeFile("fuzz.xltx", bytes);
+  tpl::ExcelOutput output;
+  QString error;
+  if (!output.Open(path, &error)) return Outcome{false, error, 0};
+  for (int item = 0; item < 2; ++item) {
+    output.BeginItem();
+    use(output.scanText().size());
+    output.breakBeforeItem();
+    bool test = true;
+    bool retry = true;
+    tpl::ReplacePlaceholder(output, QStringLiteral("#<Subject>"), QStringLiteral("a\r\nb"), false, test, retry);
+    tpl::ReplacePlaceholder(output, QStringLiteral("#Start"), QStringLiteral("3/1/2026 09:00"), false, test, retry);
+    tpl::ReplacePlaceholder(output, QStringLiteral("#User"), QStringLiteral("u"), false, test, retry);
+  }
+  output.Finish();
+  const QString out = scratch.writeFile("fuzz-out.xlsx", {});
+  if (!output.SaveAs(out, &error)) return Outcome{true, {}, 1};
+  office::Error why;
+  // What the engine saved, it must be able to open again.
+  if (!office::excel::Workbook::open(out, &why)) __builtin_trap();
+  return Outcome{true, {}, 1};
 }
 
 }  // namespace ordolo::fuzz

@@ -1,7 +1,7 @@
-// libFuzzer entry point, one binary per parser: the bytes of one file (kind
-// chosen by ORDOLO_FUZZ_TOUCH at build time), through the parser and
-// everything the store reads from a successful parse (FuzzTouches.h).
-#include "fuzz/FuzzTouches.h"
+// libFuzzer entry point, one binary per reader: the bytes of one input (kind
+// chosen by ORDOLO_FUZZ_TOUCH at build time) through the reader and
+// everything the program does with what it read (FuzzTouches.h, FuzzTexts.h).
+#include "fuzz/FuzzTexts.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -281,6 +281,7 @@ TEST(HtmlSafety, NothingThatReachesOutsideTheMessageSurvives) {
       "<!--[if mso]><img src=\"http://evil.example/mso.gif\"><![endif]-->"
       "<iframe src=\"http://evil.example/frame\">fallback</iframe><object data=\"x.swf\"></object>"
       "<div style=\"background-image:url(http://evil.example/d.png);color:blue\">Div</div>"
+      "<a href=\"java&#x09;script:steal()\">js</a><a href=' VBScript&colon;steal'>vb</a>"
       "<a href=\"https://example.com/more\">more</a><SCRIPT>unclosed");
   const QString safe = tpl::SanitizeHtml(html, allowed);
   for (const char* gone : {"evil.example", "tracker.example.com", "/etc/passwd", "cid:", "steal", "document.write",

@@ -3,7 +3,7 @@
 // (tests/fuzz/FuzzTouches.h). Inputs that once crashed stay in the corpus,
 // so a crash here is a regression. Named seeds also pin the outcome:
 // good-* files must parse into items, bad-* files must be refused with a reason.
-#include "fuzz/FuzzTouches.h"
+#include "fuzz/FuzzTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -58,6 +58,11 @@ void expectSeeds(const Tally& t) {
   EXPECT_GT(t.bad, 0);
   EXPECT_GE(t.files, t.good + t.bad);
 }
+// Readers that take any input (an INI text, a file name) have good seeds only.
+void expectGoodSeeds(const Tally& t) {
+  EXPECT_GT(t.good, 0);
+  EXPECT_EQ(t.bad, 0);
+}
 
 }  // namespace
 
@@ -68,3 +73,32 @@ TEST(FuzzCorpus, VCardsNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay(
 TEST(FuzzCorpus, MessagesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("mail", fuzz::touchMessage)); }
 
 TEST(FuzzCorpus, WordTemplatesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("docx", fuzz::touchDocument)); }
+
+TEST(FuzzCorpus, ExcelTemplatesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("xlsx", fuzz::touchWorkbook)); }
+
+TEST(FuzzCorpus, PackagesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("package", fuzz::touchPackage)); }
+
+TEST(FuzzCorpus, MaildirNamesNeverCrashAndLeadBackToTheirMail) {
+  expectGoodSeeds(replay("maildir_name", fuzz::touchMaildirName));
+}
+
+TEST(FuzzCorpus, IniAndLanguageFilesNeverCrashAndSaveStably) {
+  expectGoodSeeds(replay("ini", fuzz::touchIni));
+  expectGoodSeeds(replay("language", fuzz::touchLanguage));
+}
+
+TEST(FuzzCorpus, FiltersAndFindPatternsNeverCrashAndSeedsKeepTheirOutcome) {
+  expectSeeds(replay("filter", fuzz::touchFilter));
+  expectSeeds(replay("pattern", fuzz::touchPattern));
+}
+
+TEST(FuzzCorpus, HtmlBodiesLeaveNothingThatReachesOut) {
+  expectGoodSeeds(replay("html", fuzz::touchHtml));
+  // The fuzzer's check sees what the sanitizer has to remove.
+  QFile hostile(QStringLiteral(ORDOLO_FUZZ_DATA "/html/good-hostile.html"));
+  ASSERT_TRUE(hostile.open(QIODevice::ReadOnly));
+  const QString raw = QString::fromUtf8(hostile.readAll());
+  EXPECT_TRUE(fuzz::htmlReachesOut(raw, {}));
+  for (const QString& line : raw.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+    EXPECT_TRUE(fuzz::htmlReachesOut(line, {})) << line.toStdString();
+}
