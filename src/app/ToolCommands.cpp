@@ -41,6 +41,8 @@ const OptionKey kOptionKeys[] = {
     {"Attachments.Wait", "Attachments", "Wait", OptionKey::Number},
     {"Attachments.First", "Attachments", "First", OptionKey::YesNo},
     {"Convert.Processes", "Convert", "Processes", OptionKey::Number},
+    {"Convert.Timeout", "Convert", "Timeout", OptionKey::Number},
+    {"Print.JobWait", "Print", "JobWait", OptionKey::Number},
 };
 
 QStringList optionNames() {

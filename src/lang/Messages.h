@@ -64,6 +64,7 @@ enum class Msg {
   ErrWorkbookNoSheet, // %1 the file
   ErrWorkbookSave,    // %1 the file, %2 the reason
   ErrOfficeMissing,
+  ErrOfficeProgram,  // %1 the program ORDOLO_SOFFICE names
   ErrConvertNoFile,      // %1 the file
   ErrConvertNotDocument, // %1 the file
   ErrConvertNotLegacy,   // %1 the file

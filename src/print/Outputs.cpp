@@ -21,6 +21,7 @@
 #include "util/DebugLog.h"
 #include "util/Desktop.h"
 #include "util/Folders.h"
+#include "util/Ini.h"
 #include "util/SignalsHeld.h"
 
 namespace ordolo::print {
@@ -32,6 +33,15 @@ using office::convert::Result;
 namespace {
 
 QString msg(Msg id) { return lang::text(id); }
+
+// Empty when there is a LibreOffice to run, else what the user must fix.
+QString officeProblem() {
+  const QString program = Converter::findProgram();
+  if (program.isEmpty()) return msg(Msg::ErrOfficeMissing);
+  const QFileInfo info(program);
+  if (!info.isFile() || !info.isExecutable()) return msg(Msg::ErrOfficeProgram).arg(program);
+  return {};
+}
 
 void report(const Progress& progress, Msg what, int done, int total) {
   if (progress) progress(msg(what).arg(done).arg(total), done, total);
@@ -184,8 +194,13 @@ QString copyInto(const QString& source, const QString& target) {
 
 // ---------------------------------------------------------------------------
 
-QueueOutput::QueueOutput(QString queue, QueueOptions options)
-    : queue_(std::move(queue)), options_(std::move(options)) {}
+QueueOutput::QueueOutput(QString queue, QueueOptions options) : queue_(std::move(queue)), options_(std::move(options)) {
+  if (options_.waitMs == QueueOptions().waitMs) {
+    const int seconds =
+        util::ReadIni(QStringLiteral("Print"), QStringLiteral("JobWait"), QString(), util::UserConfigFile()).toInt();
+    if (seconds > 0) options_.waitMs = std::min(seconds, 86400) * 1000;
+  }
+}
 
 QueueOutput::~QueueOutput() = default;
 
@@ -222,7 +237,7 @@ bool QueueOutput::prepare(QString* error) {
   if (!status.exists && !status.reason.isEmpty()) return fail(msg(Msg::ErrQueueRejecting).arg(name, status.reason));
   if (!status.exists) return fail(msg(Msg::ErrQueueMissing).arg(name, cups().server()));
   if (!status.accepting) return fail(msg(Msg::ErrQueueRejecting).arg(name, status.reason));
-  if (Converter::findProgram().isEmpty()) return fail(msg(Msg::ErrOfficeMissing));
+  if (const QString problem = officeProblem(); !problem.isEmpty()) return fail(problem);
   return true;
 }
 
@@ -321,7 +336,7 @@ bool FolderOutput::prepare(QString* error) {
     removeStaleParts(folder_);
   }
   if (!writable) return fail(msg(Msg::ErrOutputFolder).arg(folder_));
-  if (pdf_ && Converter::findProgram().isEmpty()) return fail(msg(Msg::ErrOfficeMissing));
+  if (const QString problem = pdf_ ? officeProblem() : QString(); !problem.isEmpty()) return fail(problem);
   return true;
 }
 

@@ -24,7 +24,8 @@ struct QueueOptions {
   // The CUPS server; empty: CUPS_SERVER, else libcups's own choice.
   QString server;
   // How long one job may take from submission to "completed" before it is
-  // reported and the next one goes out.
+  // reported and the next one goes out. Left at this default, the user's
+  // option [Print] JobWait (seconds) replaces it.
   int waitMs = 120000;
   // How often the job's state is asked for meanwhile.
   int pollMs = 50;

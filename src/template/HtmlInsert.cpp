@@ -33,26 +33,83 @@ bool DropsTag(const QString& tag) {
   return kTags.contains(tag);
 }
 
+// CSS with its escapes read ("\\75 rl(" is "url("), so that what is looked
+// for below cannot hide behind them.
+QString CssUnescaped(const QString& css) {
+  if (!css.contains(QLatin1Char('\\'))) return css;
+  QString out;
+  out.reserve(css.size());
+  for (int i = 0; i < css.size(); ++i) {
+    if (css[i] != QLatin1Char('\\') || i + 1 >= css.size()) {
+      out += css[i];
+      continue;
+    }
+    int j = i + 1;
+    uint code = 0;
+    while (j < css.size() && j < i + 7 && isxdigit(css[j].toLatin1()) && css[j].unicode() < 128)
+      code = code * 16 + uint(QString(css[j++]).toUInt(nullptr, 16));
+    if (j > i + 1) {
+      if (j < css.size() && css[j].isSpace()) ++j;  // the blank that ends an escape
+      if (code == 0 || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) code = 0xFFFD;
+      out += QString::fromUcs4(reinterpret_cast<const char32_t*>(&code), 1);
+      i = j - 1;
+    } else if (css[j] != QLatin1Char('\n')) {
+      out += css[j];
+      i = j;
+    } else {
+      i = j;  // an escaped line break continues the line
+    }
+  }
+  return out;
+}
+
 QString SafeCss(QString css) {
   static const QRegularExpression kImport(QStringLiteral("@import[^;]*;?"), QRegularExpression::CaseInsensitiveOption);
-  static const QRegularExpression kUrl(QStringLiteral("url\\s*\\(([^)]*)\\)"),
-                                       QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression kUrl(QStringLiteral("url\\s*\\("), QRegularExpression::CaseInsensitiveOption);
+  // The one kind of url() kept: a picture inline.
+  static const QRegularExpression kInlinePicture(
+      QStringLiteral("^data:image/(png|jpe?g|gif|bmp|webp);base64,[A-Za-z0-9+/=\\s]*$"),
+      QRegularExpression::CaseInsensitiveOption);
+  // Functions that load a picture from a plain string.
+  static const QRegularExpression kImageFunction(
+      QStringLiteral("(?<![\\w-])(?:-webkit-)?(?:image-set|image|cross-fade|element)\\s*\\("),
+      QRegularExpression::CaseInsensitiveOption);
   static const QRegularExpression kExpression(QStringLiteral("expression\\s*\\("),
                                               QRegularExpression::CaseInsensitiveOption);
+  // No backslash is left to start an escape in the importer's reading, and
+  // nothing may look like the end of the style element ("</style6" ends it
+  // for some parsers, not for others). Both go before anything is looked for.
+  css = CssUnescaped(css).remove(QLatin1Char('\\')).remove(QLatin1Char('<'));
   css.remove(kImport);
+  // Each url( is read as CSS reads it: a quoted target ends at its quote, an
+  // unquoted one at ")"; one never closed runs to the end (and still loads).
   QString out;
+  const int n = int(css.size());
   int at = 0;
-  for (auto it = kUrl.globalMatch(css); it.hasNext();) {
-    const auto m = it.next();
+  for (auto m = kUrl.match(css); m.hasMatch(); m = kUrl.match(css, at)) {
     out += css.mid(at, m.capturedStart() - at);
-    QString target = m.captured(1).trimmed();
-    if (target.size() >= 2 && (target.front() == QLatin1Char('"') || target.front() == QLatin1Char('\'')))
-      target = target.mid(1, target.size() - 2).trimmed();
-    out += target.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? m.captured(0) : QStringLiteral("none");
-    at = m.capturedEnd();
+    int i = int(m.capturedEnd());
+    while (i < n && css[i].isSpace()) ++i;
+    int targetStart = i;
+    int targetEnd = n;
+    if (i < n && (css[i] == QLatin1Char('"') || css[i] == QLatin1Char('\''))) {
+      const int close = int(css.indexOf(css[i], i + 1));
+      targetStart = i + 1;
+      targetEnd = close < 0 ? n : close;
+      i = close < 0 ? n : close + 1;
+    } else {
+      const int close = int(css.indexOf(QLatin1Char(')'), i));
+      targetEnd = i = close < 0 ? n : close;
+    }
+    const int paren = int(css.indexOf(QLatin1Char(')'), i));
+    at = paren < 0 ? n : paren + 1;
+    const QString target = css.mid(targetStart, targetEnd - targetStart).trimmed();
+    out += kInlinePicture.match(target).hasMatch() ? QStringLiteral("url(") + target + QLatin1Char(')')
+                                                   : QStringLiteral("none");
   }
   out += css.mid(at);
   out.replace(kExpression, QStringLiteral("none("));
+  out.replace(kImageFunction, QStringLiteral("none("));
   return out;
 }
 
@@ -179,6 +236,8 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
   QString out;
   out.reserve(n + 128);
   int at = 0;
+  int headEnd = -1;  // in out: after the first head start tag
+  int bodyAt = -1;   // in out: where the first body start tag begins
   while (at < n) {
     const int lt = s.indexOf(QLatin1Char('<'), at);
     if (lt < 0) {
@@ -215,6 +274,13 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
     bool selfClosing = false;
     const int after = ReadAttributes(s, nameEnd, &attrs, &selfClosing);
     at = after;
+    // A repeated attribute counts once, the first, as HTML parsers read it.
+    for (size_t i = 1; i < attrs.size(); ++i)
+      for (size_t j = 0; j < i; ++j)
+        if (attrs[j].name == attrs[i].name) {
+          attrs.erase(attrs.begin() + long(i--));
+          break;
+        }
 
     if (DropsContent(tag)) {
       // Without its end tag, everything after the start tag belongs to it.
@@ -253,6 +319,10 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
     std::vector<Attribute> kept;
     for (Attribute a : attrs) {
       const QString& name = a.name;
+      // Names only of what names are made of: a quote or "<" in one would be
+      // read differently by different parsers.
+      static const QRegularExpression kName(QStringLiteral("^[a-z_][a-z0-9_.:-]*$"));
+      if (!kName.match(name).hasMatch()) continue;
       if (name.startsWith(QLatin1String("on")) || name == QLatin1String("background") ||
           name == QLatin1String("srcset") || name == QLatin1String("lowsrc") || name == QLatin1String("dynsrc") ||
           name == QLatin1String("longdesc") || name == QLatin1String("formaction") || name == QLatin1String("poster") ||
@@ -268,22 +338,17 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
       }
       kept.push_back(a);
     }
+    // Where the character set goes: inside the first head, else before the body.
+    if (tag == QLatin1String("body") && bodyAt < 0) bodyAt = int(out.size());
     out += TagText(tag, kept, selfClosing);
+    if (tag == QLatin1String("head") && headEnd < 0) headEnd = int(out.size());
   }
 
   // The text is written as UTF-8 whatever it declared before.
   static const QString kMeta =
       QStringLiteral("<meta http-equiv=\"Content-Type\" content=\"text/html; charset=utf-8\">");
-  static const QRegularExpression kHead(QStringLiteral("<head(\\s[^>]*)?>"), QRegularExpression::CaseInsensitiveOption);
-  static const QRegularExpression kBody(QStringLiteral("<body[\\s>]"), QRegularExpression::CaseInsensitiveOption);
-  const auto head = kHead.match(out);
-  if (head.hasMatch()) {
-    out.insert(head.capturedEnd(), kMeta);
-  } else {
-    const auto body = kBody.match(out);
-    out.insert(body.hasMatch() ? body.capturedStart() : 0,
-               QStringLiteral("<head>") + kMeta + QStringLiteral("</head>"));
-  }
+  if (headEnd >= 0) out.insert(headEnd, kMeta);
+  else out.insert(std::max(bodyAt, 0), QStringLiteral("<head>") + kMeta + QStringLiteral("</head>"));
   return out;
 }
 

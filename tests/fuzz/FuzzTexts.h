@@ -14,6 +14,9 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+#include <cstdio>
+
 namespace ordolo::fuzz {
 
 inline QString textOf(const QByteArray& bytes) { return QString::fromUtf8(bytes); }
@@ -151,12 +154,17 @@ inline bool scriptScheme(const QString& url) {
 inline bool htmlReachesOut(const QString& html, const QString& allowed) {
   static const QStringList elements = {"script", "iframe", "frame", "frameset", "object", "embed",
                                        "applet", "link",   "base",  "input",    "svg",    "math"};
-  static const QRegularExpression cssLoads(QStringLiteral("url\\s*\\(\\s*+['\"]?+\\s*+(?!data:)|@import|expression\\s*\\("),
-                                           QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression cssLoads(
+      QStringLiteral("url\\s*\\(\\s*+['\"]?+\\s*+(?!data:)|@import|expression\\s*\\(|image-set\\s*\\(|\\\\"),
+      QRegularExpression::CaseInsensitiveOption);
   const int n = html.size();
-  for (int at = html.indexOf(QLatin1Char('<')); at >= 0 && at < n; at = html.indexOf(QLatin1Char('<'), at + 1)) {
-    int i = at + 1;
-    if (i < n && html[i] == QLatin1Char('/')) ++i;
+  // Each tag is read to its end, so that a "<" inside a quoted value is no tag.
+  int i = 0;
+  for (int at = html.indexOf(QLatin1Char('<')); at >= 0 && at < n;
+       at = html.indexOf(QLatin1Char('<'), std::max(i, at + 1))) {
+    i = at + 1;
+    const bool closing = i < n && html[i] == QLatin1Char('/');
+    if (closing) ++i;
     if (i >= n || !html[i].isLetter()) continue;
     const int nameStart = i;
     while (i < n && !html[i].isSpace() && html[i] != QLatin1Char('>') && html[i] != QLatin1Char('/')) ++i;
@@ -202,9 +210,10 @@ inline bool htmlReachesOut(const QString& html, const QString& allowed) {
         return true;
       if ((attr == QLatin1String("href") || attr == QLatin1String("action")) && scriptScheme(value)) return true;
     }
-    if (tag == QLatin1String("style")) {
+    if (tag == QLatin1String("style") && !closing) {
       const int close = html.indexOf(QLatin1String("</style"), i, Qt::CaseInsensitive);
       if (cssLoads.match(html.mid(i, (close < 0 ? n : close) - i)).hasMatch()) return true;
+      i = close < 0 ? n : close;  // a style sheet is text up to its end tag
     }
   }
   return false;
@@ -215,8 +224,15 @@ inline bool htmlReachesOut(const QString& html, const QString& allowed) {
 inline Outcome touchHtml(ScratchStore&, const QByteArray& bytes) {
   const QString allowed = QStringLiteral("file:///tmp/ordolo-fuzz/picture.png");
   const QString safe = tpl::SanitizeHtml(textOf(bytes), {allowed});
-  if (htmlReachesOut(safe, allowed)) __builtin_trap();
-  if (tpl::SanitizeHtml(safe, {allowed}) != safe) __builtin_trap();
+  // What was let through is shown with the finding.
+  if (htmlReachesOut(safe, allowed)) {
+    fprintf(stderr, "reaches outside:\n%s\n", qPrintable(safe));
+    __builtin_trap();
+  }
+  if (const QString again = tpl::SanitizeHtml(safe, {allowed}); again != safe) {
+    fprintf(stderr, "changed by a second pass:\n%s\n----\n%s\n", qPrintable(safe), qPrintable(again));
+    __builtin_trap();
+  }
   return Outcome{true, {}, 1};
 }
 

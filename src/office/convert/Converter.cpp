@@ -503,7 +503,15 @@ struct Converter::Impl {
   }
 };
 
-Converter::Converter(Options options) : d_(std::make_unique<Impl>()) { d_->options = std::move(options); }
+Converter::Converter(Options options) : d_(std::make_unique<Impl>()) {
+  const Options defaults;
+  if (options.baseTimeoutMs == defaults.baseTimeoutMs && options.perDocumentTimeoutMs == defaults.perDocumentTimeoutMs) {
+    const int seconds =
+        util::ReadIni(QStringLiteral("Convert"), QStringLiteral("Timeout"), QString(), util::UserConfigFile()).toInt();
+    if (seconds > 0) options.baseTimeoutMs = options.perDocumentTimeoutMs = std::min(seconds, 86400) * 500;
+  }
+  d_->options = std::move(options);
+}
 
 Converter::~Converter() {
   if (d_->starter.joinable()) d_->starter.join();

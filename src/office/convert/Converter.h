@@ -36,7 +36,9 @@ struct Result {
 struct Options {
   // The soffice program; empty: ORDOLO_SOFFICE, else soffice or libreoffice on PATH.
   QString program;
-  // A run may take baseTimeoutMs + perDocumentTimeoutMs per document.
+  // A run may take baseTimeoutMs + perDocumentTimeoutMs per document. Left
+  // at these defaults, the user's option [Convert] Timeout (seconds for one
+  // document; half that for each further one of a run) replaces both.
   int baseTimeoutMs = 60000;
   int perDocumentTimeoutMs = 10000;
   // Where converted templates are kept; empty: defaultCacheFolder().
