@@ -327,6 +327,8 @@ bool FolderOutput::prepare(QString* error) {
     if (error) *error = why;
     return false;
   };
+  // Nothing is made before LibreOffice is known to be there.
+  if (const QString problem = pdf_ ? officeProblem() : QString(); !problem.isEmpty()) return fail(problem);
   // Writing a file is the only sure test (permissions, read-only mounts, ACLs).
   bool writable = QDir().mkpath(folder_);
   if (writable) {
@@ -336,7 +338,6 @@ bool FolderOutput::prepare(QString* error) {
     removeStaleParts(folder_);
   }
   if (!writable) return fail(msg(Msg::ErrOutputFolder).arg(folder_));
-  if (const QString problem = pdf_ ? officeProblem() : QString(); !problem.isEmpty()) return fail(problem);
   return true;
 }
 
@@ -364,7 +365,9 @@ QStringList FolderOutput::write() {
   if (jobs.empty()) return written;
   const int errorsBefore = int(errors_.size());
 
-  if (!QDir().mkpath(folder_)) {
+  // prepare() made the folder; one gone since (removed, or its disk
+  // unmounted) is not made again, which could write onto another disk.
+  if (!QFileInfo(folder_).isDir()) {
     for (const Job& job : jobs)
       errors_ << msg(Msg::ErrOutputWrite).arg(job.name, msg(Msg::ErrOutputFolder).arg(folder_));
     return written;

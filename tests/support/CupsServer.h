@@ -84,6 +84,16 @@ class CupsServer {
     return done;
   }
 
+  // Kills cupsd at once, as a crash or an administrator would; CUPS_SERVER
+  // still points at its (now dead) socket.
+  void crash() {
+    if (pid_ <= 0) return;
+    kill(pid_, SIGKILL);
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = 0;
+  }
+
   // The captured files, oldest job first.
   QStringList captured() const {
     QStringList files = QDir(outFolder()).entryList({QStringLiteral("job-*")}, QDir::Files);
