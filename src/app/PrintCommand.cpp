@@ -246,7 +246,9 @@ int printCommand(const PrintOptions& o) {
                                                                      attachments::Options::load());
     start.setAttachmentQueue(attachmentQueue.get());
   }
-  if (!start.StartPrint(model::Selection(chosen), folder, store->CurrentUser())) return 1;
+  const bool listed = start.StartPrint(model::Selection(chosen), folder, store->CurrentUser());
+  for (const QString& skipped : start.skipped()) err(skipped);
+  if (!listed) return 1;
   if (!start.canPrint()) {
     err(text(Msg::ErrNothingToPrint));
     return 1;
@@ -392,8 +394,9 @@ int monitorCommand(const MonitorCommandOptions& m) {
     if (fresh.empty()) return int(items.size());
     session::Start start(port);
     // Items the intake does not list (another kind) count as handled.
-    if (!start.StartPrint(model::Selection(fresh), folder, store->CurrentUser()) || !start.canPrint())
-      return int(items.size());
+    const bool taken = start.StartPrint(model::Selection(fresh), folder, store->CurrentUser());
+    for (const QString& skipped : start.skipped()) err(skipped);
+    if (!taken || !start.canPrint()) return int(items.size());
     session::RunOptions run;
     run.templatePath = templatePath;
     run.kind = start.kind();

@@ -211,6 +211,8 @@ class Item : public Object, public std::enable_shared_from_this<Item> {
   // read (a mail whose body the parser gives up on); such an item is not
   // listed for printing. May read the content to find out.
   virtual bool Readable() const { return true; }
+  // For an item that is not Readable(): what to tell the user (the file and why).
+  virtual QString UnreadableReason() const { return {}; }
   // Lets go of what was read for printing (a mail's parsed body and
   // attachments); it is read again when asked for. A long-running watch
   // calls it for what it has printed, so that memory does not grow with

@@ -120,13 +120,17 @@ void Start::Reset(int itemClass, const model::FolderPtr& folder, const QString& 
   if (attachments_) attachments_->reset();
   items_.clear();
   rows_.clear();
+  skipped_.clear();
   folderName_ = folder ? folder->Name() : QString();
   caption_ = folderName_ + QLatin1String(" (") + user + QLatin1Char(')');
 }
 
 void Start::AddItem(int& kind, model::ItemPtr item, bool warnUnsaved) {
-  // An item the store could not read is left out; the store has said why.
-  if (!item->Readable()) return;
+  // An item the store could not read is left out, and the user told why.
+  if (!item->Readable()) {
+    skipped_ << item->UnreadableReason();
+    return;
+  }
   if (!item->Saved() && warnUnsaved) {
     port_.beep();
     port_.notice(lang::table().ReadLangKey(QStringLiteral("Lang"), QStringLiteral("S81"),

@@ -55,6 +55,9 @@ class Start {
 
   // Lists one item if it fits the run's kind; warns about an unsaved item.
   void AddItem(int& kind, model::ItemPtr item, bool warnUnsaved);
+  // What the user is told about the items left out since the last Reset
+  // because they could not be read (a mail moved away since it was listed).
+  const QStringList& skipped() const { return skipped_; }
   // An empty list for items of `itemClass` (a find fills it by AddItem).
   void Reset(int itemClass, const model::FolderPtr& folder, const QString& user);
 
@@ -88,6 +91,7 @@ class Start {
   ui::Port& port_;
   int kind_ = 0;
   std::vector<model::ItemPtr> items_;
+  QStringList skipped_;
   std::vector<ListRow> rows_;
   QString caption_;
   QString folderName_;

@@ -2,6 +2,7 @@
 
 #include "store/FileStore.h"
 #include "store/Parsers.h"
+#include "lang/Messages.h"
 #include "store/PropertyMap.h"
 #include "util/DebugLog.h"
 #include "util/TextFile.h"
@@ -578,7 +579,9 @@ KMime::Message* MailItem::message() const {
       if (f.open(QIODevice::ReadOnly)) {
         bytes = f.readAll();
       } else {
-        util::DebugLog::write(QStringLiteral("Message unreadable: %1: %2").arg(path_, f.errorString()));
+        // Moved or deleted since it was listed: its header alone would
+        // print as a mail without body or attachments.
+        unreadable(f.errorString());
       }
     }
     if (bytes.isEmpty()) bytes = rawHead_;
@@ -599,6 +602,12 @@ KMime::Message* MailItem::message() const {
 bool MailItem::Readable() const {
   message();
   return readError_.isEmpty();
+}
+
+QString MailItem::UnreadableReason() const {
+  return readError_.isEmpty()
+             ? QString()
+             : lang::text(lang::Msg::ErrItemUnreadable).arg(path_.isEmpty() ? EntryID() : path_, readError_);
 }
 
 void MailItem::unreadable(const QString& why) const {

@@ -150,6 +150,7 @@ class MailItem : public StoreItem {
   bool Saved() const override { return saved_; }
   // Reads the whole message when it has not been read yet.
   bool Readable() const override;
+  QString UnreadableReason() const override;
   bool Save(QString* error = nullptr) override;
   bool Import(const QString& path, int format, QString* error = nullptr) override;
 

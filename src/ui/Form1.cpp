@@ -85,6 +85,8 @@ bool Form1::take(const model::Selection& selection, const model::FolderPtr& fold
   session_ = std::move(session);
   sortColumn_ = 0;
   const bool shown = start_->StartPrint(selection, folder, session_ ? session_->CurrentUser() : QString());
+  if (!start_->skipped().isEmpty())
+    port_.message(start_->skipped().join(QStringLiteral("\r\n")), Buttons::Ok, Icon::Information);
   refreshTemplates();
   return shown;
 }

@@ -189,6 +189,7 @@ TEST_F(AttachmentQueueTest, FolderOutputTakesEachFileInOrderWithoutWaits) {
   const QString notes = writeFile(path("in/notes.txt"), "notes\n"), missing = path("in/missing.png");
   // No LibreOffice: the text file fails, so it was sent for conversion, not copied.
   print::FolderOutput output(path("pdfs"), true, office::convert::Options{path("no/soffice")});
+  QDir().mkpath(path("pdfs"));  // prepare() would make it, but refuses without LibreOffice
   OutputPrintSystem system(output);
   flush(system, {png, notes, missing, pdf});
   EXPECT_EQ(output.delivered(), QStringList({path("pdfs/pixel.png"), path("pdfs/scan.pdf")}));

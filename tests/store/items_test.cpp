@@ -2,6 +2,7 @@
 #include "StoreFixture.h"
 
 #include <QRegularExpression>
+#include <QTemporaryDir>
 
 #include "store/Parsers.h"
 #include "store/PropertyMap.h"
@@ -341,4 +342,40 @@ TEST(CalendarParser, ZonesByTheirOwnDefinitionWhenTheSystemDoesNotKnowTheName) {
   ASSERT_TRUE(parsed.ok) << parsed.error.toStdString();
   ASSERT_EQ(parsed.incidences.size(), 1);
   EXPECT_EQ(parsed.incidences[0]->dtStart().toUTC(), QDateTime(QDate(2026, 3, 10), QTime(10, 0), Qt::UTC));
+}
+
+// A mail program moves mails away, or the store's disk goes, between the
+// listing and the print: what was listed says it cannot be read any more,
+// the ids lead nowhere, and listing again gives what is left, without a crash.
+TEST(StoreVanishing, ListedMailsWhoseFilesWentAreNamedAndAGoneFolderListsEmpty) {
+  QTemporaryDir dir;
+  copyTree(QStringLiteral(ORDOLO_SOURCE_DIR "/examples/store"), dir.path());
+  auto store = store::FileStore::open(dir.path());
+  ASSERT_TRUE(store);
+  const auto inbox = store->folderByPath("Inbox")->GetItems();
+  ASSERT_GT(inbox->Count(), 0);
+  std::vector<QString> ids;
+  for (const auto& item : *inbox) ids.push_back(item->EntryID());
+
+  ASSERT_TRUE(QDir(dir.filePath("Inbox")).removeRecursively());
+  ASSERT_TRUE(QDir(dir.filePath("Calendar")).removeRecursively());
+  // Their header was read for the list; their content, read for printing,
+  // is gone: each is unreadable, naming its file and why, not a mail
+  // without body or attachments.
+  for (const auto& item : *inbox) {
+    EXPECT_FALSE(item->text("Subject").isEmpty());
+    EXPECT_FALSE(item->Readable());
+    EXPECT_TRUE(item->UnreadableReason().contains(dir.filePath("Inbox/")) &&
+                item->UnreadableReason().contains("No such file or directory"))
+        << item->UnreadableReason().toStdString();
+  }
+  auto fresh = store::FileStore::open(dir.path());
+  ASSERT_TRUE(fresh);
+  for (const QString& id : ids) EXPECT_FALSE(fresh->GetItemFromID(id)) << id.toStdString();
+  for (const char* path : {"Inbox", "Calendar"}) {
+    if (auto gone = fresh->folderByPath(QLatin1String(path))) {
+      EXPECT_EQ(gone->GetItems()->Count(), 0);
+    }
+  }
+  EXPECT_GT(fresh->folderByPath("Contacts")->GetItems()->Count(), 0);
 }
