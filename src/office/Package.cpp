@@ -5,7 +5,13 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <pugixml.hpp>
 #include <zip.h>
+
+#include <cstring>
+#include <sstream>
+
+#include "util/DebugLog.h"
 
 namespace ordolo::office {
 
@@ -34,6 +40,34 @@ bool escapes(const QString& name) {
   for (const QString& piece : name.split(QLatin1Char('/')))
     if (piece == QLatin1String("..")) return true;
   return false;
+}
+
+// A relationship part with every outside target but hyperlinks pointed at a
+// part that does not exist: LibreOffice loads linked pictures, frames and
+// objects (from the web or from any local file) when it opens a document,
+// and a template from a stranger must not make it do so. Hyperlinks stay:
+// they are printed, never followed. nullopt when nothing had to change.
+std::optional<QByteArray> WithoutOutsideTargets(const QString& part, const QByteArray& xml) {
+  if (!xml.contains("External")) return std::nullopt;
+  pugi::xml_document doc;
+  if (!doc.load_buffer(xml.constData(), size_t(xml.size()), pugi::parse_default | pugi::parse_declaration))
+    return std::nullopt;
+  bool changed = false;
+  for (pugi::xml_node rel : doc.document_element().children()) {
+    if (std::strcmp(rel.attribute("TargetMode").value(), "External") != 0) continue;
+    const char* type = rel.attribute("Type").value();
+    const size_t length = std::strlen(type);
+    if (length >= 10 && std::strcmp(type + length - 10, "/hyperlink") == 0) continue;
+    util::DebugLog::write(QStringLiteral("Package: outside link not followed in %1: %2 (%3)")
+                              .arg(part, QString::fromUtf8(rel.attribute("Target").value()), QString::fromUtf8(type)));
+    rel.remove_attribute("TargetMode");
+    rel.attribute("Target").set_value("ordolo-outside-link-removed");
+    changed = true;
+  }
+  if (!changed) return std::nullopt;
+  std::ostringstream out;
+  doc.save(out, "", pugi::format_raw);
+  return QByteArray::fromStdString(out.str());
 }
 
 }  // namespace
@@ -138,13 +172,23 @@ bool Package::saveAs(const QString& target, QString* error) const {
     }
     return true;
   };
-  // libzip reads the sources at zip_close; staged_ keeps their bytes alive.
+  // libzip reads the sources at zip_close; staged_ and rewritten keep their
+  // bytes alive until then.
+  std::map<QString, QByteArray> rewritten;
   bool ok = true;
   for (const QString& name : entries()) {
     auto it = staged_.find(name);
+    const QByteArray* bytes = it != staged_.end() ? &it->second : nullptr;
+    if (name.endsWith(QLatin1String(".rels"), Qt::CaseInsensitive)) {
+      const std::optional<QByteArray> xml = bytes ? *bytes : read(name, nullptr);
+      if (xml) {
+        if (auto safe = WithoutOutsideTargets(name, *xml))
+          bytes = &rewritten.emplace(name, std::move(*safe)).first->second;
+      }
+    }
     zip_source_t* source = nullptr;
-    if (it != staged_.end()) {
-      source = zip_source_buffer(out, it->second.constData(), zip_uint64_t(it->second.size()), 0);
+    if (bytes) {
+      source = zip_source_buffer(out, bytes->constData(), zip_uint64_t(bytes->size()), 0);
     } else {
       const zip_int64_t index = zip_name_locate(zip_->handle, name.toUtf8().constData(), 0);
       source = index < 0 ? nullptr : zip_source_zip(out, zip_->handle, zip_uint64_t(index), ZIP_FL_COMPRESSED, 0, -1);

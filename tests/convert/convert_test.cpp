@@ -17,6 +17,11 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <utime.h>
 #include <zip.h>
 
@@ -525,3 +530,49 @@ done
 }
 
 }  // namespace
+
+// An HTML attachment that links a picture on the web and one on this disk:
+// LibreOffice, as the converter runs it (kept workers or one call), loads
+// neither. A listening socket stands for the web and counts who knocks.
+TEST_F(ConvertTest, LinkedPicturesOfADocumentAreNeverLoaded) {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  ASSERT_GE(listener, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(listener, 16), 0);
+  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+  fcntl(listener, F_SETFL, O_NONBLOCK);
+  const QByteArray port = QByteArray::number(ntohs(address.sin_port));
+
+  // A real picture on this disk, which a printed document must not show.
+  const QString picture = path("/linked/local.png");
+  QDir().mkpath(path("/linked"));
+  const QByteArray png = QByteArray::fromBase64(
+      "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==");
+  writeFile(picture, png);
+  const QString html = writeFile(path("/linked/attachment.html"),
+                                 "<html><body><p>Linked pictures</p><img src=\"http://127.0.0.1:" + port +
+                                     "/remote.png\" width=\"50\" height=\"50\"><img src=\"file://" + picture.toUtf8() +
+                                     "\" width=\"50\" height=\"50\"></body></html>");
+  for (const char* mode : {"warm", "batch"}) {
+    SCOPED_TRACE(mode);
+    test::ScopedEnv converter("ORDOLO_CONVERTER", QByteArray(mode));
+    Converter fresh(Options{.cacheFolder = path("/cache")});
+    const QString out = path(QStringLiteral("/linked/out-") + QLatin1String(mode));
+    const std::vector<Result> results = fresh.toPdf({html}, out);
+    ASSERT_EQ(results.size(), 1u);
+    ASSERT_TRUE(results[0].ok()) << lang::Describe(results[0].error).toStdString();
+    EXPECT_TRUE(pdfText(results[0].output).contains("Linked pictures")) << pdfText(results[0].output).toStdString();
+    QProcess images;
+    images.start("pdfimages", {"-list", results[0].output});
+    images.waitForFinished();
+    EXPECT_EQ(images.readAll().trimmed().split('\n').size(), 2) << "the PDF holds a picture";
+    const int knock = accept(listener, nullptr, nullptr);
+    EXPECT_LT(knock, 0) << "LibreOffice asked the web for the picture";
+    if (knock >= 0) close(knock);
+  }
+  close(listener);
+}

@@ -99,3 +99,57 @@ TEST_F(PackageTest, AZipBombIsNotUnpacked) {
   EXPECT_TRUE(why.contains("bomb")) << why.toStdString();
   EXPECT_TRUE(p->read("[Content_Types].xml", &why));
 }
+
+// A stranger's template linking to pictures, frames or a template on the
+// web or on this disk: the saved copy points those links at nothing, so
+// that no program that opens it (LibreOffice when printing, the desktop's
+// office program after --save) loads them. Hyperlinks are kept as they are.
+// A symlink stored in the zip is only ever read as bytes.
+TEST_F(PackageTest, SavedCopiesLinkToNothingOutsideButKeepHyperlinks) {
+  const QByteArray rels =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"
+      "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\">"
+      "<Relationship Id=\"rId1\" Type=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships/styles\" "
+      "Target=\"styles.xml\"/>"
+      "<Relationship Id=\"rId2\" Type=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships/image\" "
+      "Target=\"http://tracker.example/open.png\" TargetMode=\"External\"/>"
+      "<Relationship Id=\"rId3\" Type=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships/image\" "
+      "Target=\"file:///home/someone/private.png\" TargetMode='External'/>"
+      "<Relationship Id=\"rId4\" Type=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships/hyperlink\" "
+      "Target=\"https://example.org/more\" TargetMode=\"External\"/>"
+      "</Relationships>";
+  makeZip(file("t.dotx"), {{"[Content_Types].xml", "<Types/>"},
+                           {"word/document.xml", "<w:document/>"},
+                           {"word/_rels/document.xml.rels", rels},
+                           {"word/_rels/header1.xml.rels", rels},
+                           {"word/link", "/etc/passwd"}});
+  {  // word/link becomes a symlink entry, as zip -y stores one
+    int code = 0;
+    zip_t* z = zip_open(QFile::encodeName(file("t.dotx")).constData(), 0, &code);
+    ASSERT_TRUE(z);
+    ASSERT_EQ(zip_file_set_external_attributes(z, zip_uint64_t(zip_name_locate(z, "word/link", 0)), 0,
+                                               ZIP_OPSYS_UNIX, (0120777u) << 16),
+              0);
+    ASSERT_EQ(zip_close(z), 0);
+  }
+  QString why;
+  auto p = Package::open(file("t.dotx"), &why);
+  ASSERT_TRUE(p) << why.toStdString();
+  EXPECT_EQ(p->read("word/link", &why), QByteArray("/etc/passwd"));
+  p->write("word/_rels/header1.xml.rels", rels);  // staged parts are made safe too
+  ASSERT_TRUE(p->saveAs(file("out.docx"), &why)) << why.toStdString();
+  auto q = Package::open(file("out.docx"), &why);
+  ASSERT_TRUE(q) << why.toStdString();
+  for (const char* part : {"word/_rels/document.xml.rels", "word/_rels/header1.xml.rels"}) {
+    const QString saved = QString::fromUtf8(q->read(part, &why).value_or(QByteArray()));
+    EXPECT_FALSE(saved.contains("tracker.example") || saved.contains("private.png")) << saved.toStdString();
+    EXPECT_TRUE(saved.contains("Target=\"styles.xml\"")) << saved.toStdString();
+    EXPECT_TRUE(saved.contains("Target=\"https://example.org/more\" TargetMode=\"External\""))
+        << saved.toStdString();
+    EXPECT_EQ(saved.count("TargetMode"), 1) << saved.toStdString();
+  }
+  // The template itself is untouched, and nothing was unpacked beside it.
+  EXPECT_TRUE(Package::open(file("t.dotx"), &why)->read("word/_rels/document.xml.rels", &why)->contains("tracker"));
+  EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+            QStringList({"out.docx", "t.dotx"}));
+}

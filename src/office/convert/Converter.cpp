@@ -36,6 +36,23 @@ namespace ordolo::office::convert {
 
 namespace {
 
+// LibreOffice loads the pictures, frames and objects a document links to
+// (from the web, or from any local file) when it opens it. A document being
+// turned into a PDF, a template's or a mail attachment's, must not reach
+// outside itself: this setting of the profile stops all such loading.
+void BlockOutsideLinks(const QString& profile) {
+  QDir().mkpath(profile + QLatin1String("/user"));
+  QFile f(profile + QLatin1String("/user/registrymodifications.xcu"));
+  if (f.exists() || !f.open(QIODevice::WriteOnly)) return;
+  f.write(
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<oor:items xmlns:oor=\"http://openoffice.org/2001/registry\" xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
+      "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
+      "<item oor:path=\"/org.openoffice.Office.Common/Security/Scripting\">"
+      "<prop oor:name=\"BlockUntrustedRefererLinks\" oor:op=\"fuse\"><value>true</value></prop></item>\n"
+      "</oor:items>\n");
+}
+
 // Puts an input where LibreOffice reads it. A symbolic link is cheapest, but
 // LibreOffice follows it to the file's own name, which it cannot open when
 // the name is not plain ASCII and the locale is not UTF-8: such files are
@@ -203,7 +220,8 @@ bool convertInParts(WarmWorker& worker, const Job& job, int timeoutMs) {
 struct Converter::Impl {
   Options options;
   std::mutex mutex;
-  QString profile;  // made on first run
+  QString profile;     // made on first run
+  QString pdfProfile;  // the same for PDF runs, outside links blocked
   int launches = 0;
   std::vector<std::unique_ptr<WarmWorker>> warm;  // kept for the converter's life
   std::vector<QString> warmProfiles;
@@ -236,6 +254,7 @@ struct Converter::Impl {
     const QString program = programPath();
     while (int(warm.size()) < workers) {
       warmProfiles.push_back(util::MakePrivateFolder(util::TempFolder()));
+      BlockOutsideLinks(warmProfiles.back());
       warm.push_back(std::make_unique<WarmWorker>(program, warmProfiles.back(), std::max(1000, options.baseTimeoutMs)));
     }
   }
@@ -331,9 +350,15 @@ struct Converter::Impl {
     return std::max(0, options.baseTimeoutMs) + std::max(0, options.perDocumentTimeoutMs) * documents;
   }
 
-  QString profileUrl() {
-    if (profile.isEmpty() || !QFileInfo(profile).isDir()) profile = util::MakePrivateFolder(util::TempFolder());
-    return QUrl::fromLocalFile(profile).toString(QUrl::FullyEncoded);
+  // Runs to PDF block outside links; a run to .docx (a mail's HTML body,
+  // already made safe) needs the local pictures it links to.
+  QString profileUrl(bool forPdf) {
+    QString& folder = forPdf ? pdfProfile : profile;
+    if (folder.isEmpty() || !QFileInfo(folder).isDir()) {
+      folder = util::MakePrivateFolder(util::TempFolder());
+      if (forPdf) BlockOutsideLinks(folder);
+    }
+    return QUrl::fromLocalFile(folder).toString(QUrl::FullyEncoded);
   }
 
   enum class End { Finished, NotStarted, TimedOut, Crashed };
@@ -352,7 +377,7 @@ struct Converter::Impl {
                     const std::vector<Job*>& jobs, const QDeadlineTimer& deadline,
                     const std::function<void()>& onEvent) {
     RunReport report;
-    QStringList args{QStringLiteral("-env:UserInstallation=") + profileUrl(),
+    QStringList args{QStringLiteral("-env:UserInstallation=") + profileUrl(convertTo.startsWith(QLatin1String("pdf"))),
                      QStringLiteral("--headless"),
                      QStringLiteral("--norestore"),
                      QStringLiteral("--nologo"),
@@ -505,7 +530,8 @@ struct Converter::Impl {
 
 Converter::Converter(Options options) : d_(std::make_unique<Impl>()) {
   const Options defaults;
-  if (options.baseTimeoutMs == defaults.baseTimeoutMs && options.perDocumentTimeoutMs == defaults.perDocumentTimeoutMs) {
+  if (options.baseTimeoutMs == defaults.baseTimeoutMs &&
+      options.perDocumentTimeoutMs == defaults.perDocumentTimeoutMs) {
     const int seconds =
         util::ReadIni(QStringLiteral("Convert"), QStringLiteral("Timeout"), QString(), util::UserConfigFile()).toInt();
     if (seconds > 0) options.baseTimeoutMs = options.perDocumentTimeoutMs = std::min(seconds, 86400) * 500;
@@ -518,6 +544,7 @@ Converter::~Converter() {
   d_->warm.clear();  // LibreOffice ended before its profile goes
   for (const QString& profile : d_->warmProfiles) QDir(profile).removeRecursively();
   if (!d_->profile.isEmpty()) QDir(d_->profile).removeRecursively();
+  if (!d_->pdfProfile.isEmpty()) QDir(d_->pdfProfile).removeRecursively();
 }
 
 void Converter::prestart() {
@@ -655,17 +682,29 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
   release();  // refusals before the first document
   if (!d_->useWarm() || !d_->convertWarm(jobs, names, step, finalize)) {
     // Jobs a warm worker finished stay done; the rest go as one batch.
-    std::vector<Job> rest;
-    std::vector<size_t> restOf;
-    QStringList restNames;
-    for (size_t j = 0; j < jobs.size(); ++j)
-      if (!finalized[j] && jobs[j].output.isEmpty()) {
-        rest.push_back(jobs[j]);
-        restOf.push_back(j);
-        restNames << names[int(j)];
+    // HTML goes in a run of its own through Writer's HTML import: as a web
+    // page its PDF would come out without its text.
+    int before = 0;  // documents of the earlier run, for the progress
+    for (const bool html : {false, true}) {
+      std::vector<Job> rest;
+      std::vector<size_t> restOf;
+      QStringList restNames;
+      for (size_t j = 0; j < jobs.size(); ++j) {
+        const QString suffix = QFileInfo(names[int(j)]).suffix().toLower();
+        if ((suffix == QLatin1String("html") || suffix == QLatin1String("htm")) != html) continue;
+        if (!finalized[j] && jobs[j].output.isEmpty()) {
+          rest.push_back(jobs[j]);
+          restOf.push_back(j);
+          restNames << names[int(j)];
+        }
       }
-    d_->convert(QStringLiteral("pdf"), out, rest, restNames, step);
-    for (size_t k = 0; k < rest.size(); ++k) jobs[restOf[k]] = rest[k];
+      if (rest.empty()) continue;
+      d_->convert(
+          QStringLiteral("pdf"), out, rest, restNames, [&](int done, int all) { step(before + done, all); },
+          html ? QStringLiteral("HTML (StarWriter)") : QString());
+      for (size_t k = 0; k < rest.size(); ++k) jobs[restOf[k]] = rest[k];
+      before += int(rest.size());
+    }
   }
   for (size_t j = 0; j < jobs.size(); ++j) finalize(j);
   return results;
