@@ -36,21 +36,28 @@ namespace ordolo::office::convert {
 
 namespace {
 
-// LibreOffice loads the pictures, frames and objects a document links to
-// (from the web, or from any local file) when it opens it. A document being
-// turned into a PDF, a template's or a mail attachment's, must not reach
-// outside itself: this setting of the profile stops all such loading.
-void BlockOutsideLinks(const QString& profile) {
+// The settings of a private LibreOffice profile. Macros in a document are
+// never run (whatever the document asks for). With blockLinks, neither is
+// anything a document links to loaded: LibreOffice loads linked pictures,
+// frames and objects (from the web, or from any local file) when it opens
+// a document, and a document being turned into a PDF, a template's or a
+// mail attachment's, must not reach outside itself.
+void LockDownProfile(const QString& profile, bool blockLinks) {
   QDir().mkpath(profile + QLatin1String("/user"));
   QFile f(profile + QLatin1String("/user/registrymodifications.xcu"));
   if (f.exists() || !f.open(QIODevice::WriteOnly)) return;
-  f.write(
+  const char* item = "<item oor:path=\"/org.openoffice.Office.Common/Security/Scripting\">";
+  QByteArray xcu =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
       "<oor:items xmlns:oor=\"http://openoffice.org/2001/registry\" xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
-      "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
-      "<item oor:path=\"/org.openoffice.Office.Common/Security/Scripting\">"
-      "<prop oor:name=\"BlockUntrustedRefererLinks\" oor:op=\"fuse\"><value>true</value></prop></item>\n"
-      "</oor:items>\n");
+      "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n";
+  xcu += QByteArray(item) +
+         "<prop oor:name=\"DisableMacrosExecution\" oor:op=\"fuse\"><value>true</value></prop></item>\n";
+  xcu += QByteArray(item) + "<prop oor:name=\"MacroSecurityLevel\" oor:op=\"fuse\"><value>3</value></prop></item>\n";
+  if (blockLinks)
+    xcu += QByteArray(item) +
+           "<prop oor:name=\"BlockUntrustedRefererLinks\" oor:op=\"fuse\"><value>true</value></prop></item>\n";
+  f.write(xcu + "</oor:items>\n");
 }
 
 // Puts an input where LibreOffice reads it. A symbolic link is cheapest, but
@@ -254,7 +261,7 @@ struct Converter::Impl {
     const QString program = programPath();
     while (int(warm.size()) < workers) {
       warmProfiles.push_back(util::MakePrivateFolder(util::TempFolder()));
-      BlockOutsideLinks(warmProfiles.back());
+      LockDownProfile(warmProfiles.back(), true);
       warm.push_back(std::make_unique<WarmWorker>(program, warmProfiles.back(), std::max(1000, options.baseTimeoutMs)));
     }
   }
@@ -356,7 +363,7 @@ struct Converter::Impl {
     QString& folder = forPdf ? pdfProfile : profile;
     if (folder.isEmpty() || !QFileInfo(folder).isDir()) {
       folder = util::MakePrivateFolder(util::TempFolder());
-      if (forPdf) BlockOutsideLinks(folder);
+      LockDownProfile(folder, forPdf);
     }
     return QUrl::fromLocalFile(folder).toString(QUrl::FullyEncoded);
   }
