@@ -93,6 +93,9 @@ BrowserWindow::BrowserWindow(QtPort& port, QWidget* parent) : QMainWindow(parent
   quit_->setShortcut(QKeySequence::Quit);
   storeLabel_ = new QLabel(this);
   statusBar()->addWidget(storeLabel_, 1);
+  skippedLabel_ = new QLabel(this);
+  skippedLabel_->setObjectName(QStringLiteral("skipped"));
+  statusBar()->addPermanentWidget(skippedLabel_);
 
   connect(folders_, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem* item) {
     if (!item) return;
@@ -128,6 +131,7 @@ bool BrowserWindow::openStore(const QString& root) {
   port_.setParent(this);
   if (!browser_.open(root)) return false;
   storeLabel_->setText(browser_.root());
+  showSkipped();
   fillFolders();
   applyTexts();
   return true;
@@ -175,8 +179,16 @@ void BrowserWindow::showItems() {
     items_->setItem(r, 2, new QTableWidgetItem(row.categories));
   }
   items_->setSortingEnabled(true);
+  showSkipped();
   items_->resizeColumnToContents(1);
   items_->setColumnWidth(0, std::max(items_->columnWidth(0), 360));
+}
+
+// Files the folder could not read are named, not silently missing.
+void BrowserWindow::showSkipped() {
+  const QStringList& skipped = browser_.notices();
+  skippedLabel_->setText(skipped.isEmpty() ? QString() : lang::text(Msg::GuiFolderSkipped).arg(skipped.size()));
+  skippedLabel_->setToolTip(skipped.join(QLatin1Char('\n')));
 }
 
 void BrowserWindow::printSelection() {

@@ -49,6 +49,7 @@ class BrowserWindow : public QMainWindow {
  private:
   void fillFolders();
   void showItems();
+  void showSkipped();
   void chooseStore();
   Form1Window& ensureForm1();
   void openForm1(const ui::Browser::Chosen& chosen);
@@ -63,6 +64,7 @@ class BrowserWindow : public QMainWindow {
   QAction* quit_;
   QMenu* fileMenu_;
   QLabel* storeLabel_;
+  QLabel* skippedLabel_;  // files of the folder that could not be read
   std::unique_ptr<Form1Window> form1_;
 };
 

@@ -169,6 +169,7 @@ enum class Msg {
   GuiQuit,
   GuiFolders,
   GuiFolderGone,  // %1 the folder
+  GuiFolderSkipped,  // %1 how many files
   GuiFileKind,  // %1 the file
   GuiKey,
   GuiTextColumn,

@@ -90,7 +90,9 @@ bool Browser::choose(const QString& path) {
     return false;
   }
   folder_ = chosen;
-  items_ = folder_->GetItems()->all();
+  const model::ItemsPtr listed = folder_->GetItems();
+  items_ = listed->all();
+  notices_ = listed->notices();
   rows_.clear();
   rows_.reserve(items_.size());
   for (const model::ItemPtr& item : items_) {

@@ -55,6 +55,9 @@ class Browser {
     QString categories;
   };
   const std::vector<ItemRow>& rows() const { return rows_; }
+  // What the user is told about the chosen folder: the files it could not
+  // read, each with why.
+  const QStringList& notices() const { return notices_; }
 
   // What the print button hands to the print dialog.
   struct Chosen {
@@ -73,6 +76,7 @@ class Browser {
   std::shared_ptr<store::FileStore> store_;
   model::FolderPtr folder_;
   std::vector<model::ItemPtr> items_;
+  QStringList notices_;
   std::vector<ItemRow> rows_;
   // Files taken in stay readable while the program runs.
   std::vector<std::shared_ptr<store::OpenedFiles>> opened_;

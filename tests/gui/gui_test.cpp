@@ -132,6 +132,20 @@ class Gui : public ::testing::Test {
   QTemporaryDir out;
 };
 
+// Files a folder cannot read are named in the status bar, each with why.
+TEST_F(Gui, TheStatusBarNamesTheFilesAFolderCouldNotRead) {
+  auto* skipped = child<QLabel>(browser.get(), "skipped");
+  EXPECT_TRUE(skipped->text().isEmpty());  // the sample calendar reads whole
+  ASSERT_TRUE(browser->openStore(QStringLiteral(ORDOLO_SOURCE_DIR "/tests/data/store")));
+  ASSERT_TRUE(browser->chooseFolder(QStringLiteral("Calendar")));
+  EXPECT_EQ(skipped->text(), "2 file(s) of this folder cannot be read; point here to see which.");
+  EXPECT_TRUE(skipped->toolTip().contains("broken.ics: it cannot be read (") &&
+              skipped->toolTip().contains("empty.ics: it cannot be read ("))
+      << skipped->toolTip().toStdString();
+  ASSERT_TRUE(browser->chooseFolder(QStringLiteral("Tasks")));
+  EXPECT_TRUE(skipped->text().isEmpty());
+}
+
 TEST_F(Gui, ThePrintButtonListsTheSelectedAppointmentsWithTheirColumns) {
   // Nothing selected: a notice and no dialog.
   gui::Form1Window* none = printRows(0);
