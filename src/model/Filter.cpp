@@ -167,7 +167,12 @@ class Parser {
   explicit Parser(const QString& text) : s_(text) {}
 
   std::shared_ptr<Filter> run(QString* error) {
-    auto f = parseOr();
+    // Bounds that keep a hostile filter from exhausting the stack: the
+    // parser and the filter it builds recurse once per nesting level and
+    // per joined condition.
+    std::shared_ptr<Filter> f;
+    if (s_.size() > kMaxLength) fail(QStringLiteral("the filter is longer than %1 characters").arg(kMaxLength));
+    else f = parseOr();
     skipBlanks();
     if (f && pos_ < s_.size()) fail(QStringLiteral("unexpected \"%1\"").arg(s_.mid(pos_, 20)));
     if (!error_.isEmpty()) {
@@ -178,6 +183,10 @@ class Parser {
   }
 
  private:
+  static constexpr int kMaxLength = 10000;
+  static constexpr int kMaxDepth = 100;
+  int depth_ = 0;
+
   void fail(const QString& why) {
     if (error_.isEmpty()) error_ = QStringLiteral("%1 at position %2").arg(why).arg(pos_ + 1);
   }
@@ -207,14 +216,22 @@ class Parser {
   std::shared_ptr<Filter> parseOr() { return parseChain("or", &Parser::parseAnd); }
   std::shared_ptr<Filter> parseAnd() { return parseChain("and", &Parser::parseUnary); }
   std::shared_ptr<Filter> parseUnary() {
+    if (depth_ >= kMaxDepth) {
+      fail(QStringLiteral("more than %1 levels of \"not\" and parentheses").arg(kMaxDepth));
+      return nullptr;
+    }
     if (keyword("not")) {
+      ++depth_;
       auto inner = parseUnary();
+      --depth_;
       return inner ? std::make_shared<Negation>(inner) : nullptr;
     }
     skipBlanks();
     if (pos_ < s_.size() && s_[pos_] == QLatin1Char('(')) {
       ++pos_;
+      ++depth_;
       auto inner = parseOr();
+      --depth_;
       skipBlanks();
       if (!inner) return nullptr;
       if (pos_ >= s_.size() || s_[pos_] != QLatin1Char(')')) {

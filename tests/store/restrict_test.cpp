@@ -149,6 +149,17 @@ TEST(FilterLanguage, RejectsWhatItDoesNotUnderstandWithAReason) {
   }
   EXPECT_TRUE(model::Filter::parse("[LastModificationTime]>='2026-03-01 00:00' or [ReceivedTime]>='2026-03-01 00:00'"));
   EXPECT_TRUE(model::Filter::parse("not ([Subject] = \"x\") AND ([Importance] <> 2 OR [UnRead] = true)"));
+
+  // Nesting and length are bounded (a fuzzer's 3,800 "(" overflowed the stack).
+  QString why;
+  const QString deep = QString(100, '(') + "[Subject]='x'" + QString(100, ')');
+  EXPECT_FALSE(model::Filter::parse(QString(3800, '('), &why));
+  EXPECT_TRUE(why.startsWith("more than 100 levels")) << why.toStdString();
+  EXPECT_TRUE(model::Filter::parse(deep.mid(1, deep.size() - 2), &why)) << why.toStdString();
+  EXPECT_FALSE(model::Filter::parse(deep, &why));
+  EXPECT_FALSE(model::Filter::parse(QString(40, ' ') + QString("[Subject]='x' or ").repeated(1000) + "[Subject]='x'",
+                                    &why));
+  EXPECT_TRUE(why.startsWith("the filter is longer than 10000 characters")) << why.toStdString();
 }
 
 TEST_F(StoreTest, RestrictComparesByTypeAndRefusesNonDates) {
