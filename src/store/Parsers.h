@@ -58,5 +58,8 @@ QString CurrentExceptionText();
 // Files larger than this are not parsed (calendars and cards; messages are
 // read header first, so a large attachment costs nothing until it is used).
 constexpr qint64 kMaxParsedFileSize = 64 * 1024 * 1024;
+// A mail file is read whole for printing, and decoding its parts can take
+// a few times its size: beyond this it is not printed (named to the user).
+constexpr qint64 kMaxMailFileSize = 512LL * 1024 * 1024;
 
 }  // namespace ordolo::store

@@ -576,7 +576,9 @@ KMime::Message* MailItem::message() const {
     QByteArray bytes = rawMessage_;
     if (bytes.isEmpty() && !path_.isEmpty()) {
       QFile f(path_);
-      if (f.open(QIODevice::ReadOnly)) {
+      if (f.size() > kMaxMailFileSize) {
+        unreadable(QStringLiteral("larger than %1 MB").arg(kMaxMailFileSize / (1024 * 1024)));
+      } else if (f.open(QIODevice::ReadOnly)) {
         bytes = f.readAll();
       } else {
         // Moved or deleted since it was listed: its header alone would

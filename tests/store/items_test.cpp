@@ -379,3 +379,24 @@ TEST(StoreVanishing, ListedMailsWhoseFilesWentAreNamedAndAGoneFolderListsEmpty) 
   }
   EXPECT_GT(fresh->folderByPath("Contacts")->GetItems()->Count(), 0);
 }
+
+// A mail file beyond the size a print may read whole is listed from its
+// header, and named when it is to be printed.
+TEST(StoreLimits, AMailFileTooLargeToPrintIsListedAndNamed) {
+  QTemporaryDir dir;
+  for (const char* sub : {"Inbox/cur", "Inbox/new", "Inbox/tmp"}) QDir().mkpath(dir.filePath(sub));
+  const QString path = dir.filePath("Inbox/cur/1780000001.M1P1.huge:2,S");
+  QFile f(path);
+  ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+  f.write("From: a@example.org\r\nSubject: Huge\r\n\r\nbody\r\n");
+  ASSERT_TRUE(f.resize(store::kMaxMailFileSize + 1));  // sparse: costs no disk
+  f.close();
+  auto store = store::FileStore::open(dir.path());
+  ASSERT_TRUE(store);
+  const auto inbox = store->folderByPath("Inbox")->GetItems();
+  ASSERT_EQ(inbox->Count(), 1);
+  const auto& mail = *inbox->all().front();
+  EXPECT_EQ(mail.text("Subject"), "Huge");
+  EXPECT_FALSE(mail.Readable());
+  EXPECT_TRUE(mail.UnreadableReason().contains("larger than 512 MB")) << mail.UnreadableReason().toStdString();
+}
