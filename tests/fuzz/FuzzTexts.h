@@ -106,7 +106,7 @@ inline Outcome touchPattern(ScratchStore&, const QByteArray& bytes) {
   if (!pattern.valid()) return Outcome{false, error.isEmpty() ? QString() : error, 0};
   if (pattern.empty()) return Outcome{true, {}, 1};
   int found = 0;
-  for (int from = 0; from < text.size() && found < 64;) {
+  for (int from = 0; from < text.size() && found < 8;) {
     const auto m = pattern.search(text, from, text.size(), &error);
     if (!m) break;
     if (m->start < from || m->end < m->start || m->end > text.size()) __builtin_trap();
