@@ -17,9 +17,10 @@ struct CliResult {
   QString err;
 };
 
-inline CliResult RunOrdolo(const QString& home, const QStringList& args, const QString& lang,
-                           const QMap<QString, QString>& extra = {}) {
-  QProcess p;
+// The environment the program runs in: its own home folder, Berlin time,
+// the given locale, and the further variables.
+inline QProcessEnvironment OrdoloEnvironment(const QString& home, const QString& lang = QStringLiteral("en_US.UTF-8"),
+                                             const QMap<QString, QString>& extra = {}) {
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
   env.insert("ORDOLO_HOME", home);
   env.remove("ORDOLO_DEBUG");
@@ -27,7 +28,13 @@ inline CliResult RunOrdolo(const QString& home, const QStringList& args, const Q
   env.insert("TZ", "Europe/Berlin");
   env.remove("LC_ALL");
   for (auto it = extra.begin(); it != extra.end(); ++it) env.insert(it.key(), it.value());
-  p.setProcessEnvironment(env);
+  return env;
+}
+
+inline CliResult RunOrdolo(const QString& home, const QStringList& args, const QString& lang,
+                           const QMap<QString, QString>& extra = {}) {
+  QProcess p;
+  p.setProcessEnvironment(OrdoloEnvironment(home, lang, extra));
   p.start(QStringLiteral(ORDOLO_BINARY), args);
   EXPECT_TRUE(p.waitForFinished(120000));
   return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()).trimmed(),

@@ -179,12 +179,7 @@ TEST_F(Faults, CupsDownStoppedOrRefusingIsNamedAndTheRunEnds) {
   // rest is named, and the program ends by itself.
   ASSERT_TRUE(cups.addQueue("capq"));
   QProcess p;
-  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-  env.insert("ORDOLO_HOME", home.path());
-  env.insert("LANG", "en_US.UTF-8");
-  env.insert("CUPS_SERVER", cups.socket());
-  env.remove("LC_ALL");
-  p.setProcessEnvironment(env);
+  p.setProcessEnvironment(ordolo::test::OrdoloEnvironment(home.path(), "en_US.UTF-8", server));
   p.start(ORDOLO_BINARY, printArgs({"--printer", "capq"}));
   ASSERT_TRUE(p.waitForStarted());
   for (int waited = 0; cups.captured().isEmpty() && p.state() == QProcess::Running && waited < 120000; waited += 20)
@@ -203,11 +198,7 @@ TEST_F(Faults, CupsDownStoppedOrRefusingIsNamedAndTheRunEnds) {
 TEST_F(Faults, AnOutputFolderRemovedMidRunIsNamedAndNothingIsWrittenElsewhere) {
   const QString pdf = out.filePath("pdf");
   QProcess p;
-  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-  env.insert("ORDOLO_HOME", home.path());
-  env.insert("LANG", "en_US.UTF-8");
-  env.remove("LC_ALL");
-  p.setProcessEnvironment(env);
+  p.setProcessEnvironment(ordolo::test::OrdoloEnvironment(home.path()));
   p.start(ORDOLO_BINARY, printArgs({"--attachments", "--pdf", pdf}));
   ASSERT_TRUE(p.waitForStarted());
   for (int waited = 0;

@@ -149,11 +149,7 @@ TEST_F(PrintCli, AFullDiskNamesEachPdfThatDidNotFitAndLeavesNoPartBehind) {
   const QString small = out.filePath("small");
   QDir().mkpath(small);
   QProcess p;
-  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-  env.insert("ORDOLO_HOME", home.path());
-  env.insert("LANG", "en_US.UTF-8");
-  env.remove("LC_ALL");
-  p.setProcessEnvironment(env);
+  p.setProcessEnvironment(ordolo::test::OrdoloEnvironment(home.path()));
   p.start("unshare",
           {"-rm", "sh", "-c", R"(mount -t tmpfs -o size=150k none "$0" || exit 99; "$@"; echo "exit $?"; ls -a "$0")",
            small, ORDOLO_BINARY, "print", "--store", kStore, "--folder", "Inbox", "--template",
@@ -230,12 +226,7 @@ TEST_F(PrintCli, AQueueGetsOneJobPerDocumentNamedAfterIt) {
 // delivered whole, nothing half-written is left, and the exit says stopped.
 TEST_F(PrintCli, AnInterruptStopsTheRunAfterTheCurrentDocument) {
   QProcess p;
-  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-  env.insert("ORDOLO_HOME", home.path());
-  env.insert("LANG", "en_US.UTF-8");
-  env.insert("TZ", "Europe/Berlin");
-  env.remove("LC_ALL");
-  p.setProcessEnvironment(env);
+  p.setProcessEnvironment(ordolo::test::OrdoloEnvironment(home.path()));
   p.start(QStringLiteral(ORDOLO_BINARY),
           {"print", "--store", kStore, "--folder", "Calendar", "--from", "2026-02-01", "--to", "2026-04-30",
            "--template", kTemplates + "AMemo.dotx", "--pdf", out.path()});
