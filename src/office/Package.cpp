@@ -120,7 +120,11 @@ std::optional<QByteArray> Package::read(const QString& name, QString* error) con
   zip_stat_t st;
   if (zip_stat(zip_->handle, name.toUtf8().constData(), 0, &st) != 0) return fail(QStringLiteral("missing"));
   const qint64 size = qint64(st.size);
-  if (size > kMaxPartSize) return fail(QStringLiteral("larger than %1 MB").arg(kMaxPartSize >> 20));
+  const bool xml = name.endsWith(QLatin1String(".xml"), Qt::CaseInsensitive) ||
+                   name.endsWith(QLatin1String(".rels"), Qt::CaseInsensitive) ||
+                   name.endsWith(QLatin1String(".vml"), Qt::CaseInsensitive);
+  const qint64 limit = xml ? kMaxXmlPartSize : kMaxPartSize;
+  if (size > limit) return fail(QStringLiteral("larger than %1 MB").arg(limit >> 20));
   if (size > (1 << 20) && qint64(st.comp_size) > 0 && size / qint64(st.comp_size) > kMaxRatio)
     return fail(QStringLiteral("compressed beyond reason (a zip bomb?)"));
   zip_file_t* f = zip_fopen_index(zip_->handle, st.index, 0);

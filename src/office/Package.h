@@ -20,6 +20,8 @@ class Package {
  public:
   // Limits on what one package may hold once unpacked.
   static constexpr qint64 kMaxPartSize = 256LL * 1024 * 1024;
+  // XML parts are parsed into a tree of about ten times their size.
+  static constexpr qint64 kMaxXmlPartSize = 64LL * 1024 * 1024;
   static constexpr qint64 kMaxTotalSize = 1024LL * 1024 * 1024;
   // Compression beyond this ratio (for parts above 1 MB) is taken for a bomb.
   static constexpr qint64 kMaxRatio = 200;
