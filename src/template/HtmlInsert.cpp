@@ -4,7 +4,10 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QSaveFile>
+#include <QSet>
 #include <QUrl>
+
+#include <algorithm>
 
 #include "model/Model.h"
 #include "template/AttachmentsAndBody.h"
@@ -275,12 +278,14 @@ QString SanitizeHtml(const QString& html, const QStringList& allowedFiles) {
     const int after = ReadAttributes(s, nameEnd, &attrs, &selfClosing);
     at = after;
     // A repeated attribute counts once, the first, as HTML parsers read it.
-    for (size_t i = 1; i < attrs.size(); ++i)
-      for (size_t j = 0; j < i; ++j)
-        if (attrs[j].name == attrs[i].name) {
-          attrs.erase(attrs.begin() + long(i--));
-          break;
-        }
+    QSet<QString> seen;
+    attrs.erase(std::remove_if(attrs.begin(), attrs.end(),
+                               [&](const Attribute& a) {
+                                 const bool repeated = seen.contains(a.name);
+                                 seen.insert(a.name);
+                                 return repeated;
+                               }),
+                attrs.end());
 
     if (DropsContent(tag)) {
       // Without its end tag, everything after the start tag belongs to it.
