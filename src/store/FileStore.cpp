@@ -188,9 +188,11 @@ QString freeName(const QDir& dir, const QString& name) {
 
 }  // namespace
 
-void LogSkipped(const QString& path, const QString& why) {
-  util::DebugLog::write(lang::text(lang::Msg::ErrItemUnreadable).arg(path, why));
+QString SkippedNotice(const QString& path, const QString& why) {
+  return lang::text(lang::Msg::ErrItemUnreadable).arg(path, why);
 }
+
+void LogSkipped(const QString& path, const QString& why) { util::DebugLog::write(SkippedNotice(path, why)); }
 
 // --------------------------------------------------------------- entry ids
 
@@ -286,8 +288,7 @@ void StoreFolder::skip(const QString& absPath, const QString& why) {
 QStringList StoreFolder::skippedFiles() const {
   QStringList out;
   for (const auto& [path, entry] : cache_)
-    if (entry.items.empty() && !entry.skipped.isEmpty())
-      out << lang::text(lang::Msg::ErrItemUnreadable).arg(path, entry.skipped);
+    if (entry.items.empty() && !entry.skipped.isEmpty()) out << SkippedNotice(path, entry.skipped);
   return out;
 }
 

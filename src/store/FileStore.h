@@ -120,8 +120,10 @@ class FileStore : public model::Namespace, public std::enable_shared_from_this<F
   mutable QHash<int, QString> defaultCache_;
 };
 
-// Tells that a file or item is left out because it cannot be read (the
-// debug log, in the language of the table); `why` is the reader's reason.
+// What the user is told of a file or item left out because it cannot be
+// read; `why` is the reader's reason.
+QString SkippedNotice(const QString& path, const QString& why);
+// The same, into the debug log.
 void LogSkipped(const QString& path, const QString& why);
 
 // Entry ids: hex text of the item's locator or the folder's path, so that an

@@ -2,7 +2,6 @@
 
 #include "store/FileStore.h"
 #include "store/Parsers.h"
-#include "lang/Messages.h"
 #include "store/PropertyMap.h"
 #include "util/DebugLog.h"
 #include "util/TextFile.h"
@@ -607,9 +606,7 @@ bool MailItem::Readable() const {
 }
 
 QString MailItem::UnreadableReason() const {
-  return readError_.isEmpty()
-             ? QString()
-             : lang::text(lang::Msg::ErrItemUnreadable).arg(path_.isEmpty() ? EntryID() : path_, readError_);
+  return readError_.isEmpty() ? QString() : SkippedNotice(path_.isEmpty() ? EntryID() : path_, readError_);
 }
 
 void MailItem::unreadable(const QString& why) const {

@@ -42,6 +42,13 @@ namespace {
 // frames and objects (from the web, or from any local file) when it opens
 // a document, and a document being turned into a PDF, a template's or a
 // mail attachment's, must not reach outside itself.
+// HTML is read through Writer's HTML import in runs of its own: as a web
+// page it has neither a .docx export nor text in its PDF.
+bool IsHtmlName(const QString& file) {
+  const QString suffix = QFileInfo(file).suffix().toLower();
+  return suffix == QLatin1String("html") || suffix == QLatin1String("htm");
+}
+
 void LockDownProfile(const QString& profile, bool blockLinks) {
   QDir().mkpath(profile + QLatin1String("/user"));
   QFile f(profile + QLatin1String("/user/registrymodifications.xcu"));
@@ -689,16 +696,14 @@ std::vector<Result> Converter::toPdf(const QStringList& inputs, const QString& o
   release();  // refusals before the first document
   if (!d_->useWarm() || !d_->convertWarm(jobs, names, step, finalize)) {
     // Jobs a warm worker finished stay done; the rest go as one batch.
-    // HTML goes in a run of its own through Writer's HTML import: as a web
-    // page its PDF would come out without its text.
+    // HTML in a run of its own (IsHtmlName).
     int before = 0;  // documents of the earlier run, for the progress
     for (const bool html : {false, true}) {
       std::vector<Job> rest;
       std::vector<size_t> restOf;
       QStringList restNames;
       for (size_t j = 0; j < jobs.size(); ++j) {
-        const QString suffix = QFileInfo(names[int(j)]).suffix().toLower();
-        if ((suffix == QLatin1String("html") || suffix == QLatin1String("htm")) != html) continue;
+        if (IsHtmlName(names[int(j)]) != html) continue;
         if (!finalized[j] && jobs[j].output.isEmpty()) {
           rest.push_back(jobs[j]);
           restOf.push_back(j);
@@ -804,9 +809,7 @@ std::vector<Result> Converter::toDocx(const QStringList& files, const QString& o
   const QString out = staging.path() + QLatin1String("/out/");
   const QString target = util::WithSlash(outputFolder);
   const bool ready = staging.isValid() && QDir().mkpath(in) && QDir().mkpath(out) && QDir().mkpath(target);
-  // HTML opens as a web page unless Writer's own HTML import is asked for,
-  // and a web page has no .docx export: HTML and other files go in
-  // separate runs.
+  // HTML in a run of its own (IsHtmlName).
   for (const bool html : {true, false}) {
     std::vector<Job> jobs;
     std::vector<size_t> jobOf;
@@ -814,8 +817,7 @@ std::vector<Result> Converter::toDocx(const QStringList& files, const QString& o
     for (int i = 0; i < files.size(); ++i) {
       Result& r = results[size_t(i)];
       const QFileInfo fi(files[i]);
-      const QString suffix = fi.suffix().toLower();
-      if ((suffix == QLatin1String("html") || suffix == QLatin1String("htm")) != html) continue;
+      if (IsHtmlName(files[i]) != html) continue;
       r.input = files[i];
       if (!fi.isFile() || !fi.isReadable()) {
         r.error = Error(Problem::ConvertNoFile, {files[i]});
