@@ -373,7 +373,7 @@ int monitorCommand(const MonitorCommandOptions& m) {
   office::convert::Converter converter;
   if (o.save.isEmpty() && !o.show) converter.prestart();  // up before the first item arrives
   output->setConverter(&converter);
-  monitor::Monitor watcher(port, folder, store->root() + QLatin1Char('/') + folder->FolderPath());
+  monitor::Monitor watcher(port, folder, std::static_pointer_cast<store::StoreFolder>(folder)->absolutePath());
   // Documents are called by their item: an item printed again (the monitor
   // was killed between printing and recording it) replaces its own file
   // instead of making a second one, and on a queue its job is found.
@@ -447,7 +447,7 @@ int monitorCommand(const MonitorCommandOptions& m) {
   options.printMin = m.everyMinutes;
   options.resume = m.resume;
   if (!watcher.start(options)) return 1;
-  err(text(Msg::MonWatching).arg(folder->Name(), store->root()).arg(watcher.handled()));
+  err(text(Msg::MonWatching).arg(folder->Name(), store->spec()).arg(watcher.handled()));
   QTimer poll;
   int code = 0;
   QObject::connect(&poll, &QTimer::timeout, [&] {

@@ -6,6 +6,7 @@
 #include "model/Filter.h"
 #include "session/Start.h"
 #include "store/FileStore.h"
+#include "store/Profiles.h"
 #include "tools/Find.h"
 #include "util/Funktionen.h"
 
@@ -58,9 +59,18 @@ std::shared_ptr<store::FileStore> openStore(const StoreOptions& o) {
     err(text(Msg::ErrNoStore));
     return nullptr;
   }
-  auto s = store::FileStore::open(root);
-  if (!s) err(text(Msg::ErrStore).arg(root));
+  QString why;
+  auto s = store::OpenStore(root, &why);
+  if (!s) err(why);
   return s;
+}
+
+int storesCommand() {
+  const store::FoundStores found = store::FindStores();
+  for (const QString& notice : found.notices) err(notice);
+  if (found.stores.empty()) err(text(Msg::StoresNone));
+  for (const store::StoreLayout& s : found.stores) out(QStringLiteral("%1\t%2\t%3").arg(s.kind, s.name, s.root));
+  return 0;
 }
 
 // A --from/--to text as a day; invalid when it is not a date.

@@ -25,6 +25,8 @@ struct StoreOptions {
 };
 
 // Exit codes as main's: 0 done, 1 failed, 2 bad usage.
+// The stores the mail programs of this machine keep: kind, name, folder.
+int storesCommand();
 int foldersCommand(const StoreOptions& options);
 int listCommand(const StoreOptions& options);
 // The items of a range, as list shows them, and for appointments the hours.

@@ -36,6 +36,7 @@ QString helpText() {
   h += line(QStringLiteral("lang load LANGUAGE"), text(Msg::CliCmdLangLoad));
   h += line(QStringLiteral("lang list"), text(Msg::CliCmdLangList));
   h += line(QStringLiteral("lang set KEY TEXT"), text(Msg::CliCmdLangSet));
+  h += line(QStringLiteral("stores"), text(Msg::CliCmdStores));
   h += line(QStringLiteral("folders --store DIR"), text(Msg::CliCmdFolders));
   h += line(QStringLiteral("list --folder PATH"), text(Msg::CliCmdList));
   h += line(QStringLiteral("find --folder PATH"), text(Msg::CliCmdFind));
@@ -50,7 +51,7 @@ QString helpText() {
   h += line(QStringLiteral("--version"), text(Msg::CliCmdVersion));
   h += line(QStringLiteral("--debug"), text(Msg::CliOptDebug));
   h += line(QStringLiteral("--locale NAME"), text(Msg::CliOptLocale));
-  h += line(QStringLiteral("--store DIR"), text(Msg::CliOptStore));
+  h += line(QStringLiteral("--store DIR|KIND[:NAME]"), text(Msg::CliOptStore));
   h += line(QStringLiteral("--folder PATH"), text(Msg::CliOptFolder));
   h += line(QStringLiteral("--from DATE"), text(Msg::CliOptFrom));
   h += line(QStringLiteral("--to DATE"), text(Msg::CliOptTo));
@@ -228,6 +229,7 @@ int main(int argc, char** argv) {
   const ordolo::app::StoreOptions storeOptions{parser.value(store),  parser.value(folder),  parser.value(from),
                                                parser.value(to),     parser.isSet(columns), parser.value(field),
                                                parser.value(starts), parser.value(contains)};
+  if (args[0] == QLatin1String("stores")) return ordolo::app::storesCommand();
   if (args[0] == QLatin1String("folders")) return ordolo::app::foldersCommand(storeOptions);
   if (args[0] == QLatin1String("list")) return ordolo::app::listCommand(storeOptions);
   if (args[0] == QLatin1String("find")) return ordolo::app::findCommand(storeOptions);

@@ -218,6 +218,14 @@ enum class Msg {
   MonCancel,
   MonAlreadyWatched,  // %1 the folder, %2 the process id
   MonFolderGone,      // %1 the folder
+  CliCmdStores,
+  ErrStoreUnknown,    // %1 what --store named
+  ErrStoreOpen,       // %1 the store, %2 the reason
+  ErrProfileMissing,  // %1 the file that names it, %2 the folder
+  StoresNone,
+  GuiStoreMenu,
+  GuiStoreOther,
+  GuiStoreNoneFound,
 };
 // clang-format on
 

@@ -1,9 +1,12 @@
 #include "store/FileStore.h"
 
 #include "lang/Messages.h"
+#include "store/Databases.h"
+#include "store/Mbox.h"
 #include "store/Parsers.h"
 #include "store/StoreItems.h"
 #include "util/DebugLog.h"
+#include "util/Folders.h"
 #include "util/Ini.h"
 
 #include <KCalendarCore/Event>
@@ -15,9 +18,11 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QCryptographicHash>
 #include <QFileSystemWatcher>
 #include <QSaveFile>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTimer>
 
 #include <pwd.h>
@@ -69,7 +74,7 @@ QStringList defaultNames(int id) {
     case model::olFolderContacts: return {"Contacts", "Kontakte", "Address Book", "Addressbook"};
     case model::olFolderInbox: return {"Inbox", "Posteingang", "Boîte de réception"};
     case model::olFolderSentMail:
-      return {"Sent Items", "Sent", "Gesendete Elemente", "Gesendete Objekte", "Éléments envoyés"};
+      return {"Sent Items", "Sent", "sent-mail", "Gesendete Elemente", "Gesendete Objekte", "Éléments envoyés"};
     case model::olFolderDrafts: return {"Drafts", "Entwürfe", "Brouillons"};
     case model::olFolderDeletedItems:
       return {"Deleted Items", "Trash", "Gelöschte Elemente", "Gelöschte Objekte", "Éléments supprimés"};
@@ -186,6 +191,77 @@ QString freeName(const QDir& dir, const QString& name) {
   }
 }
 
+// Files of a folder that never hold an mbox, by their ending: what mail
+// programs keep beside their mbox files, and the store's other item files.
+bool neverMbox(const QString& name) {
+  static const char* const kEndings[] = {".msf", ".dat", ".html", ".json", ".sqlite", ".db", ".eml", ".ics",
+                                         ".vcf", ".log", ".js",   ".ini",  ".txt",    ".sbd", ".lock"};
+  if (name.startsWith(QLatin1Char('.')) || name.endsWith(QLatin1Char('~'))) return true;
+  for (const char* e : kEndings)
+    if (hasExtension(name, e)) return true;
+  return false;
+}
+
+bool isMboxFile(const QFileInfo& fi) { return fi.isFile() && !neverMbox(fi.fileName()) && LooksLikeMbox(fi.filePath()); }
+
+// Whether a directory links back up the tree (which would make it endless).
+bool linksUp(const QFileInfo& fi, const QString& ownAbs) {
+  if (!fi.isSymLink()) return false;
+  const QString target = fi.canonicalFilePath(), own = QFileInfo(ownAbs).canonicalFilePath();
+  return target.isEmpty() || own == target || own.startsWith(target + QLatin1Char('/'));
+}
+
+QStringList childNames(const QString& abs, StoreFolder::Format format);
+
+// The names of a folder's subfolders: directories, and mbox files with their
+// <name>.sbd directories of subfolders (Thunderbird); in a Maildir its
+// ".Name" folders (Maildir++) and the folders in .<name>.directory beside
+// it (KMail).
+QStringList childNames(const QString& abs, StoreFolder::Format format) {
+  using Format = StoreFolder::Format;
+  QStringList out;
+  switch (format) {
+    case Format::IcsFile:
+    case Format::VcfFile:
+    case Format::ContactsDb:
+    case Format::CalendarDb: return out;
+    default: break;
+  }
+  if (format == Format::Maildir && QFileInfo(abs + QStringLiteral(".sbd")).isDir())
+    for (const QString& name : childNames(abs + QStringLiteral(".sbd"), Format::Container)) out << name;
+  const QString dirPath = format == Format::Mbox ? abs + QStringLiteral(".sbd") : abs;
+  const QDir dir(dirPath);
+  const auto entries = dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
+  QSet<QString> mboxes;
+  for (const QFileInfo& fi : entries)
+    if (format != Format::Maildir && isMboxFile(fi)) mboxes.insert(fi.fileName());
+  for (const QFileInfo& fi : entries) {
+    const QString name = fi.fileName();
+    if (fi.isDir()) {
+      if (linksUp(fi, abs)) continue;
+      if (format == Format::Maildir) {
+        if (name == QLatin1String("cur") || name == QLatin1String("new") || name == QLatin1String("tmp")) continue;
+        if (!name.startsWith(QLatin1Char('.')) || name.endsWith(QLatin1String(".directory"))) continue;
+      } else if (name.startsWith(QLatin1Char('.'))) {
+        continue;
+      } else if (hasExtension(name, ".sbd") &&
+                 (mboxes.contains(name.chopped(4)) || QFileInfo(dir.filePath(name.chopped(4))).isDir())) {
+        continue;  // the subfolders of the mbox (or Thunderbird Maildir) beside it
+      }
+      out << name;
+    } else if (mboxes.contains(name)) {
+      out << name;
+    }
+  }
+  if (format == Format::Maildir) {
+    const QFileInfo self(abs);
+    const QDir kmail(self.path() + QStringLiteral("/.") + self.fileName() + QStringLiteral(".directory"));
+    for (const QFileInfo& fi : kmail.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+      if (!out.contains(fi.fileName()) && !linksUp(fi, abs)) out << fi.fileName();
+  }
+  return out;
+}
+
 }  // namespace
 
 QString SkippedNotice(const QString& path, const QString& why) {
@@ -260,10 +336,14 @@ int StoreFolder::DefaultItemClass() const {
     case Format::VcfFile: return model::olContact;
     case Format::Maildir:
     case Format::EmlDirectory:
+    case Format::Mbox:
     case Format::Container: return model::olMail;
     default: break;
   }
-  switch (defaultId()) {
+  if (format_ == Format::ContactsDb) return model::olContact;
+  if (format_ == Format::CalendarDb)
+    return selector_.startsWith(QLatin1String("todos")) ? model::olTask : model::olAppointment;
+  switch (defaultId() ? defaultId() : role_) {
     case model::olFolderCalendar: return model::olAppointment;
     case model::olFolderTasks: return model::olTask;
     case model::olFolderNotes: return model::olNote;
@@ -302,35 +382,29 @@ FolderPtr StoreFolder::ParentFolder() const {
 std::vector<FolderPtr> StoreFolder::Folders() const {
   std::vector<FolderPtr> out;
   auto s = store();
-  if (!s || format_ == Format::IcsFile || format_ == Format::VcfFile) return out;
-  const QDir dir(absPath_);
-  const QString own = QFileInfo(absPath_).canonicalFilePath();
-  for (const QFileInfo& fi : dir.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name)) {
-    const QString name = fi.fileName();
-    if (format_ == Format::Maildir) {
-      if (name == QLatin1String("cur") || name == QLatin1String("new") || name == QLatin1String("tmp")) continue;
-      if (!name.startsWith(QLatin1Char('.'))) continue;  // Maildir++ folders are ".Name"
-    } else if (name.startsWith(QLatin1Char('.'))) {
-      continue;
-    }
-    // A link back up the tree would make the tree endless.
-    if (fi.isSymLink()) {
-      const QString target = fi.canonicalFilePath();
-      if (target.isEmpty() || own == target || own.startsWith(target + QLatin1Char('/'))) continue;
-    }
+  if (!s || leaf_) return out;
+  for (const QString& name : childNames(absPath_, format_))
     if (auto f = s->folderAt(joinPath(relPath_, name))) out.push_back(f);
-  }
   return out;
 }
 
 QStringList StoreFolder::itemFiles() const {
   QStringList out;
-  if (format_ == Format::IcsFile || format_ == Format::VcfFile) return {absPath_};
-  if (format_ == Format::Container) return {};
+  switch (format_) {
+    case Format::IcsFile:
+    case Format::VcfFile:
+    case Format::Mbox:
+    case Format::ContactsDb:
+    case Format::CalendarDb: return {absPath_};
+    case Format::Container: return {};
+    default: break;
+  }
   auto addFrom = [&out](const QString& dirPath, bool anyName) {
     const QDir dir(dirPath);
     for (const QString& name : dir.entryList(QDir::Files | QDir::Hidden, QDir::Name)) {
       if (!isItemFileName(name)) continue;
+      // T: trashed in the mail program, waiting to be removed.
+      if (anyName && maildirFlags(name).contains(QLatin1Char('T'))) continue;
       if (anyName || hasExtension(name, ".eml") || hasExtension(name, ".ics") || hasExtension(name, ".vcf"))
         out << dir.filePath(name);
     }
@@ -347,6 +421,17 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
   std::vector<ItemPtr> out;
   const QFileInfo info(absPath);
   std::weak_ptr<StoreFolder> self = std::static_pointer_cast<StoreFolder>(shared_from_this());
+  if (format_ == Format::Mbox) return parseMbox(absPath);
+  if (format_ == Format::ContactsDb || format_ == Format::CalendarDb) {
+    const DatabaseText db = format_ == Format::ContactsDb ? ContactsFromDatabase(absPath)
+                                                          : CalendarFromDatabase(absPath, selector_);
+    if (!db.ok) {
+      skip(absPath, db.error);
+      return out;
+    }
+    return format_ == Format::ContactsDb ? cardItems(db.text, absPath, QString(), info.lastModified())
+                                         : calendarItems(db.text, absPath, QString());
+  }
   const bool isIcs = hasExtension(fileName, ".ics") || format_ == Format::IcsFile;
   const bool isVcf = hasExtension(fileName, ".vcf") || format_ == Format::VcfFile;
   const QString locatorFile = (format_ == Format::IcsFile || format_ == Format::VcfFile) ? QString() : fileName;
@@ -384,32 +469,42 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
     return out;
   }
   const QByteArray bytes = f.readAll();
+  return isVcf ? cardItems(bytes, absPath, locatorFile, info.lastModified())
+               : calendarItems(bytes, absPath, locatorFile);
+}
 
-  if (isVcf) {
-    const ParsedCards cards = ParseVCards(bytes);
-    if (!cards.ok) {
-      skip(absPath, cards.error);
-      return out;
-    }
-    int n = 0;
-    for (const KContacts::Addressee& a : cards.cards) {
-      ++n;
-      const bool group = a.kind().compare(QLatin1String("group"), Qt::CaseInsensitive) == 0 ||
-                         a.custom(QStringLiteral("EVOLUTION"), QStringLiteral("LIST"))
-                                 .compare(QLatin1String("TRUE"), Qt::CaseInsensitive) == 0;
-      Locator loc{relPath_, locatorFile, a.uid().isEmpty() ? QStringLiteral("#%1").arg(n) : a.uid(), QString()};
-      out.push_back(std::make_shared<ContactItem>(group ? StoreItem::Kind::DistList : StoreItem::Kind::Contact, self,
-                                                  absPath, loc, a, info.lastModified()));
-    }
+std::vector<ItemPtr> StoreFolder::cardItems(const QByteArray& bytes, const QString& absPath,
+                                            const QString& locatorFile, const QDateTime& fileTime) {
+  std::vector<ItemPtr> out;
+  std::weak_ptr<StoreFolder> self = std::static_pointer_cast<StoreFolder>(shared_from_this());
+  const ParsedCards cards = ParseVCards(bytes);
+  if (!cards.ok) {
+    skip(absPath, cards.error);
     return out;
   }
+  int n = 0;
+  for (const KContacts::Addressee& a : cards.cards) {
+    ++n;
+    const bool group = a.kind().compare(QLatin1String("group"), Qt::CaseInsensitive) == 0 ||
+                       a.custom(QStringLiteral("EVOLUTION"), QStringLiteral("LIST"))
+                               .compare(QLatin1String("TRUE"), Qt::CaseInsensitive) == 0;
+    Locator loc{relPath_, locatorFile, a.uid().isEmpty() ? QStringLiteral("#%1").arg(n) : a.uid(), QString()};
+    out.push_back(std::make_shared<ContactItem>(group ? StoreItem::Kind::DistList : StoreItem::Kind::Contact, self,
+                                                absPath, loc, a, fileTime));
+  }
+  return out;
+}
 
+std::vector<ItemPtr> StoreFolder::calendarItems(const QByteArray& bytes, const QString& absPath,
+                                                const QString& locatorFile) {
+  std::vector<ItemPtr> out;
+  std::weak_ptr<StoreFolder> self = std::static_pointer_cast<StoreFolder>(shared_from_this());
   const ParsedCalendar calendar = ParseCalendar(bytes);
   if (!calendar.ok) {
     skip(absPath, calendar.error);
     return out;
   }
-  const bool notes = defaultId() == model::olFolderNotes;
+  const bool notes = defaultId() == model::olFolderNotes || role_ == model::olFolderNotes;
   std::map<QString, std::shared_ptr<CalendarItem>> masters;
   std::vector<KCalendarCore::Incidence::Ptr> exceptions;
   int n = 0;
@@ -444,6 +539,77 @@ std::vector<ItemPtr> StoreFolder::parseFile(const QString& absPath, const QStrin
   return out;
 }
 
+namespace {
+
+// The Message-ID of a raw header block, without its angle brackets.
+QString messageIdOf(const QByteArray& head) {
+  static const QByteArray name = QByteArrayLiteral("message-id:");
+  for (int at = 0; at < head.size();) {
+    const int nl = head.indexOf('\n', at);
+    const int end = nl < 0 ? head.size() : nl;
+    if (end - at > name.size() && qstrnicmp(head.constData() + at, name.constData(), name.size()) == 0) {
+      QByteArray value = head.mid(at + name.size(), end - at - name.size());
+      // The value may be folded onto the next line.
+      if (value.trimmed().isEmpty() && nl >= 0) {
+        const int next = head.indexOf('\n', nl + 1);
+        value = head.mid(nl + 1, (next < 0 ? head.size() : next) - nl - 1);
+      }
+      value = value.trimmed();
+      if (value.startsWith('<')) value = value.mid(1);
+      if (value.endsWith('>')) value.chop(1);
+      return QString::fromLatin1(value);
+    }
+    if (nl < 0) break;
+    at = nl + 1;
+  }
+  return {};
+}
+
+}  // namespace
+
+struct StoreFolder::MboxState {
+  MboxIndex index;
+  std::map<qint64, std::shared_ptr<MailItem>> items;  // by offset, kept while the file grows
+};
+
+StoreFolder::~StoreFolder() = default;
+
+std::vector<ItemPtr> StoreFolder::parseMbox(const QString& absPath) {
+  std::vector<ItemPtr> out;
+  if (!mbox_) mbox_ = std::make_unique<MboxState>();
+  QString error;
+  if (!mbox_->index.update(absPath, &error)) {
+    mbox_->items.clear();
+    skip(absPath, error);
+    return out;
+  }
+  std::weak_ptr<StoreFolder> self = std::static_pointer_cast<StoreFolder>(shared_from_this());
+  const QDateTime fileTime = QFileInfo(absPath).lastModified();
+  std::map<qint64, std::shared_ptr<MailItem>> items;
+  for (const MboxMessage& m : mbox_->index.messages()) {
+    std::shared_ptr<MailItem> item;
+    const auto old = mbox_->items.find(m.offset);
+    if (old != mbox_->items.end() && old->second->mboxStart() == m.start && old->second->size() == m.length &&
+        old->second->rawHead() == m.head) {
+      item = old->second;
+    } else {
+      if (!LooksLikeMessage(m.head, &error)) {
+        LogSkipped(QStringLiteral("%1 @%2").arg(absPath).arg(m.offset), error);
+        continue;
+      }
+      // Offset and Message-ID: the offset stays while the file grows; the
+      // Message-ID finds the message again after its program compacted the file.
+      Locator loc{relPath_, QString(), QString::number(m.offset) + QLatin1Char(':') + messageIdOf(m.head), QString()};
+      item = std::make_shared<MailItem>(self, absPath, loc, m.head, m.length, fileTime, m.delivered, QString());
+      item->setMboxRange(m.start, m.length);
+    }
+    items.emplace(m.offset, item);
+    out.push_back(item);
+  }
+  mbox_->items = std::move(items);
+  return out;
+}
+
 std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
   // One stat, and the time as it is: QFileInfo gives a local time, and that
   // conversion costs a time zone look-up for every file on every pass (with
@@ -453,8 +619,15 @@ std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
     cache_.erase(absPath);
     return {};
   }
-  const qint64 size = st.st_size;
-  const qint64 modified = qint64(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
+  qint64 size = st.st_size;
+  qint64 modified = qint64(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
+  // A database's changes may sit in its write-ahead log for a while.
+  struct stat wal {};
+  if ((format_ == Format::ContactsDb || format_ == Format::CalendarDb) &&
+      ::stat(QFile::encodeName(absPath + QStringLiteral("-wal")).constData(), &wal) == 0) {
+    size += wal.st_size;
+    modified = qMax(modified, qint64(wal.st_mtim.tv_sec) * 1000 + wal.st_mtim.tv_nsec / 1000000);
+  }
   CacheEntry& entry = cache_[absPath];
   if (entry.size != size || entry.modified != modified) {
     // One file the libraries fail on must not take the folder down.
@@ -469,7 +642,12 @@ std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
     entry.size = size;
     entry.modified = modified;
   }
-  return entry.items;
+  auto s = store();
+  if (!s || !s->anyHidden()) return entry.items;
+  std::vector<ItemPtr> shown;
+  for (const ItemPtr& item : entry.items)
+    if (!s->hidden(item->EntryID())) shown.push_back(item);
+  return shown;
 }
 
 std::vector<ItemPtr> StoreFolder::loadItems() {
@@ -535,15 +713,56 @@ bool StoreFolder::receive(StoreItem& item, QString* error, QString* movedTo) {
     if (error) *error = QStringLiteral("an occurrence cannot be deleted on its own; delete the series");
     return false;
   }
+  if (!writable_) {
+    if (error) *error = QStringLiteral("%1: the folder is another program's and is only read").arg(absPath_);
+    return false;
+  }
   auto source = item.storeFolder();
   const QString from = item.path();
+  // A source that may not be changed keeps the item: a copy comes here and
+  // the item is hidden from its folder; so does a message of an mbox file.
+  auto* mail = dynamic_cast<MailItem*>(&item);
+  if ((source && !source->writable()) || (mail && mail->inMbox())) {
+    auto s = store();
+    QString why;
+    QByteArray bytes;
+    QString name;
+    if (mail) {
+      bytes = mail->rawBytes(&why);
+    } else if (auto* event = dynamic_cast<CalendarItem*>(&item)) {
+      bytes = event->toICalendar();
+      name = QStringLiteral(".ics");
+    } else if (auto* card = dynamic_cast<ContactItem*>(&item)) {
+      bytes = card->toVCard();
+      name = QStringLiteral(".vcf");
+    }
+    if (bytes.isEmpty() || !s) {
+      if (error) *error = QStringLiteral("%1: %2").arg(from, why.isEmpty() ? QStringLiteral("cannot be read") : why);
+      return false;
+    }
+    QString to;
+    if (mail) {
+      if (!writeMessage(bytes, &to, error)) return false;
+    } else {
+      const QString safeUid = QString(item.locator().uid)
+                                  .replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9@._-]")), QStringLiteral("_"));
+      const QDir target(absPath_);
+      to = target.filePath(freeName(target, safeUid.left(100) + name));
+      if (!writeNewFile(to, bytes, error)) return false;
+    }
+    if (!s->hide(item.EntryID(), error)) {
+      QFile::remove(to);
+      return false;
+    }
+    if (movedTo) *movedTo = to;
+    return true;
+  }
   const QFileInfo info(from);
   if (from.isEmpty() || !info.exists()) {
     if (error) *error = QStringLiteral("%1: the item's file is gone").arg(from);
     return false;
   }
   // Mails arriving in a Maildir go to cur/, everything else beside it.
-  const bool mail = dynamic_cast<MailItem*>(&item) != nullptr;
   QDir target(absPath_);
   if (format_ == Format::Maildir && mail) {
     target.mkpath(QStringLiteral("cur"));
@@ -703,6 +922,24 @@ std::shared_ptr<void> StoreFolder::watch(model::Items::ItemAddHandler handler) {
 
 FileStore::FileStore(QString root) : root_(std::move(root)) {}
 
+namespace {
+
+QString overlayKey(const QString& kind, const QString& name, const QString& root) {
+  const QByteArray hash =
+      QCryptographicHash::hash((kind + QLatin1Char('\n') + name + QLatin1Char('\n') + root).toUtf8(),
+                               QCryptographicHash::Sha1)
+          .toHex()
+          .left(12);
+  QString readable = kind.isEmpty() ? QFileInfo(root).fileName() : kind + QLatin1Char('-') + name;
+  readable.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9._-]")), QStringLiteral("_"));
+  return readable.left(40) + QLatin1Char('-') + QString::fromLatin1(hash);
+}
+
+const char* const kOverlayDeleted = "Deleted Items";
+const char* const kOverlayDrafts = "Drafts";
+
+}  // namespace
+
 std::shared_ptr<FileStore> FileStore::open(const QString& rootIn, QString* error) {
   const QFileInfo info(rootIn);
   if (!info.exists()) {
@@ -721,7 +958,79 @@ std::shared_ptr<FileStore> FileStore::open(const QString& rootIn, QString* error
     const QString path = ini.read(QStringLiteral("Folders"), configKey(id), QString());
     if (!path.isEmpty()) store->configured_.insert(id, QDir::cleanPath(path));
   }
+  store->loadHidden();
   return store;
+}
+
+std::shared_ptr<FileStore> FileStore::open(const StoreLayout& layout, QString* error) {
+  if (layout.mounts.empty()) {
+    if (error) *error = QStringLiteral("%1: no folders found").arg(layout.root);
+    return nullptr;
+  }
+  std::shared_ptr<FileStore> store(new FileStore(QDir::cleanPath(layout.root)));
+  store->kind_ = layout.kind;
+  store->profileName_ = layout.name;
+  store->mounts_ = layout.mounts;
+  store->user_ = layout.user;
+  store->userAddress_ = layout.address;
+  for (const StoreMount& m : layout.mounts)
+    if (m.role && !store->configured_.contains(m.role)) store->configured_.insert(m.role, m.name);
+  // Deletions and drafts go into Ordolo's own folders, never into the profile.
+  QString why;
+  if (!store->makeOverlay(&why)) {
+    if (error) *error = why;
+    return nullptr;
+  }
+  store->configured_.insert(model::olFolderDeletedItems,
+                            QLatin1String(kOverlayName) + QLatin1Char('/') + QLatin1String(kOverlayDeleted));
+  store->configured_.insert(model::olFolderDrafts,
+                            QLatin1String(kOverlayName) + QLatin1Char('/') + QLatin1String(kOverlayDrafts));
+  store->loadHidden();
+  return store;
+}
+
+QString FileStore::overlayFolder() const {
+  return util::DataFolder() + QStringLiteral("overlay/") + overlayKey(kind_, profileName_, root_);
+}
+
+bool FileStore::makeOverlay(QString* error) const {
+  const QString base = overlayFolder();
+  for (const char* folder : {kOverlayDeleted, kOverlayDrafts})
+    for (const char* sub : {"cur", "new", "tmp"}) {
+      const QString path = QStringLiteral("%1/%2/%3").arg(base, QLatin1String(folder), QLatin1String(sub));
+      if (!QDir().mkpath(path)) {
+        if (error) *error = QStringLiteral("%1: cannot be made").arg(path);
+        return false;
+      }
+    }
+  // Which store the folder belongs to, for the user who finds it.
+  QFile about(base + QStringLiteral("/store.txt"));
+  if (!about.exists() && about.open(QIODevice::WriteOnly)) about.write((spec() + QLatin1Char('\n')).toUtf8());
+  return true;
+}
+
+void FileStore::loadHidden() {
+  QFile f(overlayFolder() + QStringLiteral("/hidden"));
+  if (!f.open(QIODevice::ReadOnly)) return;
+  for (const QByteArray& line : f.readAll().split('\n'))
+    if (!line.trimmed().isEmpty()) hidden_.insert(QString::fromLatin1(line.trimmed()));
+}
+
+bool FileStore::hide(const QString& entryId, QString* error) {
+  if (hidden_.count(entryId)) return true;
+  QString why;
+  if (!makeOverlay(&why)) {
+    if (error) *error = why;
+    return false;
+  }
+  QFile f(overlayFolder() + QStringLiteral("/hidden"));
+  if (!f.open(QIODevice::WriteOnly | QIODevice::Append) || f.write((entryId + QLatin1Char('\n')).toLatin1()) < 0 ||
+      !f.flush()) {
+    if (error) *error = QStringLiteral("%1: %2").arg(f.fileName(), f.errorString());
+    return false;
+  }
+  hidden_.insert(entryId);
+  return true;
 }
 
 QString FileStore::storeId() const { return hex(root_); }
@@ -738,14 +1047,18 @@ QString FileStore::CurrentUser() const {
 
 std::optional<StoreFolder::Format> FileStore::formatOf(const QString& absPath, const QString& name) {
   const QFileInfo info(absPath);
+  const QString base = name.section(QLatin1Char('/'), -1);
   if (info.isFile()) {
-    if (hasExtension(name, ".ics")) return StoreFolder::Format::IcsFile;
-    if (hasExtension(name, ".vcf")) return StoreFolder::Format::VcfFile;
+    if (hasExtension(base, ".ics")) return StoreFolder::Format::IcsFile;
+    if (hasExtension(base, ".vcf")) return StoreFolder::Format::VcfFile;
+    if (isMboxFile(info)) return StoreFolder::Format::Mbox;
     return std::nullopt;
   }
   if (!info.isDir()) return std::nullopt;
   const QDir dir(absPath);
-  if (dir.exists(QStringLiteral("cur")) && dir.exists(QStringLiteral("new"))) return StoreFolder::Format::Maildir;
+  // Thunderbird's Maildir folders have no new/.
+  if (dir.exists(QStringLiteral("cur")) && (dir.exists(QStringLiteral("new")) || dir.exists(QStringLiteral("tmp"))))
+    return StoreFolder::Format::Maildir;
   int ics = 0, vcf = 0, eml = 0;
   for (const QString& f : dir.entryList(QDir::Files)) {
     if (hasExtension(f, ".ics")) ++ics;
@@ -758,7 +1071,6 @@ std::optional<StoreFolder::Format> FileStore::formatOf(const QString& absPath, c
     return StoreFolder::Format::EmlDirectory;
   }
   // An empty folder is what its name says it is.
-  const QString base = name.section(QLatin1Char('/'), -1);
   for (int id : kDefaultIds) {
     if (!defaultNames(id).contains(base, Qt::CaseInsensitive)) continue;
     switch (id) {
@@ -773,35 +1085,105 @@ std::optional<StoreFolder::Format> FileStore::formatOf(const QString& absPath, c
   return StoreFolder::Format::Container;
 }
 
+QString FileStore::childPath(const QString& parentAbs, StoreFolder::Format parentFormat, const QString& name) {
+  if (parentFormat == StoreFolder::Format::Mbox) return parentAbs + QStringLiteral(".sbd/") + name;
+  const QString inside = parentAbs + QLatin1Char('/') + name;
+  if (parentFormat == StoreFolder::Format::Maildir && !QFileInfo::exists(inside)) {
+    if (QFileInfo::exists(parentAbs + QStringLiteral(".sbd/") + name)) return parentAbs + QStringLiteral(".sbd/") + name;
+    const QFileInfo self(parentAbs);
+    const QString kmail = self.path() + QStringLiteral("/.") + self.fileName() + QStringLiteral(".directory/") + name;
+    if (QFileInfo::exists(kmail)) return kmail;
+  }
+  return inside;
+}
+
 std::shared_ptr<StoreFolder> FileStore::folderAt(const QString& relPathIn) const {
   const QString relPath = QDir::cleanPath(relPathIn).remove(QRegularExpression(QStringLiteral("^/+|/+$")));
   if (relPath.isEmpty() || relPath == QLatin1String(".") || relPath.startsWith(QLatin1String(".."))) return nullptr;
   auto it = folders_.find(relPath);
   if (it != folders_.end()) return it->second;
-  const QString abs = root_ + QLatin1Char('/') + relPath;
-  const auto format = formatOf(abs, relPath);
+  const QStringList parts = relPath.split(QLatin1Char('/'));
+  QString abs;
+  std::optional<StoreFolder::Format> format;
+  const StoreMount* mount = nullptr;
+  bool writable = !readOnly();
+  if (readOnly()) {
+    for (const StoreMount& m : mounts_)
+      if (m.name == parts[0]) mount = &m;
+    if (mount) {
+      abs = mount->path;
+      format = mount->format;
+    }
+  } else {
+    abs = root_ + QLatin1Char('/') + parts[0];
+    format = formatOf(abs, parts[0]);
+  }
+  // Ordolo's own folders, where the store has none of that name.
+  if (!format && parts[0] == QLatin1String(kOverlayName) && QFileInfo(overlayFolder()).isDir()) {
+    abs = overlayFolder();
+    format = StoreFolder::Format::Container;
+    writable = true;
+  }
   if (!format) return nullptr;
+  for (int i = 1; i < parts.size(); ++i) {
+    abs = childPath(abs, *format, parts[i]);
+    format = formatOf(abs, parts[i]);
+    if (!format) return nullptr;
+  }
   auto self = std::const_pointer_cast<FileStore>(shared_from_this());
   auto folder = std::make_shared<StoreFolder>(self, relPath, abs, *format);
+  folder->writable_ = writable && *format != StoreFolder::Format::Mbox &&
+                      *format != StoreFolder::Format::ContactsDb && *format != StoreFolder::Format::CalendarDb;
+  if (mount && parts.size() == 1) folder->selector_ = mount->selector;
+  if (mount) folder->role_ = mount->role;
+  if (mount && parts.size() == 1) folder->leaf_ = mount->leaf;
   folders_.emplace(relPath, folder);
   return folder;
 }
 
 std::vector<FolderPtr> FileStore::Folders() const {
   std::vector<FolderPtr> out;
-  const QDir dir(root_);
-  for (const QFileInfo& fi : dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::Name)) {
-    if (fi.isFile() && !hasExtension(fi.fileName(), ".ics") && !hasExtension(fi.fileName(), ".vcf")) continue;
-    if (fi.isSymLink() && fi.isDir()) {
-      const QString target = fi.canonicalFilePath(), own = QFileInfo(root_).canonicalFilePath();
-      if (target.isEmpty() || own == target || own.startsWith(target + QLatin1Char('/'))) continue;
+  bool ownOverlay = false;
+  if (readOnly()) {
+    for (const StoreMount& m : mounts_)
+      if (auto f = folderAt(m.name)) {
+        out.push_back(f);
+        ownOverlay = ownOverlay || m.name == QLatin1String(kOverlayName);
+      }
+  } else {
+    const QDir dir(root_);
+    for (const QFileInfo& fi : dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::Name)) {
+      if (fi.isFile() && !hasExtension(fi.fileName(), ".ics") && !hasExtension(fi.fileName(), ".vcf") &&
+          !isMboxFile(fi))
+        continue;
+      if (fi.isDir() && linksUp(fi, root_)) continue;
+      if (fi.isDir() && hasExtension(fi.fileName(), ".sbd") &&
+          (isMboxFile(QFileInfo(fi.filePath().chopped(4))) || QFileInfo(fi.filePath().chopped(4)).isDir()))
+        continue;  // the subfolders of the mbox (or Maildir) beside it
+      if (fi.fileName() == QLatin1String(kOverlayName)) ownOverlay = true;
+      if (auto f = folderAt(fi.fileName())) out.push_back(f);
     }
-    if (auto f = folderAt(fi.fileName())) out.push_back(f);
   }
+  // Ordolo's own Deleted Items and Drafts, once there are any.
+  if (!ownOverlay && QFileInfo(overlayFolder()).isDir())
+    if (auto f = folderAt(QLatin1String(kOverlayName))) out.push_back(f);
   return out;
 }
 
-FolderPtr FileStore::folderByPath(const QString& path) const { return folderAt(path); }
+FolderPtr FileStore::folderByPath(const QString& path) const {
+  if (auto f = folderAt(path)) return f;
+  // A bare name that is not at the top: a default folder called so (Inbox,
+  // Calendar, ...), then a folder of that name one level down (a mail
+  // program's account), regardless of case.
+  if (path.contains(QLatin1Char('/')) || path.trimmed().isEmpty()) return nullptr;
+  for (int id : kDefaultIds)
+    if (defaultNames(id).contains(path, Qt::CaseInsensitive))
+      if (auto f = GetDefaultFolder(id)) return f;
+  for (const FolderPtr& top : Folders())
+    for (const FolderPtr& sub : top->Folders())
+      if (sub->Name().compare(path, Qt::CaseInsensitive) == 0) return sub;
+  return nullptr;
+}
 
 QString FileStore::defaultFolderPath(int id) const {
   auto cached = defaultCache_.constFind(id);
@@ -816,6 +1198,7 @@ QString FileStore::defaultFolderPath(int id) const {
     for (int depth = 0; depth < 2 && found.isEmpty(); ++depth) {
       std::vector<FolderPtr> next;
       for (const FolderPtr& f : level) {
+        if (f->Name() == QLatin1String(kOverlayName) && f->ParentFolder() == nullptr) continue;
         if (names.contains(f->Name(), Qt::CaseInsensitive)) {
           found = f->FolderPath();
           break;
@@ -826,6 +1209,12 @@ QString FileStore::defaultFolderPath(int id) const {
       level = std::move(next);
     }
   }
+  // Items are moved and written only into folders that may be written:
+  // an mbox Trash or Drafts gives way to Ordolo's own.
+  if ((id == model::olFolderDeletedItems || id == model::olFolderDrafts) && !found.isEmpty() &&
+      !folderAt(found)->writable() && makeOverlay(nullptr))
+    found = QLatin1String(kOverlayName) + QLatin1Char('/') +
+            QLatin1String(id == model::olFolderDeletedItems ? kOverlayDeleted : kOverlayDrafts);
   defaultCache_.insert(id, found);
   return found;
 }
@@ -855,9 +1244,22 @@ model::ItemPtr FileStore::GetItemFromID(const QString& entryId, const QString&) 
     file = folder->absolutePath() + QLatin1Char('/') + d->fileName;
   }
   if (file.isEmpty()) return nullptr;
-  for (const ItemPtr& item : folder->itemsOfFile(file)) {
+  const std::vector<ItemPtr> items = folder->itemsOfFile(file);
+  // A message of an mbox that its program compacted since: by its Message-ID.
+  QString uid = d->uid;
+  if (folder->format() == StoreFolder::Format::Mbox &&
+      std::none_of(items.begin(), items.end(),
+                   [&uid](const ItemPtr& i) { return static_cast<const StoreItem*>(i.get())->locator().uid == uid; })) {
+    const QString messageId = uid.section(QLatin1Char(':'), 1);
+    if (messageId.isEmpty()) return nullptr;
+    for (const ItemPtr& item : items)
+      if (static_cast<const StoreItem*>(item.get())->locator().uid.section(QLatin1Char(':'), 1) == messageId)
+        return item;
+    return nullptr;
+  }
+  for (const ItemPtr& item : items) {
     const auto* s = static_cast<const StoreItem*>(item.get());
-    if (s->locator().uid != d->uid) continue;
+    if (s->locator().uid != uid) continue;
     if (d->recurrence.isEmpty() || s->locator().recurrence == d->recurrence) return item;
     // An occurrence: expand the series around the moment it stands for.
     QDateTime at = QDateTime::fromString(d->recurrence, QStringLiteral("yyyyMMddTHHmmss"));

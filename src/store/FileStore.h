@@ -4,12 +4,19 @@
 // multi-card .vcf (contacts; group cards are distribution lists), a Maildir or
 // a directory of .eml files (mails). Subdirectories are subfolders.
 //
+// A store may also be made of folders that lie elsewhere (a mail program's
+// profile, see Profiles.h): each is mounted at the top under a name, and
+// those stores are read-only.
+//
 // Optional store.ini at the root:
 //   [Store]   User=<display name>  Address=<mail address>
 //   [Folders] Calendar=, Contacts=, Inbox=, SentItems=, Drafts=,
 //             DeletedItems=, Tasks=, Notes=, Journal=  (paths below the root)
 // Sources are only read, except that Delete moves an item's file into
-// Deleted Items and that drafts are written into the Drafts folder.
+// Deleted Items and that drafts are written into the Drafts folder. Where a
+// source may not be written (an mbox file, a database, another program's
+// folders), Deleted Items and Drafts are Ordolo's own (the overlay folder),
+// a deleted item is copied there and hidden from its folder.
 #pragma once
 
 #include "model/Model.h"
@@ -21,6 +28,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <set>
 
 namespace ordolo::store {
 
@@ -29,9 +38,15 @@ class StoreItem;
 
 class StoreFolder : public model::Folder {
  public:
-  enum class Format { Maildir, EmlDirectory, IcsDirectory, IcsFile, VcfDirectory, VcfFile, Container };
+  enum class Format {
+    Maildir, EmlDirectory, IcsDirectory, IcsFile, VcfDirectory, VcfFile, Container,
+    Mbox,        // one file of messages; subfolders in <file>.sbd/
+    ContactsDb,  // an address book database (Thunderbird, Evolution)
+    CalendarDb,  // a calendar database (Thunderbird); the selector picks events or tasks
+  };
 
   StoreFolder(std::weak_ptr<FileStore> store, QString relPath, QString absPath, Format format);
+  ~StoreFolder() override;
 
   QString Name() const override { return name_; }
   QString EntryID() const override;
@@ -49,6 +64,10 @@ class StoreFolder : public model::Folder {
 
   Format format() const { return format_; }
   const QString& absolutePath() const { return absPath_; }
+  // Whether items may be written into or moved out of the folder's files.
+  bool writable() const { return writable_; }
+  // For a database folder: which part of it (see StoreMount).
+  const QString& selector() const { return selector_; }
   std::shared_ptr<FileStore> store() const { return store_.lock(); }
   // Which default folder (GetDefaultFolder number) this is; 0 for none.
   int defaultId() const;
@@ -76,19 +95,57 @@ class StoreFolder : public model::Folder {
   void skip(const QString& absPath, const QString& why);
   QString lastSkip_;
   std::vector<model::ItemPtr> parseFile(const QString& absPath, const QString& fileName);
+  std::vector<model::ItemPtr> parseMbox(const QString& absPath);
+  std::vector<model::ItemPtr> calendarItems(const QByteArray& bytes, const QString& absPath,
+                                            const QString& locatorFile);
+  std::vector<model::ItemPtr> cardItems(const QByteArray& bytes, const QString& absPath,
+                                        const QString& locatorFile, const QDateTime& fileTime);
 
+  friend class FileStore;
   std::weak_ptr<FileStore> store_;
   QString relPath_, absPath_, name_;
   Format format_;
+  bool writable_ = true;
+  QString selector_;
+  int role_ = 0;  // the default folder a mount was made for
+  bool leaf_ = false;
+  struct MboxState;
+  std::unique_ptr<MboxState> mbox_;
   std::map<QString, CacheEntry> cache_;
   int itemClassFromContent_ = 0;
   mutable int defaultId_ = -1;  // the store keeps its default folders for good
+};
+
+// A folder of a store that lies elsewhere, mounted at the top under a name.
+struct StoreMount {
+  QString name;
+  QString path;
+  StoreFolder::Format format = StoreFolder::Format::Container;
+  // Which part of a database: "events:<calendar id>" or "todos:<calendar id>".
+  QString selector;
+  int role = 0;  // the default folder it is (GetDefaultFolder number); 0: found by name
+  // Its subfolders are mounted on their own (Evolution keeps a Maildir++
+  // Inbox whose folders lie inside it).
+  bool leaf = false;
+};
+
+// A store made of mounted folders: a mail program's profile.
+struct StoreLayout {
+  QString kind;  // "thunderbird", "evolution", "kmail", "vdir"
+  QString name;  // the profile's own name
+  QString root;  // the profile's folder, as the user knows it
+  std::vector<StoreMount> mounts;
+  QString user, address;  // the owner, where the profile names one
 };
 
 class FileStore : public model::Namespace, public std::enable_shared_from_this<FileStore> {
  public:
   // Null and *error set when root is not a readable directory.
   static std::shared_ptr<FileStore> open(const QString& root, QString* error = nullptr);
+  // A read-only store of mounted folders; Ordolo's own Deleted Items and
+  // Drafts are mounted beside them under the name kOverlayName.
+  static std::shared_ptr<FileStore> open(const StoreLayout& layout, QString* error = nullptr);
+  static constexpr const char* kOverlayName = "Ordolo";
 
   const QString& root() const { return root_; }
   QString CurrentUser() const override;
@@ -110,12 +167,34 @@ class FileStore : public model::Namespace, public std::enable_shared_from_this<F
   std::shared_ptr<StoreFolder> folderAt(const QString& relPath) const;
   // What kind of folder a directory or file is; nullopt when it is none.
   static std::optional<StoreFolder::Format> formatOf(const QString& absPath, const QString& name);
+  // Where a folder's subfolder of that name lies.
+  static QString childPath(const QString& parentAbs, StoreFolder::Format parentFormat, const QString& name);
+
+  // "thunderbird", ... for a profile's store; empty for a folder tree.
+  const QString& kind() const { return kind_; }
+  const QString& profileName() const { return profileName_; }
+  // How to name this store again (--store, the desktop program's setting).
+  QString spec() const { return kind_.isEmpty() ? root_ : kind_ + QLatin1Char(':') + profileName_; }
+  bool readOnly() const { return !mounts_.empty(); }
+  // Ordolo's own folder for this store: Deleted Items, Drafts and the list
+  // of hidden items of sources it may not change.
+  QString overlayFolder() const;
+  // Hides an item of a source that may not be changed (it was deleted).
+  bool hide(const QString& entryId, QString* error);
+  bool hidden(const QString& entryId) const { return hidden_.count(entryId) > 0; }
+  bool anyHidden() const { return !hidden_.empty(); }
 
  private:
   explicit FileStore(QString root);
+  // Makes the overlay's mail folders; false and *error when it cannot.
+  bool makeOverlay(QString* error) const;
+  void loadHidden();
   QString root_;
+  QString kind_, profileName_;
+  std::vector<StoreMount> mounts_;
   QString user_, userAddress_;
   QHash<int, QString> configured_;
+  std::set<QString> hidden_;
   mutable std::map<QString, std::shared_ptr<StoreFolder>> folders_;
   mutable QHash<int, QString> defaultCache_;
 };

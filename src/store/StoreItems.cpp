@@ -1,6 +1,7 @@
 #include "store/StoreItems.h"
 
 #include "store/FileStore.h"
+#include "store/Mbox.h"
 #include "store/Parsers.h"
 #include "store/PropertyMap.h"
 #include "util/DebugLog.h"
@@ -10,9 +11,11 @@
 #include <KCalendarCore/Event>
 #include <KCalendarCore/ICalFormat>
 #include <KCalendarCore/Journal>
+#include <KCalendarCore/MemoryCalendar>
 #include <KCalendarCore/Recurrence>
 #include <KCalendarCore/Todo>
 #include <KContacts/Picture>
+#include <KContacts/VCardConverter>
 #include <KMime/Message>
 
 #include <QBitArray>
@@ -20,6 +23,7 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
+#include <QTimeZone>
 #include <QUrl>
 
 #include <algorithm>
@@ -146,6 +150,14 @@ int CalendarItem::recurrenceState() const {
 }
 
 bool CalendarItem::isRecurring() const { return series_ != nullptr || incidence_->recurs(); }
+
+QByteArray CalendarItem::toICalendar() const {
+  auto calendar = KCalendarCore::MemoryCalendar::Ptr::create(QTimeZone::systemTimeZone());
+  calendar->addIncidence(KCalendarCore::Incidence::Ptr(incidence_->clone()));
+  for (const auto& ex : exceptions_) calendar->addIncidence(KCalendarCore::Incidence::Ptr(ex->clone()));
+  KCalendarCore::ICalFormat format;
+  return format.toString(calendar).toUtf8();
+}
 
 QString CalendarItem::ownerAddress() const {
   auto f = folder_.lock();
@@ -518,6 +530,10 @@ std::vector<model::Recipient> ContactItem::members() const {
   return out;
 }
 
+QByteArray ContactItem::toVCard() const {
+  return KContacts::VCardConverter().createVCard(addressee_, KContacts::VCardConverter::v3_0);
+}
+
 int ContactItem::MemberCount() const { return kind_ == Kind::DistList ? int(members().size()) : 0; }
 
 std::optional<model::Recipient> ContactItem::GetMember(int index) const {
@@ -570,23 +586,30 @@ KMime::Message* MailItem::head() const {
   return head_.get();
 }
 
+QByteArray MailItem::rawBytes(QString* error) const {
+  if (!rawMessage_.isEmpty() || path_.isEmpty()) return rawMessage_;
+  if (inMbox()) return ReadMboxMessage(path_, mboxStart_, size_, error);
+  QFile f(path_);
+  if (f.size() > kMaxMailFileSize) {
+    if (error) *error = QStringLiteral("larger than %1 MB").arg(kMaxMailFileSize / (1024 * 1024));
+    return {};
+  }
+  if (!f.open(QIODevice::ReadOnly)) {
+    if (error) *error = f.errorString();
+    return {};
+  }
+  return f.readAll();
+}
+
 KMime::Message* MailItem::message() const {
   if (!message_) {
-    QByteArray bytes = rawMessage_;
-    if (bytes.isEmpty() && !path_.isEmpty()) {
-      QFile f(path_);
-      if (f.size() > kMaxMailFileSize) {
-        unreadable(QStringLiteral("larger than %1 MB").arg(kMaxMailFileSize / (1024 * 1024)));
-      } else if (f.open(QIODevice::ReadOnly)) {
-        bytes = f.readAll();
-      } else {
-        // Moved or deleted since it was listed: its header alone would
-        // print as a mail without body or attachments.
-        unreadable(f.errorString());
-      }
-    }
-    if (bytes.isEmpty()) bytes = rawHead_;
     QString why;
+    QByteArray bytes = rawBytes(&why);
+    // Moved or deleted since it was listed: its header alone would print as
+    // a mail without body or attachments.
+    if (!why.isEmpty()) unreadable(why);
+    if (bytes.isEmpty()) bytes = rawHead_;
+    why.clear();
     message_ = ParseMessage(bytes, &why);
     if (!message_) {
       // The parser gave up on the message (or the file lost its header

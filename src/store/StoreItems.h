@@ -80,6 +80,8 @@ class CalendarItem : public StoreItem {
   bool isRecurring() const;
   // The user's own attendee entry decides the response of a received meeting.
   QString ownerAddress() const;
+  // The component with its exceptions as an iCalendar text of its own.
+  QByteArray toICalendar() const;
 
   model::ObjectPtr Parent() const override;
   model::RecipientList Recipients() const override;
@@ -108,6 +110,7 @@ class ContactItem : public StoreItem {
               KContacts::Addressee addressee, QDateTime fileTime);
 
   const KContacts::Addressee& addressee() const { return addressee_; }
+  QByteArray toVCard() const;
   QDateTime fileTime() const { return fileTime_; }
 
   model::AttachmentList Attachments() const override;
@@ -139,6 +142,15 @@ class MailItem : public StoreItem {
   QDateTime fileTime() const { return fileTime_; }
   QDateTime deliveryTime() const { return deliveryTime_; }
   const QString& maildirFlags() const { return flags_; }
+  // A message of an mbox file: where its bytes lie in the file.
+  void setMboxRange(qint64 start, qint64 length) {
+    mboxStart_ = start;
+    size_ = length;
+  }
+  bool inMbox() const { return mboxStart_ >= 0; }
+  qint64 mboxStart() const { return mboxStart_; }
+  // The whole message as it would stand in a file of its own.
+  QByteArray rawBytes(QString* error) const;
 
   // The time the message arrived; invalid for a message never received.
   QDateTime receivedTime() const;
@@ -161,6 +173,7 @@ class MailItem : public StoreItem {
   QByteArray rawHead_;
   QByteArray rawMessage_;  // set for an unsaved draft
   qint64 size_ = 0;
+  qint64 mboxStart_ = -1;
   QDateTime fileTime_, deliveryTime_;
   QString flags_;
   bool saved_ = true;

@@ -4,6 +4,7 @@
 
 #include "lang/Messages.h"
 #include "store/FileStore.h"
+#include "store/Profiles.h"
 #include "store/OpenedFiles.h"
 #include "util/Folders.h"
 #include "util/Ini.h"
@@ -63,16 +64,17 @@ QString Browser::lastStore() {
 QString Browser::root() const { return store_ ? store_->root() : QString(); }
 
 bool Browser::open(const QString& root) {
-  auto opened = store::FileStore::open(root);
+  QString why;
+  auto opened = store::OpenStore(root, &why);
   if (!opened) {
-    port_.message(lang::text(Msg::ErrStore).arg(root), Buttons::Ok, Icon::Critical);
+    port_.message(why, Buttons::Ok, Icon::Critical);
     return false;
   }
   store_ = std::move(opened);
   folder_.reset();
   items_.clear();
   rows_.clear();
-  util::WriteIni(kSection, QStringLiteral("Store"), store_->root(), util::UserConfigFile());
+  util::WriteIni(kSection, QStringLiteral("Store"), store_->spec(), util::UserConfigFile());
   return true;
 }
 
@@ -85,7 +87,8 @@ std::vector<Browser::FolderRow> Browser::folders() const {
 bool Browser::choose(const QString& path) {
   if (!store_) return false;
   model::FolderPtr chosen = store_->folderByPath(path);
-  if (!chosen || !QFileInfo::exists(store_->root() + QLatin1Char('/') + path)) {
+  const auto onDisk = std::dynamic_pointer_cast<store::StoreFolder>(chosen);
+  if (!chosen || (onDisk && !QFileInfo::exists(onDisk->absolutePath()))) {
     port_.message(lang::text(Msg::GuiFolderGone).arg(path), Buttons::Ok, Icon::Warning);
     return false;
   }

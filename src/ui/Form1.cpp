@@ -408,9 +408,9 @@ bool Form1::startMonitor(const monitor::MonitorOptions& options) {
   if (busy() || !canMonitor()) return false;
   stopMonitor();
   retired_.reset();
-  const auto* files = dynamic_cast<store::FileStore*>(session_.get());
-  monitor_ = std::make_unique<monitor::Monitor>(port_, folder_,
-                                                files->root() + QLatin1Char('/') + folder_->FolderPath());
+  const auto watched = std::dynamic_pointer_cast<store::StoreFolder>(folder_);
+  if (!watched) return false;
+  monitor_ = std::make_unique<monitor::Monitor>(port_, folder_, watched->absolutePath());
   monitor_->stateChanged = [this](monitor::Monitor::State state) {
     // Stopped by itself (its folder went away): the dialog is free again.
     if (state == monitor::Monitor::State::Stopped && monitor_) retired_ = std::move(monitor_);
