@@ -1172,17 +1172,20 @@ std::vector<FolderPtr> FileStore::Folders() const {
 
 FolderPtr FileStore::folderByPath(const QString& path) const {
   if (auto f = folderAt(path)) return f;
-  // A bare name that is not at the top: a default folder called so (Inbox,
-  // Calendar, ...), then a folder of that name one level down (a mail
-  // program's account), regardless of case.
-  if (path.contains(QLatin1Char('/')) || path.trimmed().isEmpty()) return nullptr;
+  // A path whose first name is not at the top: that name is a default
+  // folder called so (Inbox, Calendar, ...), else a folder of that name one
+  // level down (a mail program's account), regardless of case.
+  const QString head = path.section(QLatin1Char('/'), 0, 0).trimmed();
+  const QString rest = path.section(QLatin1Char('/'), 1);
+  if (head.isEmpty()) return nullptr;
+  FolderPtr found;
   for (int id : kDefaultIds)
-    if (defaultNames(id).contains(path, Qt::CaseInsensitive))
-      if (auto f = GetDefaultFolder(id)) return f;
-  for (const FolderPtr& top : Folders())
+    if (!found && defaultNames(id).contains(head, Qt::CaseInsensitive)) found = GetDefaultFolder(id);
+  for (const FolderPtr& top : found ? std::vector<FolderPtr>() : Folders())
     for (const FolderPtr& sub : top->Folders())
-      if (sub->Name().compare(path, Qt::CaseInsensitive) == 0) return sub;
-  return nullptr;
+      if (!found && sub->Name().compare(head, Qt::CaseInsensitive) == 0) found = sub;
+  if (!found || rest.isEmpty()) return found;
+  return folderAt(found->FolderPath() + QLatin1Char('/') + rest);
 }
 
 QString FileStore::defaultFolderPath(int id) const {
