@@ -1,13 +1,16 @@
 #include "gui/BrowserWindow.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileInfo>
+#include <QHash>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QSplitter>
@@ -21,6 +24,7 @@
 #include "gui/QtPort.h"
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
+#include "store/Profiles.h"
 #include "util/Folders.h"
 #include "util/Ini.h"
 
@@ -42,6 +46,14 @@ class KeyedItem : public QTableWidgetItem {
 };
 
 const QString kSection = QStringLiteral("Browser");
+
+// A mail program's store as the menu names it: "Thunderbird: default-release".
+QString StoreTitle(const QString& kind, const QString& name) {
+  static const QHash<QString, QString> programs{{QStringLiteral("thunderbird"), QStringLiteral("Thunderbird")},
+                                                {QStringLiteral("evolution"), QStringLiteral("Evolution")},
+                                                {QStringLiteral("kmail"), QStringLiteral("KMail")}};
+  return QStringLiteral("%1: %2").arg(programs.value(kind, kind), name);
+}
 
 QString setting(const QString& key) { return util::ReadIni(kSection, key, QString(), util::UserConfigFile()); }
 void setSetting(const QString& key, const QString& value) {
@@ -91,6 +103,13 @@ BrowserWindow::BrowserWindow(QtPort& port, QWidget* parent) : QMainWindow(parent
   fileMenu_->addSeparator();
   quit_ = fileMenu_->addAction(QIcon::fromTheme(QStringLiteral("application-exit")), QString(), this, &QWidget::close);
   quit_->setShortcut(QKeySequence::Quit);
+  // The stores are looked for each time the menu opens: a program set up
+  // meanwhile is there without a restart.
+  storeMenu_ = menuBar()->addMenu(QString());
+  storeMenu_->setObjectName(QStringLiteral("storeMenu"));
+  storeMenu_->setToolTipsVisible(true);
+  connect(storeMenu_, &QMenu::aboutToShow, this, &BrowserWindow::fillStoreMenu);
+  fillStoreMenu();
   storeLabel_ = new QLabel(this);
   statusBar()->addWidget(storeLabel_, 1);
   skippedLabel_ = new QLabel(this);
@@ -117,14 +136,36 @@ BrowserWindow::BrowserWindow(QtPort& port, QWidget* parent) : QMainWindow(parent
 BrowserWindow::~BrowserWindow() = default;
 
 void BrowserWindow::applyTexts() {
-  setWindowTitle(browser_.isOpen() ? QFileInfo(browser_.root()).fileName() + QLatin1String(" - Ordolo")
-                                   : QStringLiteral("Ordolo"));
+  setWindowTitle(browser_.isOpen() ? browser_.title() + QLatin1String(" - Ordolo") : QStringLiteral("Ordolo"));
   folders_->setHeaderLabels({lang::text(Msg::GuiFolders), QStringLiteral("#")});
   items_->setHorizontalHeaderLabels({S("S28"), S("S46"), S("S55")});
   print_->setText(S("S21"));
   open_->setText(lang::text(Msg::GuiOpenStore));
   quit_->setText(lang::text(Msg::GuiQuit));
   fileMenu_->setTitle(QStringLiteral("&Ordolo"));
+  storeMenu_->setTitle(lang::text(Msg::GuiStoreMenu));
+}
+
+void BrowserWindow::fillStoreMenu() {
+  storeMenu_->clear();
+  qDeleteAll(storeMenu_->findChildren<QActionGroup*>());
+  const store::FoundStores found = store::FindStores();
+  if (found.stores.empty()) storeMenu_->addAction(lang::text(Msg::GuiStoreNoneFound))->setEnabled(false);
+  auto* group = new QActionGroup(storeMenu_);
+  for (const store::StoreLayout& s : found.stores) {
+    const QString spec = s.kind + QLatin1Char(':') + s.name;
+    QAction* action = storeMenu_->addAction(StoreTitle(s.kind, s.name), this, [this, spec] { openStore(spec); });
+    action->setToolTip(s.root);
+    action->setStatusTip(s.root);
+    action->setCheckable(true);
+    action->setChecked(browser_.isOpen() && browser_.spec() == spec);
+    group->addAction(action);
+  }
+  storeMenu_->addSeparator();
+  storeMenu_->addAction(QIcon::fromTheme(QStringLiteral("folder-open")), lang::text(Msg::GuiStoreOther), this,
+                        &BrowserWindow::chooseStore);
+  // What the programs' settings name but is not there: said, not hidden.
+  if (!found.notices.isEmpty()) statusBar()->showMessage(found.notices.join(QLatin1Char(' ')), 10000);
 }
 
 bool BrowserWindow::openStore(const QString& root) {

@@ -28,7 +28,8 @@ class BrowserWindow : public QMainWindow {
   explicit BrowserWindow(QtPort& port, QWidget* parent = nullptr);
   ~BrowserWindow() override;
 
-  // Opens a store folder; false (the user was told) when it cannot be read.
+  // Opens a store folder or a mail program's store ("thunderbird:NAME");
+  // false (the user was told) when it cannot be read.
   bool openStore(const QString& root);
   // Chooses a folder by its path below the store ("Calendar").
   bool chooseFolder(const QString& path);
@@ -40,6 +41,8 @@ class BrowserWindow : public QMainWindow {
   Form1Window* form1() const { return form1_.get(); }
   QTableWidget* itemTable() const { return items_; }
   QAction* printAction() const { return print_; }
+  // The Store menu: the mail programs' stores of this machine, then "Other folder...".
+  QMenu* storeMenu() const { return storeMenu_; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -51,6 +54,7 @@ class BrowserWindow : public QMainWindow {
   void showItems();
   void showSkipped();
   void chooseStore();
+  void fillStoreMenu();
   Form1Window& ensureForm1();
   void openForm1(const ui::Browser::Chosen& chosen);
   void applyTexts();
@@ -63,6 +67,7 @@ class BrowserWindow : public QMainWindow {
   QAction* open_;
   QAction* quit_;
   QMenu* fileMenu_;
+  QMenu* storeMenu_;
   QLabel* storeLabel_;
   QLabel* skippedLabel_;  // files of the folder that could not be read
   std::unique_ptr<Form1Window> form1_;

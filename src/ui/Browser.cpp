@@ -63,6 +63,13 @@ QString Browser::lastStore() {
 
 QString Browser::root() const { return store_ ? store_->root() : QString(); }
 
+QString Browser::spec() const { return store_ ? store_->spec() : QString(); }
+
+QString Browser::title() const {
+  if (!store_) return {};
+  return store_->kind().isEmpty() ? QFileInfo(store_->root()).fileName() : store_->spec();
+}
+
 bool Browser::open(const QString& root) {
   QString why;
   auto opened = store::OpenStore(root, &why);

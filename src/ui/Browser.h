@@ -32,6 +32,10 @@ class Browser {
   // The store used last (the user's options), or empty.
   static QString lastStore();
   QString root() const;
+  // How the store is named again (its folder, or "thunderbird:NAME") and
+  // the title it is shown under.
+  QString spec() const;
+  QString title() const;
   bool isOpen() const { return bool(store_); }
 
   struct FolderRow {

@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 
 #include <sys/stat.h>
@@ -42,11 +43,14 @@
 #include "lang/LanguageTable.h"
 #include "lang/Messages.h"
 #include "session/Templates.h"
+#include "support/MailPrograms.h"
 #include "support/TestEnv.h"
 #include "util/Folders.h"
 #include "util/VbFormat.h"
 
 using namespace ordolo;
+using ordolo::test::ScopedEnv;
+namespace programs = ordolo::test::programs;
 
 namespace {
 
@@ -144,6 +148,34 @@ TEST_F(Gui, TheStatusBarNamesTheFilesAFolderCouldNotRead) {
       << skipped->toolTip().toStdString();
   ASSERT_TRUE(browser->chooseFolder(QStringLiteral("Tasks")));
   EXPECT_TRUE(skipped->text().isEmpty());
+}
+
+// The Store menu lists the mail programs' stores of this machine; one
+// chosen opens with its folders, and is remembered.
+TEST_F(Gui, TheStoreMenuOpensAThunderbirdProfile) {
+  QTemporaryDir home;
+  const ScopedEnv homeVar("HOME", home.path().toUtf8());
+  const ScopedEnv dataVar("XDG_DATA_HOME", std::nullopt);
+  const ScopedEnv configVar("XDG_CONFIG_HOME", std::nullopt);
+  emit browser->storeMenu()->aboutToShow();
+  QStringList entries;
+  for (QAction* a : browser->storeMenu()->actions()) entries << a->text();
+  EXPECT_EQ(entries, QStringList({"(no mail programs found)", "", "Other &folder..."}));
+
+  const auto tb = programs::thunderbird(home.path());
+  emit browser->storeMenu()->aboutToShow();
+  QAction* thunderbird = browser->storeMenu()->actions().value(0);
+  ASSERT_TRUE(thunderbird);
+  EXPECT_EQ(thunderbird->text(), "Thunderbird: default-release");
+  EXPECT_EQ(thunderbird->toolTip(), tb.profile);
+  EXPECT_FALSE(thunderbird->isChecked());
+  thunderbird->trigger();
+  EXPECT_EQ(browser->windowTitle(), "thunderbird:default-release - Ordolo");
+  ASSERT_TRUE(browser->chooseFolder(QStringLiteral("test.user@example.org/Inbox")));
+  EXPECT_EQ(browser->itemTable()->rowCount(), 2);
+  emit browser->storeMenu()->aboutToShow();
+  EXPECT_TRUE(browser->storeMenu()->actions().value(0)->isChecked());
+  EXPECT_EQ(ui::Browser::lastStore(), "thunderbird:default-release");
 }
 
 TEST_F(Gui, ThePrintButtonListsTheSelectedAppointmentsWithTheirColumns) {

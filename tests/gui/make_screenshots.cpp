@@ -8,7 +8,11 @@
 #include <QDir>
 #include <QIcon>
 #include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
+#include <QPainter>
+#include <QStatusBar>
 #include <QPixmap>
 #include <QTabWidget>
 #include <QTableWidget>
@@ -20,6 +24,7 @@
 
 #include "addin/Connect.h"
 #include "gui/BrowserWindow.h"
+#include "support/MailPrograms.h"
 #include "gui/Form1Window.h"
 #include "gui/Form4.h"
 #include "gui/Form3.h"
@@ -131,6 +136,32 @@ int main(int argc, char** argv) {
                                                                : form->findChild<QWidget*>(QStringLiteral("notice")))
     save(notice, "notice.png");
   form->hide();
+
+  // The Store menu over the mail programs' stores of a made-up home: a
+  // Thunderbird profile open, its Inbox chosen.
+  QTemporaryDir programsHome;
+  qputenv("HOME", programsHome.path().toLocal8Bit());
+  qunsetenv("XDG_DATA_HOME");
+  qunsetenv("XDG_CONFIG_HOME");
+  test::programs::thunderbird(programsHome.path());
+  test::programs::evolution(programsHome.path());
+  test::programs::kmail(programsHome.path());
+  test::programs::vdirs(programsHome.path());
+  if (browser.openStore(QStringLiteral("thunderbird:default-release")) &&
+      browser.chooseFolder(QStringLiteral("test.user@example.org/Inbox"))) {
+    QMenu* menu = browser.storeMenu();
+    menu->popup(browser.mapToGlobal(QPoint(70, browser.menuBar()->height())));
+    QApplication::processEvents();
+    browser.statusBar()->clearMessage();
+    // The window with the open menu drawn where it stands.
+    QPixmap picture = browser.grab();
+    QPainter painter(&picture);
+    painter.drawPixmap(browser.mapFromGlobal(menu->pos()), menu->grab());
+    painter.end();
+    const QString path = gOut + QStringLiteral("/browser-stores.png");
+    if (picture.save(path)) std::printf("%s\n", qPrintable(path));
+    menu->hide();
+  }
   connect.OnDisconnection();
   return 0;
 }

@@ -14,6 +14,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QLocale>
 #include <QString>
 #include <QStringList>
 #include <QTimeZone>
@@ -81,7 +82,16 @@ inline QByteArray mbox(const QList<QByteArray>& messages, const QByteArray& eol 
     }
     quotedBody.chop(1);
     if (!quotedBody.endsWith('\n')) quotedBody += '\n';
-    out += QByteArray("From - Mon Mar  2 0") + QByteArray::number(n++ % 10) + ":00:00 2026\n" + quotedBody + "\n";
+    // The time the program stored it: a minute after its Date.
+    const int at = m.indexOf("\nDate: ");
+    QDateTime stored = at < 0 ? QDateTime()
+                              : QDateTime::fromString(QString::fromLatin1(m.mid(at + 7, m.indexOf('\n', at + 1) - at - 7)),
+                                                      Qt::RFC2822Date);
+    stored = stored.isValid() ? stored.addSecs(60).toLocalTime()
+                              : QDateTime(QDate(2026, 3, 2), QTime(n % 10, 0));
+    ++n;
+    out += "From - " + QLocale::c().toString(stored, QStringLiteral("ddd MMM d HH:mm:ss yyyy")).toLatin1() + "\n" +
+           quotedBody + "\n";
   }
   if (eol != "\n") out.replace("\n", eol);
   return out;
