@@ -54,10 +54,17 @@ void out(const QString& s) { std::fputs((s + QLatin1Char('\n')).toUtf8().constDa
 void err(const QString& s) { std::fputs(("ordolo: " + s + QLatin1Char('\n')).toUtf8().constData(), stderr); }
 
 std::shared_ptr<store::FileStore> openStore(const StoreOptions& o) {
-  const QString root = o.store.isEmpty() ? qEnvironmentVariable("ORDOLO_STORE") : o.store;
+  QString root = o.store.isEmpty() ? qEnvironmentVariable("ORDOLO_STORE") : o.store;
   if (root.isEmpty()) {
-    err(text(Msg::ErrNoStore));
-    return nullptr;
+    // None named: the first store a mail program keeps here.
+    const store::FoundStores found = store::FindStores();
+    if (found.stores.empty()) {
+      err(text(Msg::ErrNoStore));
+      return nullptr;
+    }
+    const store::StoreLayout& first = found.stores.front();
+    root = first.kind + QLatin1Char(':') + first.name;
+    err(text(Msg::StoreFound).arg(root, first.root));
   }
   QString why;
   auto s = store::OpenStore(root, &why);

@@ -12,6 +12,7 @@
 
 #include "addin/Connect.h"
 #include "gui/BrowserWindow.h"
+#include "store/Profiles.h"
 #include "gui/Form1Window.h"
 #include "gui/QtPort.h"
 #include "lang/LanguageTable.h"
@@ -104,6 +105,11 @@ int main(int argc, char** argv) {
   } else {
     QString root = args.store;
     if (root.isEmpty()) root = ordolo::ui::Browser::lastStore();
+    if (root.isEmpty()) {
+      // The first time: the first store a mail program keeps here.
+      const ordolo::store::FoundStores found = ordolo::store::FindStores();
+      if (!found.stores.empty()) root = found.stores.front().kind + QLatin1Char(':') + found.stores.front().name;
+    }
     browser.show();
     if (root.isEmpty() || !browser.openStore(root)) {
       const QString chosen = port.browseFolder(text(Msg::GuiChooseStore), QString());

@@ -223,6 +223,7 @@ enum class Msg {
   ErrStoreOpen,       // %1 the store, %2 the reason
   ErrProfileMissing,  // %1 the file that names it, %2 the folder
   StoresNone,
+  StoreFound,         // %1 kind:name, %2 its folder
   GuiStoreMenu,
   GuiStoreOther,
   GuiStoreNoneFound,

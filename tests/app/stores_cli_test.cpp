@@ -24,7 +24,8 @@ class StoresCli : public ::testing::Test {
                                     {"XDG_DATA_HOME", h + "/.local/share"},
                                     {"XDG_CONFIG_HOME", h + "/.config"},
                                     {"VDIRSYNCER_CONFIG", ""},
-                                    {"KHARD_CONFIG", ""}});
+                                    {"KHARD_CONFIG", ""},
+                                    {"ORDOLO_STORE", ""}});
   }
   QTemporaryDir home, out;
 };
@@ -69,6 +70,12 @@ TEST_F(StoresCli, EveryProgramsStoreIsListedAndItsFoldersRead) {
     EXPECT_EQ(listed.code, 0) << c.store << " " << listed.err.toStdString();
     EXPECT_TRUE(listed.out.contains(c.expected)) << c.store << " " << c.folder << ": " << listed.out.toStdString();
   }
+  // No store named: the first one found, and said so.
+  const Result first = ordolo({"list", "--folder", "Inbox/Projects"});
+  EXPECT_EQ(first.code, 0) << first.err.toStdString();
+  EXPECT_TRUE(first.out.contains("Project plan")) << first.out.toStdString();
+  EXPECT_TRUE(first.err.contains("Store: thunderbird:default-release (" + tb.profile + "), found by itself"))
+      << first.err.toStdString();
   const Result unknown = ordolo({"list", "--store", "mutt", "--folder", "Inbox"});
   EXPECT_EQ(unknown.code, 1);
   EXPECT_TRUE(unknown.err.contains("No store mutt")) << unknown.err.toStdString();

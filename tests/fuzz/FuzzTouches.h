@@ -8,6 +8,7 @@
 #include "office/excel/Workbook.h"
 #include "office/word/Document.h"
 #include "store/FileStore.h"
+#include "store/Mbox.h"
 #include "store/Parsers.h"
 #include "store/StoreItems.h"
 #include "template/ExcelOutput.h"
@@ -21,6 +22,8 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+
+#include <sys/time.h>
 
 #include <memory>
 #include <vector>
@@ -211,6 +214,46 @@ inline Outcome touchMaildirName(ScratchStore& scratch, const QByteArray& bytes) 
   const auto items = scratch.itemsOfMaildirName(name, mail, &fileStore);
   for (const model::ItemPtr& item : items) touchItem(*item, *fileStore);
   return Outcome{true, {}, int(items.size())};
+}
+
+// An mbox file: indexed, then a message appended; what the index reads of
+// the grown file from its last message on must equal a whole new read. Then
+// its messages through a store, as the mail folder they are.
+inline Outcome touchMbox(ScratchStore& scratch, const QByteArray& bytes) {
+  const QString path = scratch.writeFile("box.mbox", bytes);
+  // Left alone a while: the last message counts as it stands.
+  auto settle = [&path] {
+    const struct timeval past[2] = {{1700000000, 0}, {1700000000, 0}};
+    ::utimes(QFile::encodeName(path).constData(), past);
+  };
+  settle();
+  store::MboxIndex grown;
+  QString error;
+  const bool ok = grown.update(path, &error);
+  {
+    QFile f(path);
+    if (f.open(QIODevice::Append)) f.write("\nFrom - Mon Mar  2 08:00:00 2026\nSubject: appended\n\nbody\n\n");
+  }
+  settle();
+  store::MboxIndex whole;
+  const bool grownOk = grown.update(path, nullptr), wholeOk = whole.update(path, nullptr);
+  if (grownOk != wholeOk || grown.messages().size() != whole.messages().size()) __builtin_trap();
+  for (size_t i = 0; i < whole.messages().size(); ++i) {
+    const store::MboxMessage &a = grown.messages()[i], &b = whole.messages()[i];
+    if (a.offset != b.offset || a.start != b.start || a.length != b.length || a.head != b.head) __builtin_trap();
+    use(store::ReadMboxMessage(path, b.start, qMin<qint64>(b.length, 1 << 20), nullptr).size());
+  }
+  // The store reads the file as it was given.
+  scratch.writeFile("box.mbox", bytes);
+  settle();
+  int items = 0;
+  if (auto fileStore = store::FileStore::open(QFileInfo(path).path()))
+    if (auto folder = fileStore->folderAt(QStringLiteral("box.mbox")))
+      for (const model::ItemPtr& item : folder->itemsOfFile(path)) {
+        touchItem(*item, *fileStore);
+        ++items;
+      }
+  return Outcome{ok, error, ok ? items : 0};
 }
 
 // Any zip as an OOXML package: every entry read within the limits, one part

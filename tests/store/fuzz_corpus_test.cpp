@@ -78,6 +78,8 @@ TEST(FuzzCorpus, ExcelTemplatesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds
 
 TEST(FuzzCorpus, PackagesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("package", fuzz::touchPackage)); }
 
+TEST(FuzzCorpus, MboxFilesNeverCrashAndReadTheSameGrownOrWhole) { expectSeeds(replay("mbox", fuzz::touchMbox)); }
+
 TEST(FuzzCorpus, MaildirNamesNeverCrashAndLeadBackToTheirMail) {
   expectGoodSeeds(replay("maildir_name", fuzz::touchMaildirName));
 }
