@@ -75,7 +75,7 @@ TEST_F(MboxTest, MessagesAreSplitAndUnquotedWhateverTheLineEnds) {
     QByteArray second = read(index.messages()[1]);
     second.replace("\r\n", "\n");
     EXPECT_TRUE(second.endsWith("\nBody 2\n")) << second.constData();
-    EXPECT_EQ(index.messages()[1].delivered, QDateTime(QDate(2026, 3, 2), QTime(1, 0)));
+    EXPECT_EQ(index.messages()[1].delivered, QDateTime(QDate(2026, 3, 2), QTime(8, 1)));
   }
   // A dated "From " line counts even without the blank line before it
   // (some writers leave it out); a body line without a date does not.
