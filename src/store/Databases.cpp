@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QRegularExpression>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QThread>
@@ -18,6 +19,7 @@
 
 #include <map>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace ordolo::store {
@@ -37,6 +39,38 @@ FileState stateOf(const QString& path) {
   return {qint64(st.st_size), qint64(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec};
 }
 
+// The files a database is: the file, its write-ahead log, its rollback journal.
+const char* const kCompanions[] = {"", "-wal", "-journal"};
+
+struct DatabaseState {
+  FileState files[3];
+  bool operator==(const DatabaseState& o) const {
+    return files[0] == o.files[0] && files[1] == o.files[1] && files[2] == o.files[2];
+  }
+};
+
+DatabaseState databaseState(const QString& path) {
+  DatabaseState s;
+  for (int i = 0; i < 3; ++i) s.files[i] = stateOf(path + QLatin1String(kCompanions[i]));
+  return s;
+}
+
+// Copies of databases, the newest per file, kept while the file stays as it
+// is: the events and the tasks folder of one calendar file, and a folder
+// read again, need no copy of their own.
+struct CopyCache {
+  struct Copy {
+    DatabaseState state;
+    std::shared_ptr<QTemporaryDir> dir;
+  };
+  std::mutex mutex;
+  std::map<QString, Copy> copies;
+};
+CopyCache& copyCache() {
+  static CopyCache cache;
+  return cache;
+}
+
 // A read-only view of a database through a copy in a private folder.
 class Snapshot {
  public:
@@ -48,36 +82,8 @@ class Snapshot {
       *error = QStringLiteral("no such file");
       return false;
     }
-    dir_ = std::make_unique<QTemporaryDir>(util::TempFolder() + QStringLiteral("db-XXXXXX"));
-    if (!dir_->isValid()) {
-      *error = QStringLiteral("no room for a copy in %1").arg(util::TempFolder());
-      return false;
-    }
-    const QString copy = dir_->filePath(QStringLiteral("copy.sqlite"));
-    // The owner may write while we copy: copy again until the files stood still.
-    bool steady = false;
-    for (int attempt = 0; attempt < 5 && !steady; ++attempt) {
-      if (attempt) QThread::msleep(100);
-      const FileState before = stateOf(path), walBefore = stateOf(path + QStringLiteral("-wal"));
-      QFile::remove(copy);
-      QFile::remove(copy + QStringLiteral("-wal"));
-      if (!QFile::copy(path, copy)) {
-        QFile source(path);
-        *error = source.open(QIODevice::ReadOnly) ? QStringLiteral("cannot be copied to %1").arg(copy)
-                                                  : source.errorString();
-        return false;
-      }
-      if (walBefore.size > 0 && !QFile::copy(path + QStringLiteral("-wal"), copy + QStringLiteral("-wal"))) {
-        *error = QStringLiteral("its write-ahead log cannot be copied");
-        return false;
-      }
-      steady = stateOf(path) == before && stateOf(path + QStringLiteral("-wal")) == walBefore;
-    }
-    if (!steady) {
-      *error = QStringLiteral("it kept changing while it was read; try again");
-      return false;
-    }
-    QFile(copy).setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    const QString copy = copyOf(path, error);
+    if (copy.isEmpty()) return false;
     if (sqlite3_open_v2(QFile::encodeName(copy).constData(), &db_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
       *error = db_ ? QString::fromUtf8(sqlite3_errmsg(db_)) : QStringLiteral("cannot be opened");
       return false;
@@ -92,7 +98,52 @@ class Snapshot {
   sqlite3* db() const { return db_; }
 
  private:
-  std::unique_ptr<QTemporaryDir> dir_;
+  // The copy of the database as it is now; empty and *error set when none
+  // can be made.
+  QString copyOf(const QString& path, QString* error) {
+    CopyCache& cache = copyCache();
+    std::lock_guard lock(cache.mutex);
+    const DatabaseState now = databaseState(path);
+    auto cached = cache.copies.find(path);
+    if (cached != cache.copies.end() && cached->second.state == now && cached->second.dir->isValid()) {
+      dir_ = cached->second.dir;
+      return dir_->filePath(QStringLiteral("copy.sqlite"));
+    }
+    dir_ = std::make_shared<QTemporaryDir>(util::TempFolder() + QStringLiteral("db-XXXXXX"));
+    if (!dir_->isValid()) {
+      *error = QStringLiteral("no room for a copy in %1").arg(util::TempFolder());
+      return {};
+    }
+    const QString copy = dir_->filePath(QStringLiteral("copy.sqlite"));
+    // The owner may write while we copy (or close, and its log goes): copy
+    // again until the files stood still from before the copy to after it.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+      if (attempt) QThread::msleep(100);
+      const DatabaseState before = databaseState(path);
+      bool copied = true;
+      for (int i = 0; i < 3; ++i) {
+        const QString from = path + QLatin1String(kCompanions[i]), to = copy + QLatin1String(kCompanions[i]);
+        QFile::remove(to);
+        if (before.files[i].size > 0 || i == 0) copied = copied && QFile::copy(from, to);
+      }
+      if (!copied && attempt == 4) {
+        QFile source(path);
+        *error = source.open(QIODevice::ReadOnly) ? QStringLiteral("cannot be copied to %1").arg(copy)
+                                                  : source.errorString();
+        return {};
+      }
+      if (copied && databaseState(path) == before) {
+        for (int i = 0; i < 3; ++i)
+          QFile(copy + QLatin1String(kCompanions[i])).setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        cache.copies[path] = {before, dir_};
+        return copy;
+      }
+    }
+    *error = QStringLiteral("it kept changing while it was read; try again");
+    return {};
+  }
+
+  std::shared_ptr<QTemporaryDir> dir_;
   sqlite3* db_ = nullptr;
 };
 
@@ -158,7 +209,8 @@ QByteArray vcardText(const QString& value) {
       .replace(QLatin1Char(','), QLatin1String("\\,"))
       .replace(QLatin1Char(';'), QLatin1String("\\;"))
       .replace(QLatin1String("\r\n"), QLatin1String("\\n"))
-      .replace(QLatin1Char('\n'), QLatin1String("\\n"));
+      .replace(QLatin1Char('\n'), QLatin1String("\\n"))
+      .replace(QLatin1Char('\r'), QLatin1String("\\n"));
   return v.toUtf8();
 }
 
@@ -324,7 +376,25 @@ QByteArray icalText(const QString& value) {
       .replace(QLatin1Char(';'), QLatin1String("\\;"))
       .replace(QLatin1Char(','), QLatin1String("\\,"))
       .replace(QLatin1String("\r\n"), QLatin1String("\\n"))
-      .replace(QLatin1Char('\n'), QLatin1String("\\n"));
+      .replace(QLatin1Char('\n'), QLatin1String("\\n"))
+      .replace(QLatin1Char('\r'), QLatin1String("\\n"));
+  return v.toUtf8();
+}
+
+// A value kept as iCalendar writes it (a list already joined, a URI), or a
+// name: on one line, whatever the file held.
+QByteArray oneLine(const QString& value) {
+  QString v = value;
+  v.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+  return v.toUtf8();
+}
+
+// A parameter's value, quoted where iCalendar needs it (":", ";", ",").
+QByteArray paramValue(const QString& value) {
+  QString v = QString::fromUtf8(oneLine(value));
+  v.remove(QLatin1Char('"'));
+  if (v.contains(QLatin1Char(':')) || v.contains(QLatin1Char(';')) || v.contains(QLatin1Char(',')))
+    return '"' + v.toUtf8() + '"';
   return v.toUtf8();
 }
 
@@ -351,6 +421,14 @@ QByteArray asLines(const QString& ical) {
   return text.isEmpty() ? text : text + "\r\n";
 }
 
+// The rows of one calendar (all of them for an empty id), in file order.
+std::unique_ptr<Query> rowsOf(sqlite3* db, const char* table, const QString& calId) {
+  const QByteArray sql = QByteArray("SELECT * FROM ") + table + " WHERE ?1 = '' OR cal_id = ?1 ORDER BY rowid";
+  auto q = std::make_unique<Query>(db, sql.constData());
+  q->bind(1, calId);
+  return q;
+}
+
 struct ItemKey {
   QString item, recurrence;
   bool operator<(const ItemKey& o) const { return item != o.item ? item < o.item : recurrence < o.recurrence; }
@@ -361,10 +439,9 @@ std::map<ItemKey, QStringList> sideTable(sqlite3* db, const char* table, const c
                                          bool perOccurrence = true) {
   std::map<ItemKey, QStringList> out;
   if (!hasTable(db, table)) return out;
-  const QByteArray sql = QByteArray("SELECT * FROM ") + table + " ORDER BY rowid";
-  Query q(db, sql.constData());
+  const auto rows = rowsOf(db, table, calId);
+  Query& q = *rows;
   while (q.next()) {
-    if (!calId.isEmpty() && q.text("cal_id") != calId) continue;
     const ItemKey key{q.text("item_id"), perOccurrence && q.has("recurrence_id")
                                              ? QString::number(q.integer("recurrence_id"))
                                              : QString()};
@@ -389,9 +466,9 @@ DatabaseText thunderbirdCalendar(sqlite3* db, const QString& selector) {
   // Properties with their parameters, attendees, rules and the rest, by item.
   std::map<ItemKey, std::vector<std::pair<QString, QString>>> properties;
   if (hasTable(db, "cal_properties")) {
-    Query q(db, "SELECT * FROM cal_properties ORDER BY rowid");
+    const auto rows = rowsOf(db, "cal_properties", calId);
+    Query& q = *rows;
     while (q.next()) {
-      if (!calId.isEmpty() && q.text("cal_id") != calId) continue;
       const ItemKey key{q.text("item_id"),
                         q.has("recurrence_id") ? QString::number(q.integer("recurrence_id")) : QString()};
       properties[key].emplace_back(q.text("key"), q.text("value"));
@@ -399,12 +476,12 @@ DatabaseText thunderbirdCalendar(sqlite3* db, const QString& selector) {
   }
   std::map<std::pair<ItemKey, QString>, QStringList> parameters;
   if (hasTable(db, "cal_parameters")) {
-    Query q(db, "SELECT * FROM cal_parameters ORDER BY rowid");
+    const auto rows = rowsOf(db, "cal_parameters", calId);
+    Query& q = *rows;
     while (q.next()) {
-      if (!calId.isEmpty() && q.text("cal_id") != calId) continue;
       const ItemKey key{q.text("item_id"),
                         q.has("recurrence_id") ? QString::number(q.integer("recurrence_id")) : QString()};
-      parameters[{key, q.text("key1")}] << q.text("key2") + QLatin1Char('=') + q.text("value");
+      parameters[{key, q.text("key1")}] << QString::fromUtf8(oneLine(q.text("key2")) + '=' + paramValue(q.text("value")));
     }
   }
   const auto attendees = sideTable(db, "cal_attendees", "icalString", calId);
@@ -414,13 +491,13 @@ DatabaseText thunderbirdCalendar(sqlite3* db, const QString& selector) {
   const auto relations = sideTable(db, "cal_relations", "icalString", calId);
 
   out.text = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ordolo//Thunderbird calendar//EN\r\n";
-  Query q(db, todos ? "SELECT * FROM cal_todos ORDER BY rowid" : "SELECT * FROM cal_events ORDER BY rowid");
+  const auto rows = rowsOf(db, todos ? "cal_todos" : "cal_events", calId);
+  Query& q = *rows;
   if (!q.ok()) {
     out.error = QStringLiteral("a Thunderbird calendar this Ordolo cannot read (%1)").arg(lastError(db));
     return out;
   }
   while (q.next()) {
-    if (!calId.isEmpty() && q.text("cal_id") != calId) continue;
     if (q.integer("offline_journal") == 4) continue;  // deleted while offline, not yet sent
     const qint64 flags = q.integer("flags");
     const bool allDay = flags & kFlagAllDay;
@@ -446,17 +523,21 @@ DatabaseText thunderbirdCalendar(sqlite3* db, const QString& selector) {
     if (q.has("last_modified"))
       c += icalTime("LAST-MODIFIED", q.integer("last_modified"), QStringLiteral("UTC"), false);
     if (q.has("priority") && q.integer("priority")) c += "PRIORITY:" + QByteArray::number(q.integer("priority")) + "\r\n";
-    if (!q.text("privacy").isEmpty()) c += "CLASS:" + q.text("privacy").toUtf8() + "\r\n";
-    if (!q.text("ical_status").isEmpty()) c += "STATUS:" + q.text("ical_status").toUtf8() + "\r\n";
+    if (!q.text("privacy").isEmpty()) c += "CLASS:" + oneLine(q.text("privacy")) + "\r\n";
+    if (!q.text("ical_status").isEmpty()) c += "STATUS:" + oneLine(q.text("ical_status")) + "\r\n";
     if (const auto p = properties.find(key); p != properties.end()) {
       for (const auto& [name, value] : p->second) {
+        // A property name is letters, digits and "-"; anything else is no property.
+        static const QRegularExpression propertyName(QStringLiteral("^[A-Za-z0-9-]+$"));
+        if (!propertyName.match(name).hasMatch()) continue;
         QByteArray line = name.toUtf8();
         if (const auto params = parameters.find({key, name}); params != parameters.end())
           for (const QString& param : params->second) line += ';' + param.toUtf8();
-        // Lists are kept joined as iCalendar joins them; text is kept plain.
+        // Lists are kept joined as iCalendar joins them, URIs as they are;
+        // text (X- properties too) is kept plain and escaped here.
         const bool raw = name == QLatin1String("CATEGORIES") || name == QLatin1String("URL") ||
-                         name == QLatin1String("RESOURCES") || name.startsWith(QLatin1String("X-"));
-        c += line + ':' + (raw ? value.toUtf8() : icalText(value)) + "\r\n";
+                         name == QLatin1String("RESOURCES");
+        c += line + ':' + (raw ? oneLine(value) : icalText(value)) + "\r\n";
       }
     }
     for (const auto* table : {&attendees, &alarms, &attachments, &relations})

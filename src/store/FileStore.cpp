@@ -541,6 +541,25 @@ std::vector<ItemPtr> StoreFolder::calendarItems(const QByteArray& bytes, const Q
 
 namespace {
 
+// What names a message of an mbox for good: its Message-ID, else a hash of
+// its header block without the lines mail programs change in place (read
+// and deleted marks); the n-th repeat of either gets "#n". Neither depends
+// on where the message lies, so ids hold when the file grows and when its
+// program compacts it (a monitor must not print a message twice, a hidden
+// one must stay hidden).
+QString stableMessageKey(const QByteArray& head, const QString& messageId) {
+  if (!messageId.isEmpty()) return QStringLiteral("m:") + messageId;
+  QCryptographicHash hash(QCryptographicHash::Sha1);
+  for (const QByteArray& line : head.split('\n')) {
+    const QByteArray lower = line.left(20).toLower();
+    if (lower.startsWith("x-mozilla-") || lower.startsWith("status:") || lower.startsWith("x-status:") ||
+        lower.startsWith("x-keywords:") || lower.startsWith("x-uid:") || lower.startsWith("content-length:"))
+      continue;
+    hash.addData(line.trimmed());
+  }
+  return QStringLiteral("h:") + QString::fromLatin1(hash.result().toHex().left(20));
+}
+
 // The Message-ID of a raw header block, without its angle brackets.
 QString messageIdOf(const QByteArray& head) {
   static const QByteArray name = QByteArrayLiteral("message-id:");
@@ -586,20 +605,21 @@ std::vector<ItemPtr> StoreFolder::parseMbox(const QString& absPath) {
   std::weak_ptr<StoreFolder> self = std::static_pointer_cast<StoreFolder>(shared_from_this());
   const QDateTime fileTime = QFileInfo(absPath).lastModified();
   std::map<qint64, std::shared_ptr<MailItem>> items;
+  QHash<QString, int> seen;  // how often a key came so far
   for (const MboxMessage& m : mbox_->index.messages()) {
+    QString key = stableMessageKey(m.head, messageIdOf(m.head));
+    if (const int n = seen[key]++) key += QStringLiteral("#%1").arg(n);
     std::shared_ptr<MailItem> item;
     const auto old = mbox_->items.find(m.offset);
     if (old != mbox_->items.end() && old->second->mboxStart() == m.start && old->second->size() == m.length &&
-        old->second->rawHead() == m.head) {
+        old->second->rawHead() == m.head && old->second->locator().uid == key) {
       item = old->second;
     } else {
       if (!LooksLikeMessage(m.head, &error)) {
         LogSkipped(QStringLiteral("%1 @%2").arg(absPath).arg(m.offset), error);
         continue;
       }
-      // Offset and Message-ID: the offset stays while the file grows; the
-      // Message-ID finds the message again after its program compacted the file.
-      Locator loc{relPath_, QString(), QString::number(m.offset) + QLatin1Char(':') + messageIdOf(m.head), QString()};
+      Locator loc{relPath_, QString(), key, QString()};
       item = std::make_shared<MailItem>(self, absPath, loc, m.head, m.length, fileTime, m.delivered, QString());
       item->setMboxRange(m.start, m.length);
     }
@@ -641,6 +661,9 @@ std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
     entry.skipped = entry.items.empty() ? lastSkip_ : QString();
     entry.size = size;
     entry.modified = modified;
+    // A message still being written is looked at again next time, even if
+    // the file stays as it is.
+    if (format_ == Format::Mbox && mbox_ && mbox_->index.pending()) entry.modified = -1;
   }
   auto s = store();
   if (!s || !s->anyHidden()) return entry.items;
@@ -652,6 +675,7 @@ std::vector<ItemPtr> StoreFolder::itemsOfFile(const QString& absPath) {
 
 std::vector<ItemPtr> StoreFolder::loadItems() {
   std::vector<ItemPtr> out;
+  if (auto s = store()) s->refreshHidden();
   const QStringList files = itemFiles();
   std::set<QString> present(files.begin(), files.end());
   for (auto it = cache_.begin(); it != cache_.end();) it = present.count(it->first) ? std::next(it) : cache_.erase(it);
@@ -670,6 +694,10 @@ std::vector<ItemPtr> StoreFolder::loadItems() {
 }
 
 model::ItemPtr StoreFolder::newItem(QString* error) {
+  if (!writable_) {
+    if (error) *error = QStringLiteral("%1: the folder is another program's and is only read").arg(absPath_);
+    return nullptr;
+  }
   if (format_ != Format::Maildir && format_ != Format::EmlDirectory) {
     if (error) *error = QStringLiteral("new items can only be added to mail folders");
     return nullptr;
@@ -678,6 +706,10 @@ model::ItemPtr StoreFolder::newItem(QString* error) {
 }
 
 bool StoreFolder::writeMessage(const QByteArray& bytes, QString* pathOut, QString* error) {
+  if (!writable_) {
+    if (error) *error = QStringLiteral("%1: the folder is another program's and is only read").arg(absPath_);
+    return false;
+  }
   if (format_ == Format::Maildir) {
     const QString unique = uniqueMaildirName();
     QDir(absPath_).mkpath(QStringLiteral("tmp"));
@@ -924,13 +956,15 @@ FileStore::FileStore(QString root) : root_(std::move(root)) {}
 
 namespace {
 
-QString overlayKey(const QString& kind, const QString& name, const QString& root) {
+// One overlay folder per store folder, however the store was named
+// (thunderbird:NAME or the profile's folder).
+QString overlayKey(const QString& root) {
+  const QString canonical = QFileInfo(root).canonicalFilePath();
   const QByteArray hash =
-      QCryptographicHash::hash((kind + QLatin1Char('\n') + name + QLatin1Char('\n') + root).toUtf8(),
-                               QCryptographicHash::Sha1)
+      QCryptographicHash::hash((canonical.isEmpty() ? root : canonical).toUtf8(), QCryptographicHash::Sha1)
           .toHex()
           .left(12);
-  QString readable = kind.isEmpty() ? QFileInfo(root).fileName() : kind + QLatin1Char('-') + name;
+  QString readable = QFileInfo(root).fileName();
   readable.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9._-]")), QStringLiteral("_"));
   return readable.left(40) + QLatin1Char('-') + QString::fromLatin1(hash);
 }
@@ -940,7 +974,7 @@ const char* const kOverlayDrafts = "Drafts";
 
 }  // namespace
 
-std::shared_ptr<FileStore> FileStore::open(const QString& rootIn, QString* error) {
+std::shared_ptr<FileStore> FileStore::open(const QString& rootIn, QString* error, bool readOnly) {
   const QFileInfo info(rootIn);
   if (!info.exists()) {
     if (error) *error = QStringLiteral("%1: no such folder").arg(rootIn);
@@ -958,8 +992,19 @@ std::shared_ptr<FileStore> FileStore::open(const QString& rootIn, QString* error
     const QString path = ini.read(QStringLiteral("Folders"), configKey(id), QString());
     if (!path.isEmpty()) store->configured_.insert(id, QDir::cleanPath(path));
   }
-  store->loadHidden();
+  store->readOnly_ = readOnly;
+  if (readOnly && !store->useOverlayDefaults(error)) return nullptr;
+  store->refreshHidden();
   return store;
+}
+
+bool FileStore::useOverlayDefaults(QString* error) {
+  if (!makeOverlay(error)) return false;
+  configured_.insert(model::olFolderDeletedItems,
+                     QLatin1String(kOverlayName) + QLatin1Char('/') + QLatin1String(kOverlayDeleted));
+  configured_.insert(model::olFolderDrafts, QLatin1String(kOverlayName) + QLatin1Char('/') + QLatin1String(kOverlayDrafts));
+  defaultCache_.clear();
+  return true;
 }
 
 std::shared_ptr<FileStore> FileStore::open(const StoreLayout& layout, QString* error) {
@@ -976,22 +1021,13 @@ std::shared_ptr<FileStore> FileStore::open(const StoreLayout& layout, QString* e
   for (const StoreMount& m : layout.mounts)
     if (m.role && !store->configured_.contains(m.role)) store->configured_.insert(m.role, m.name);
   // Deletions and drafts go into Ordolo's own folders, never into the profile.
-  QString why;
-  if (!store->makeOverlay(&why)) {
-    if (error) *error = why;
-    return nullptr;
-  }
-  store->configured_.insert(model::olFolderDeletedItems,
-                            QLatin1String(kOverlayName) + QLatin1Char('/') + QLatin1String(kOverlayDeleted));
-  store->configured_.insert(model::olFolderDrafts,
-                            QLatin1String(kOverlayName) + QLatin1Char('/') + QLatin1String(kOverlayDrafts));
-  store->loadHidden();
+  store->readOnly_ = true;
+  if (!store->useOverlayDefaults(error)) return nullptr;
+  store->refreshHidden();
   return store;
 }
 
-QString FileStore::overlayFolder() const {
-  return util::DataFolder() + QStringLiteral("overlay/") + overlayKey(kind_, profileName_, root_);
-}
+QString FileStore::overlayFolder() const { return util::DataFolder() + QStringLiteral("overlay/") + overlayKey(root_); }
 
 bool FileStore::makeOverlay(QString* error) const {
   const QString base = overlayFolder();
@@ -1009,8 +1045,15 @@ bool FileStore::makeOverlay(QString* error) const {
   return true;
 }
 
-void FileStore::loadHidden() {
-  QFile f(overlayFolder() + QStringLiteral("/hidden"));
+void FileStore::refreshHidden() const {
+  const QString path = overlayFolder() + QStringLiteral("/hidden");
+  struct stat st {};
+  const qint64 stamp = ::stat(QFile::encodeName(path).constData(), &st) == 0
+                           ? qint64(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec + st.st_size
+                           : -1;
+  if (stamp == hiddenStamp_) return;
+  hiddenStamp_ = stamp;
+  QFile f(path);
   if (!f.open(QIODevice::ReadOnly)) return;
   for (const QByteArray& line : f.readAll().split('\n'))
     if (!line.trimmed().isEmpty()) hidden_.insert(QString::fromLatin1(line.trimmed()));
@@ -1088,7 +1131,9 @@ std::optional<StoreFolder::Format> FileStore::formatOf(const QString& absPath, c
 QString FileStore::childPath(const QString& parentAbs, StoreFolder::Format parentFormat, const QString& name) {
   if (parentFormat == StoreFolder::Format::Mbox) return parentAbs + QStringLiteral(".sbd/") + name;
   const QString inside = parentAbs + QLatin1Char('/') + name;
-  if (parentFormat == StoreFolder::Format::Maildir && !QFileInfo::exists(inside)) {
+  // Inside a Maildir only ".Name" folders are subfolders (Maildir++): the
+  // others lie beside it, in Name.sbd/ (Thunderbird) or .Name.directory/ (KMail).
+  if (parentFormat == StoreFolder::Format::Maildir && !name.startsWith(QLatin1Char('.'))) {
     if (QFileInfo::exists(parentAbs + QStringLiteral(".sbd/") + name)) return parentAbs + QStringLiteral(".sbd/") + name;
     const QFileInfo self(parentAbs);
     const QString kmail = self.path() + QStringLiteral("/.") + self.fileName() + QStringLiteral(".directory/") + name;
@@ -1107,7 +1152,7 @@ std::shared_ptr<StoreFolder> FileStore::folderAt(const QString& relPathIn) const
   std::optional<StoreFolder::Format> format;
   const StoreMount* mount = nullptr;
   bool writable = !readOnly();
-  if (readOnly()) {
+  if (!mounts_.empty()) {
     for (const StoreMount& m : mounts_)
       if (m.name == parts[0]) mount = &m;
     if (mount) {
@@ -1144,7 +1189,7 @@ std::shared_ptr<StoreFolder> FileStore::folderAt(const QString& relPathIn) const
 std::vector<FolderPtr> FileStore::Folders() const {
   std::vector<FolderPtr> out;
   bool ownOverlay = false;
-  if (readOnly()) {
+  if (!mounts_.empty()) {
     for (const StoreMount& m : mounts_)
       if (auto f = folderAt(m.name)) {
         out.push_back(f);
@@ -1172,18 +1217,18 @@ std::vector<FolderPtr> FileStore::Folders() const {
 
 FolderPtr FileStore::folderByPath(const QString& path) const {
   if (auto f = folderAt(path)) return f;
-  // A path whose first name is not at the top: that name is a default
-  // folder called so (Inbox, Calendar, ...), else a folder of that name one
-  // level down (a mail program's account), regardless of case.
+  // A path whose first name is not at the top: that name is a folder one
+  // level down (a mail program's account's), else a default folder called
+  // so (Inbox, Calendar, ...), regardless of case.
   const QString head = path.section(QLatin1Char('/'), 0, 0).trimmed();
   const QString rest = path.section(QLatin1Char('/'), 1);
   if (head.isEmpty()) return nullptr;
   FolderPtr found;
-  for (int id : kDefaultIds)
-    if (!found && defaultNames(id).contains(head, Qt::CaseInsensitive)) found = GetDefaultFolder(id);
-  for (const FolderPtr& top : found ? std::vector<FolderPtr>() : Folders())
+  for (const FolderPtr& top : Folders())
     for (const FolderPtr& sub : top->Folders())
       if (!found && sub->Name().compare(head, Qt::CaseInsensitive) == 0) found = sub;
+  for (int id : kDefaultIds)
+    if (!found && defaultNames(id).contains(head, Qt::CaseInsensitive)) found = GetDefaultFolder(id);
   if (!found || rest.isEmpty()) return found;
   return folderAt(found->FolderPath() + QLatin1Char('/') + rest);
 }
@@ -1247,22 +1292,9 @@ model::ItemPtr FileStore::GetItemFromID(const QString& entryId, const QString&) 
     file = folder->absolutePath() + QLatin1Char('/') + d->fileName;
   }
   if (file.isEmpty()) return nullptr;
-  const std::vector<ItemPtr> items = folder->itemsOfFile(file);
-  // A message of an mbox that its program compacted since: by its Message-ID.
-  QString uid = d->uid;
-  if (folder->format() == StoreFolder::Format::Mbox &&
-      std::none_of(items.begin(), items.end(),
-                   [&uid](const ItemPtr& i) { return static_cast<const StoreItem*>(i.get())->locator().uid == uid; })) {
-    const QString messageId = uid.section(QLatin1Char(':'), 1);
-    if (messageId.isEmpty()) return nullptr;
-    for (const ItemPtr& item : items)
-      if (static_cast<const StoreItem*>(item.get())->locator().uid.section(QLatin1Char(':'), 1) == messageId)
-        return item;
-    return nullptr;
-  }
-  for (const ItemPtr& item : items) {
+  for (const ItemPtr& item : folder->itemsOfFile(file)) {
     const auto* s = static_cast<const StoreItem*>(item.get());
-    if (s->locator().uid != uid) continue;
+    if (s->locator().uid != d->uid) continue;
     if (d->recurrence.isEmpty() || s->locator().recurrence == d->recurrence) return item;
     // An occurrence: expand the series around the moment it stands for.
     QDateTime at = QDateTime::fromString(d->recurrence, QStringLiteral("yyyyMMddTHHmmss"));

@@ -140,8 +140,9 @@ struct StoreLayout {
 
 class FileStore : public model::Namespace, public std::enable_shared_from_this<FileStore> {
  public:
-  // Null and *error set when root is not a readable directory.
-  static std::shared_ptr<FileStore> open(const QString& root, QString* error = nullptr);
+  // Null and *error set when root is not a readable directory. A read-only
+  // store (another program's folders) writes only into its overlay folder.
+  static std::shared_ptr<FileStore> open(const QString& root, QString* error = nullptr, bool readOnly = false);
   // A read-only store of mounted folders; Ordolo's own Deleted Items and
   // Drafts are mounted beside them under the name kOverlayName.
   static std::shared_ptr<FileStore> open(const StoreLayout& layout, QString* error = nullptr);
@@ -175,7 +176,7 @@ class FileStore : public model::Namespace, public std::enable_shared_from_this<F
   const QString& profileName() const { return profileName_; }
   // How to name this store again (--store, the desktop program's setting).
   QString spec() const { return kind_.isEmpty() ? root_ : kind_ + QLatin1Char(':') + profileName_; }
-  bool readOnly() const { return !mounts_.empty(); }
+  bool readOnly() const { return readOnly_; }
   // Ordolo's own folder for this store: Deleted Items, Drafts and the list
   // of hidden items of sources it may not change.
   QString overlayFolder() const;
@@ -183,18 +184,23 @@ class FileStore : public model::Namespace, public std::enable_shared_from_this<F
   bool hide(const QString& entryId, QString* error);
   bool hidden(const QString& entryId) const { return hidden_.count(entryId) > 0; }
   bool anyHidden() const { return !hidden_.empty(); }
+  // Reads the list of hidden items again when another process changed it.
+  void refreshHidden() const;
 
  private:
   explicit FileStore(QString root);
   // Makes the overlay's mail folders; false and *error when it cannot.
   bool makeOverlay(QString* error) const;
-  void loadHidden();
+  // Sets Ordolo's own Deleted Items and Drafts as the default ones.
+  bool useOverlayDefaults(QString* error);
   QString root_;
   QString kind_, profileName_;
+  bool readOnly_ = false;
   std::vector<StoreMount> mounts_;
   QString user_, userAddress_;
   QHash<int, QString> configured_;
-  std::set<QString> hidden_;
+  mutable std::set<QString> hidden_;
+  mutable qint64 hiddenStamp_ = -1;  // the hidden list's change time when read
   mutable std::map<QString, std::shared_ptr<StoreFolder>> folders_;
   mutable QHash<int, QString> defaultCache_;
 };

@@ -38,23 +38,28 @@ bool datedFromLine(const char* p, qint64 n) {
   return clock && spaces >= 4;
 }
 
-// X-Mozilla-Status 0x0008: deleted in Thunderbird, not yet compacted away.
-bool expunged(const QByteArray& head) {
+// Where in the header block the value of X-Mozilla-Status begins; -1 when
+// it has none.
+int statusValueAt(const QByteArray& head) {
   static const QByteArray name = QByteArrayLiteral("x-mozilla-status:");
   for (int at = 0; at < head.size();) {
     if (head.size() - at > name.size() && qstrnicmp(head.constData() + at, name.constData(), name.size()) == 0) {
-      bool ok = false;
-      const int end = head.indexOf('\n', at);
-      const uint flags = head.mid(at + name.size(), (end < 0 ? head.size() : end) - at - name.size())
-                             .trimmed()
-                             .toUInt(&ok, 16);
-      return ok && (flags & 0x0008);
+      int value = at + name.size();
+      while (value < head.size() && (head[value] == ' ' || head[value] == '\t')) ++value;
+      return value;
     }
     const int nl = head.indexOf('\n', at);
     if (nl < 0) break;
     at = nl + 1;
   }
-  return false;
+  return -1;
+}
+
+// X-Mozilla-Status 0x0008: deleted in Thunderbird, not yet compacted away.
+bool expungedStatus(const QByteArray& fourHexDigits) {
+  bool ok = false;
+  const uint flags = fourHexDigits.left(4).toUInt(&ok, 16);
+  return ok && (flags & 0x0008);
 }
 
 }  // namespace
@@ -86,10 +91,17 @@ bool MboxIndex::update(const QString& path, QString* error) {
     const qint64 probeAt = qMax<qint64>(0, resumeAt_ - kProbe);
     if (f.open(QIODevice::ReadOnly) && f.seek(probeAt) && f.read(resumeAt_ - probeAt + 5) == probe_) from = resumeAt_;
   }
+  // The messages before stay, but for those deleted meanwhile.
   std::vector<MboxMessage> kept;
-  if (from > 0)
-    for (MboxMessage& m : messages_)
-      if (m.offset < from) kept.push_back(std::move(m));
+  if (from > 0) {
+    QFile f(path);
+    const bool open = f.open(QIODevice::ReadOnly);
+    for (MboxMessage& m : messages_) {
+      if (m.offset >= from) continue;
+      if (open && m.statusAt >= 0 && f.seek(m.statusAt) && expungedStatus(f.read(4))) continue;
+      kept.push_back(std::move(m));
+    }
+  }
   messages_ = std::move(kept);
   inode_ = st.st_ino;
   if (!scan(path, from, size, quiet, error)) {
@@ -119,7 +131,9 @@ bool MboxIndex::scan(const QString& path, qint64 from, qint64 size, bool quiet, 
 
   auto finish = [&](qint64 end) {
     current.length = qMax<qint64>(0, end - current.start);
-    if (!expunged(current.head)) messages_.push_back(std::move(current));
+    const int status = statusValueAt(current.head);
+    current.statusAt = status < 0 ? -1 : current.start + status;
+    if (status < 0 || !expungedStatus(current.head.mid(status, 4))) messages_.push_back(std::move(current));
     current = MboxMessage();
   };
 
@@ -191,13 +205,11 @@ bool MboxIndex::scan(const QString& path, qint64 from, qint64 size, bool quiet, 
     if (!hasNewline && eof) break;
   }
 
-  // The last message: complete when it ends in an empty line or when the
-  // file has been left alone for a while; else it is read again next time.
+  // The last message: complete once the file has been left alone for a
+  // while; else it is read again next time.
   resumeAt_ = lastFrom >= 0 ? lastFrom : from;
-  if (inMessage) {
-    if (prevBlank && blankAt >= 0) finish(blankAt);
-    else if (quiet) finish(size);
-  }
+  pending_ = inMessage && !quiet;
+  if (inMessage && quiet) finish(prevBlank && blankAt >= 0 ? blankAt : size);
   const qint64 probeAt = qMax<qint64>(0, resumeAt_ - kProbe);
   probe_.clear();
   if (f.seek(probeAt)) probe_ = f.read(resumeAt_ - probeAt + 5);
@@ -226,7 +238,8 @@ QByteArray UnquoteFromLines(const QByteArray& bytes) {
   return out;
 }
 
-QByteArray ReadMboxMessage(const QString& path, qint64 start, qint64 length, QString* error) {
+QByteArray ReadMboxMessage(const QString& path, qint64 start, qint64 length, const QByteArray& head,
+                           QString* error) {
   if (length > kMaxMailFileSize) {
     if (error) *error = QStringLiteral("larger than %1 MB").arg(kMaxMailFileSize / (1024 * 1024));
     return {};
@@ -241,8 +254,8 @@ QByteArray ReadMboxMessage(const QString& path, qint64 start, qint64 length, QSt
     if (error) *error = QStringLiteral("the mbox file changed since it was listed");
     return {};
   }
-  // Still a message where the list saw one: the file may have been compacted.
-  if (!LooksLikeMessage(bytes)) {
+  // Still the message the list saw there: the file may have been compacted.
+  if (!bytes.startsWith(head) || !LooksLikeMessage(bytes)) {
     if (error) *error = QStringLiteral("the mbox file changed since it was listed");
     return {};
   }

@@ -19,18 +19,23 @@ struct MboxMessage {
   qint64 length = 0;  // of the message, without the empty line that ends it
   QByteArray head;    // the header block, without the empty line after it
   QDateTime delivered;  // from the "From " line; invalid when it has none
+  qint64 statusAt = -1;  // where its X-Mozilla-Status value lies, if it has one
 };
 
 class MboxIndex {
  public:
   // Indexes the file. When it only grew since the last call, only what is
-  // new is read (from the last message on, which may have been partial).
-  // A last message still being written (the file changed moments ago and
-  // does not end in an empty line) is left for the next call. Messages
-  // their mail program marked deleted but did not remove yet are left out.
-  // False and *error when the file cannot be read; what was indexed stays.
+  // new is read (from the last message on), and the deletion marks of the
+  // messages before are looked at again (Thunderbird sets them in place).
+  // The last message counts once the file has been left alone for two
+  // seconds: until then it may still be being written (mail programs write
+  // a message in pieces, empty lines included), and it is left for the next
+  // call. Messages their mail program marked deleted but did not remove yet
+  // are left out. False and *error when the file cannot be read.
   bool update(const QString& path, QString* error);
   const std::vector<MboxMessage>& messages() const { return messages_; }
+  // Whether the last update left a message for the next one.
+  bool pending() const { return pending_; }
   // How many bytes the last update read (a full read is the file's size).
   qint64 lastRead() const { return lastRead_; }
 
@@ -41,11 +46,14 @@ class MboxIndex {
   qint64 resumeAt_ = -1;  // the "From " line the next update reads from
   QByteArray probe_;       // the bytes before resumeAt_, to tell growth from change
   qint64 lastRead_ = 0;
+  bool pending_ = false;
 };
 
 // A message's bytes with the quoting of its "From " lines undone; empty and
-// *error set when they cannot be read.
-QByteArray ReadMboxMessage(const QString& path, qint64 start, qint64 length, QString* error);
+// *error set when they cannot be read, or when they no longer begin with
+// `head` (the file was rewritten since it was indexed).
+QByteArray ReadMboxMessage(const QString& path, qint64 start, qint64 length, const QByteArray& head,
+                           QString* error);
 // Undoes the quoting: one '>' less before every line that reads ">...>From ".
 QByteArray UnquoteFromLines(const QByteArray& bytes);
 // Whether a file holds an mbox: it begins with a "From " line; an empty file

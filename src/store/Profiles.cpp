@@ -621,9 +621,30 @@ std::shared_ptr<FileStore> OpenStore(const QString& spec, QString* error) {
   const QFileInfo info(spec);
   QString why;
   if (info.isDir()) {
-    auto opened = isThunderbirdProfile(spec)
-                      ? FileStore::open(ThunderbirdLayout(info.absoluteFilePath(), info.fileName()), &why)
-                      : FileStore::open(spec, &why);
+    std::shared_ptr<FileStore> opened;
+    if (isThunderbirdProfile(spec)) {
+      opened = FileStore::open(ThunderbirdLayout(info.absoluteFilePath(), info.fileName()), &why);
+    } else {
+      // A mail program's folder given by its path is theirs all the same:
+      // its own store when it is one, else read-only.
+      const QString own = info.canonicalFilePath();
+      auto within = [](const QString& a, const QString& b) {
+        return a == b || a.startsWith(b + QLatin1Char('/')) || b.startsWith(a + QLatin1Char('/'));
+      };
+      bool theirs = false;
+      const FoundStores found = FindStores();
+      for (const StoreLayout& layout : found.stores) {
+        if (QFileInfo(layout.root).canonicalFilePath() == own) {
+          opened = FileStore::open(layout, &why);
+          break;
+        }
+        for (const StoreMount& m : layout.mounts) {
+          const QString mount = QFileInfo(m.path).canonicalFilePath();
+          theirs = theirs || (!mount.isEmpty() && within(own, mount));
+        }
+      }
+      if (!opened && why.isEmpty()) opened = FileStore::open(spec, &why, theirs);
+    }
     if (!opened && error) *error = lang::text(lang::Msg::ErrStoreOpen).arg(spec, why);
     return opened;
   }

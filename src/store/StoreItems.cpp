@@ -588,7 +588,7 @@ KMime::Message* MailItem::head() const {
 
 QByteArray MailItem::rawBytes(QString* error) const {
   if (!rawMessage_.isEmpty() || path_.isEmpty()) return rawMessage_;
-  if (inMbox()) return ReadMboxMessage(path_, mboxStart_, size_, error);
+  if (inMbox()) return ReadMboxMessage(path_, mboxStart_, size_, rawHead_, error);
   QFile f(path_);
   if (f.size() > kMaxMailFileSize) {
     if (error) *error = QStringLiteral("larger than %1 MB").arg(kMaxMailFileSize / (1024 * 1024));

@@ -44,6 +44,11 @@ EmlImportResult ImportEml(store::FileStore& store, const QStringList& files) {
 
   auto drafts = std::dynamic_pointer_cast<store::StoreFolder>(store.GetDefaultFolder(model::olFolderDrafts));
   std::shared_ptr<store::FileStore> reopened;
+  if (!drafts && store.readOnly()) {
+    // Another program's folders: nothing is made in them.
+    result.error = lang::text(lang::Msg::ErrDraftsMissing).arg(store.overlayFolder());
+    return result;
+  }
   if (!drafts) {
     // No Drafts folder yet: made as a Maildir, then found by a fresh look.
     const QString path = store.root() + QStringLiteral("/Drafts");

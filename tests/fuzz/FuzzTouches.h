@@ -241,7 +241,7 @@ inline Outcome touchMbox(ScratchStore& scratch, const QByteArray& bytes) {
   for (size_t i = 0; i < whole.messages().size(); ++i) {
     const store::MboxMessage &a = grown.messages()[i], &b = whole.messages()[i];
     if (a.offset != b.offset || a.start != b.start || a.length != b.length || a.head != b.head) __builtin_trap();
-    use(store::ReadMboxMessage(path, b.start, qMin<qint64>(b.length, 1 << 20), nullptr).size());
+    use(store::ReadMboxMessage(path, b.start, b.length, b.head, nullptr).size());
   }
   // The store reads the file as it was given.
   scratch.writeFile("box.mbox", bytes);

@@ -6,6 +6,7 @@
 #include "store/Databases.h"
 #include "store/Profiles.h"
 #include "store/StoreItems.h"
+#include "tools/EmlImport.h"
 
 #include <QCryptographicHash>
 #include <QDirIterator>
@@ -144,7 +145,13 @@ TEST_F(MailProgramsTest, ThunderbirdProfileIsFoundAndReadAsThunderbirdShowsIt) {
   auto calendar = s->GetDefaultFolder(model::olFolderCalendar);
   ASSERT_TRUE(calendar);
   EXPECT_EQ(calendar->Name(), "Home");
-  EXPECT_EQ(subjects(calendar), QStringList({"Team meeting", "Company holiday"}));
+  EXPECT_EQ(subjects(calendar), QStringList({"Team meeting", "Company holiday", "Tricky\nSTATUS:CANCELLED"}));
+  // Values with lines and separators stay the values they are.
+  auto tricky = named(calendar, "Tricky\nSTATUS:CANCELLED");
+  ASSERT_TRUE(tricky);
+  EXPECT_EQ(tricky->text("Body"), "Plain: text; with, marks");
+  EXPECT_FALSE(tricky->get("X-INJECTED").isValid());
+  EXPECT_TRUE(tricky->text("X-ALT-DESC").contains("END:VEVENT")) << tricky->text("X-ALT-DESC").toStdString();
   auto meeting = named(calendar, "Team meeting");
   ASSERT_TRUE(meeting);
   EXPECT_EQ(meeting->text("Location"), "Room 4");
@@ -198,7 +205,8 @@ TEST_F(MailProgramsTest, DeletingFromAProfileNeverWritesIntoIt) {
   s = open("thunderbird");
   EXPECT_EQ(subjects(s->folderByPath("Inbox")), QStringList({"Minutes"}));
   EXPECT_FALSE(subjects(s->GetDefaultFolder(model::olFolderContacts), "FullName").contains("Anna Berg"));
-  EXPECT_EQ(subjects(s->GetDefaultFolder(model::olFolderCalendar)), QStringList({"Team meeting"}));
+  EXPECT_EQ(subjects(s->GetDefaultFolder(model::olFolderCalendar)),
+            QStringList({"Team meeting", "Tricky\nSTATUS:CANCELLED"}));
   // A profile's own Trash is an mbox: drafts and deletions never go there.
   EXPECT_EQ(s->GetDefaultFolder(model::olFolderDrafts)->FolderPath(), "Ordolo/Drafts");
   auto draft = s->GetDefaultFolder(model::olFolderDrafts)->GetItems()->Add();
@@ -312,4 +320,39 @@ TEST_F(MailProgramsTest, VdirsOfVdirsyncerKhalAndKhard) {
   QString why;
   EXPECT_FALSE(store::OpenStore("vdir:nothing", &why));
   EXPECT_TRUE(why.contains("vdir:nothing")) << why.toStdString();
+}
+
+// A mail program's folder named by its path is still the program's: its
+// own store where it is one, read-only where it holds one; and
+// KMail's subfolder called "new" is that folder, not the Maildir's new/.
+TEST_F(MailProgramsTest, TheirFoldersNamedByPathAreReadOnlyToo) {
+  const QString data = programs::kmail(home());
+  const QString mail = data + "local-mail";
+  for (const char* sub : {"/cur", "/new", "/tmp"}) QDir().mkpath(mail + "/.inbox.directory/new" + sub);
+  programs::write(mail + "/.inbox.directory/new/cur/1772440200.R3.host:2,S",
+                  programs::message("In the folder new", "a@example.org", "Mon, 02 Mar 2026 08:15:00 +0100", "x\n"));
+  const auto before = snapshot(mail);
+
+  auto whole = open(mail);
+  ASSERT_TRUE(whole);
+  EXPECT_EQ(whole->kind(), "kmail");
+  EXPECT_EQ(subjects(whole->folderByPath("Local Folders/inbox/new")), QStringList({"In the folder new"}));
+
+  // The folder that holds KMail's folders, as a folder store.
+  auto inside = open(data);
+  ASSERT_TRUE(inside);
+  EXPECT_TRUE(inside->kind().isEmpty());
+  EXPECT_TRUE(inside->readOnly());
+  auto item = named(inside->folderByPath("local-mail/inbox"), "KMail inbox mail");
+  ASSERT_TRUE(item);
+  QString why;
+  ASSERT_TRUE(item->Delete(&why)) << why.toStdString();
+  EXPECT_TRUE(item->DeletedTo().startsWith(inside->overlayFolder()));
+  const QString eml = programs::message("Imported", "a@example.org", "Mon, 02 Mar 2026 08:15:00 +0100", "x\n");
+  programs::write(home() + "/in.eml", eml.toUtf8());
+  const tools::EmlImportResult imported = tools::ImportEml(*inside, {home() + "/in.eml"});
+  EXPECT_EQ(imported.imported, 1) << imported.error.toStdString();
+  ASSERT_EQ(imported.drafts.size(), 1);
+  EXPECT_TRUE(imported.drafts[0].startsWith(inside->overlayFolder()));
+  EXPECT_EQ(snapshot(mail), before);
 }

@@ -13,6 +13,7 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QLocale>
 #include <QString>
@@ -20,6 +21,7 @@
 #include <QTimeZone>
 
 #include <sqlite3.h>
+#include <sys/time.h>
 
 #include <gtest/gtest.h>
 
@@ -30,6 +32,20 @@ inline void write(const QString& path, const QByteArray& bytes) {
   QFile f(path);
   ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
   f.write(bytes);
+}
+
+inline QByteArray readAll(const QString& path) {
+  QFile f(path);
+  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Sets every file below root an hour back: what a program wrote a while ago
+// (an mbox's last message counts once its file has been left alone).
+inline void settleTree(const QString& root) {
+  const qint64 past = QDateTime::currentSecsSinceEpoch() - 3600;
+  const struct timeval times[2] = {{past, 0}, {past, 0}};
+  QDirIterator it(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+  while (it.hasNext()) ::utimes(QFile::encodeName(it.next()).constData(), times);
 }
 
 inline void exec(sqlite3* db, const QByteArray& sql) {
@@ -183,6 +199,17 @@ inline void thunderbirdCalendar(const QString& path, const QString& home, const 
   // All day, a date: kept as midnight UTC.
   event(home, "holiday-1", "Company holiday", 8, prtimeFloating(QDate(2026, 3, 20)), prtimeFloating(QDate(2026, 3, 21)),
         "floating");
+  // Values that would break the text they are written into: lines and
+  // separators in a title, a class, a parameter, and HTML over many lines.
+  event(home, "tricky-1", "Tricky\r\nSTATUS:CANCELLED", 0, prtime(berlinAt(2026, 3, 5, 9)),
+        prtime(berlinAt(2026, 3, 5, 10)), "Europe/Berlin");
+  exec(db, "UPDATE cal_events SET privacy = 'PUBLIC\nX-INJECTED:1' WHERE id = 'tricky-1'");
+  exec(db, "INSERT INTO cal_properties VALUES ('tricky-1', 'DESCRIPTION', 'Plain: text; with, marks', NULL, NULL, " +
+               quoted(home) + ")");
+  exec(db, "INSERT INTO cal_parameters VALUES (" + quoted(home) +
+               ", 'tricky-1', NULL, NULL, 'DESCRIPTION', 'ALTREP', 'data:text/html,%3Cp%3EPlain%3C/p%3E')");
+  exec(db, "INSERT INTO cal_properties VALUES ('tricky-1', 'X-ALT-DESC', '<p>Hi</p>\nEND:VEVENT\nBEGIN:VEVENT\n"
+           "SUMMARY:Ghost', NULL, NULL, " + quoted(home) + ")");
   // Deleted while offline: gone for the user.
   event(home, "gone-1", "Deleted offline", 0, prtime(berlinAt(2026, 3, 3, 9)), prtime(berlinAt(2026, 3, 3, 10)), "UTC",
         QStringLiteral("NULL"), 4);
@@ -290,6 +317,7 @@ inline ThunderbirdProfile thunderbird(const QString& home) {
                          {{QStringLiteral("w1"), QStringLiteral("DisplayName=Werner Work"),
                            QStringLiteral("PrimaryEmail=werner@example.com")}});
   thunderbirdCalendar(p.profile + QStringLiteral("/calendar-data/local.sqlite"), p.homeCalendar, other);
+  settleTree(p.profile);
   return p;
 }
 
