@@ -42,16 +42,25 @@ FileState stateOf(const QString& path) {
 // The files a database is: the file, its write-ahead log, its rollback journal.
 const char* const kCompanions[] = {"", "-wal", "-journal"};
 
+// Sizes and times, and what SQLite itself counts: the database's change
+// counter (bytes 24-27, one more for each write) and the log's header (its
+// salts change when the log starts over). Times alone can miss a change on
+// file systems that keep them coarsely, and a database keeps its size.
 struct DatabaseState {
   FileState files[3];
+  QByteArray counters;
   bool operator==(const DatabaseState& o) const {
-    return files[0] == o.files[0] && files[1] == o.files[1] && files[2] == o.files[2];
+    return files[0] == o.files[0] && files[1] == o.files[1] && files[2] == o.files[2] && counters == o.counters;
   }
 };
 
 DatabaseState databaseState(const QString& path) {
   DatabaseState s;
   for (int i = 0; i < 3; ++i) s.files[i] = stateOf(path + QLatin1String(kCompanions[i]));
+  QFile db(path);
+  if (db.open(QIODevice::ReadOnly) && db.seek(24)) s.counters = db.read(4);
+  QFile wal(path + QStringLiteral("-wal"));
+  if (wal.open(QIODevice::ReadOnly)) s.counters += wal.read(32);
   return s;
 }
 
@@ -529,7 +538,9 @@ DatabaseText thunderbirdCalendar(sqlite3* db, const QString& selector) {
       for (const auto& [name, value] : p->second) {
         // A property name is letters, digits and "-"; anything else is no property.
         static const QRegularExpression propertyName(QStringLiteral("^[A-Za-z0-9-]+$"));
-        if (!propertyName.match(name).hasMatch()) continue;
+        if (!propertyName.match(name).hasMatch() || name.compare(QLatin1String("BEGIN"), Qt::CaseInsensitive) == 0 ||
+            name.compare(QLatin1String("END"), Qt::CaseInsensitive) == 0)
+          continue;
         QByteArray line = name.toUtf8();
         if (const auto params = parameters.find({key, name}); params != parameters.end())
           for (const QString& param : params->second) line += ';' + param.toUtf8();

@@ -1,6 +1,7 @@
 // libFuzzer entry point, one binary per reader: the bytes of one input (kind
 // chosen by ORDOLO_FUZZ_TOUCH at build time) through the reader and
 // everything the program does with what it read (FuzzTouches.h, FuzzTexts.h).
+#include "fuzz/FuzzMailPrograms.h"
 #include "fuzz/FuzzTexts.h"
 
 #include <cstddef>

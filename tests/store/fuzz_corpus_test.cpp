@@ -3,6 +3,7 @@
 // (tests/fuzz/FuzzTouches.h). Inputs that once crashed stay in the corpus,
 // so a crash here is a regression. Named seeds also pin the outcome:
 // good-* files must parse into items, bad-* files must be refused with a reason.
+#include "fuzz/FuzzMailPrograms.h"
 #include "fuzz/FuzzTexts.h"
 
 #include <gtest/gtest.h>
@@ -79,6 +80,16 @@ TEST(FuzzCorpus, ExcelTemplatesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds
 TEST(FuzzCorpus, PackagesNeverCrashAndSeedsKeepTheirOutcome) { expectSeeds(replay("package", fuzz::touchPackage)); }
 
 TEST(FuzzCorpus, MboxFilesNeverCrashAndReadTheSameGrownOrWhole) { expectSeeds(replay("mbox", fuzz::touchMbox)); }
+
+TEST(FuzzCorpus, MailProgramsSettingsAndDatabaseValuesNeverCrashOrBreakTheirText) {
+  // The finder looks at HOME and the XDG folders: the test's own come back after.
+  const QByteArray home = qgetenv("HOME"), ordoloHome = qgetenv("ORDOLO_HOME");
+  expectGoodSeeds(replay("profiles", fuzz::touchProfiles));
+  expectGoodSeeds(replay("databases", fuzz::touchDatabases));
+  qputenv("HOME", home);
+  if (ordoloHome.isEmpty()) qunsetenv("ORDOLO_HOME");
+  else qputenv("ORDOLO_HOME", ordoloHome);
+}
 
 TEST(FuzzCorpus, MaildirNamesNeverCrashAndLeadBackToTheirMail) {
   expectGoodSeeds(replay("maildir_name", fuzz::touchMaildirName));
