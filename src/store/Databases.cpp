@@ -211,8 +211,8 @@ QString lastError(sqlite3* db) { return QString::fromUtf8(sqlite3_errmsg(db)); }
 
 // ----------------------------------------------------------------- vCards
 
-// A text value as vCard writes it.
-QByteArray vcardText(const QString& value) {
+// A text value as vCard and iCalendar write it (both escape alike).
+QByteArray escapedText(const QString& value) {
   QString v = value;
   v.replace(QLatin1Char('\\'), QLatin1String("\\\\"))
       .replace(QLatin1Char(','), QLatin1String("\\,"))
@@ -227,7 +227,7 @@ void addLine(QByteArray& card, const char* name, const QString& value) {
   if (value.trimmed().isEmpty()) return;
   card += name;
   card += ':';
-  card += vcardText(value);
+  card += escapedText(value);
   card += "\r\n";
 }
 
@@ -240,9 +240,9 @@ QByteArray cardFromProperties(const QString& uid, const QHash<QString, QString>&
     display = (p.value(QStringLiteral("FirstName")) + QLatin1Char(' ') + p.value(QStringLiteral("LastName"))).trimmed();
   if (display.isEmpty()) display = p.value(QStringLiteral("PrimaryEmail"));
   addLine(card, "FN", display);
-  card += "N:" + vcardText(p.value(QStringLiteral("LastName"))) + ';' + vcardText(p.value(QStringLiteral("FirstName"))) +
-          ';' + vcardText(p.value(QStringLiteral("AdditionalNames"))) + ';' +
-          vcardText(p.value(QStringLiteral("NamePrefix"))) + ';' + vcardText(p.value(QStringLiteral("NameSuffix"))) +
+  card += "N:" + escapedText(p.value(QStringLiteral("LastName"))) + ';' + escapedText(p.value(QStringLiteral("FirstName"))) +
+          ';' + escapedText(p.value(QStringLiteral("AdditionalNames"))) + ';' +
+          escapedText(p.value(QStringLiteral("NamePrefix"))) + ';' + escapedText(p.value(QStringLiteral("NameSuffix"))) +
           "\r\n";
   addLine(card, "NICKNAME", p.value(QStringLiteral("NickName")));
   addLine(card, "EMAIL;TYPE=INTERNET,PREF", p.value(QStringLiteral("PrimaryEmail")));
@@ -254,7 +254,7 @@ QByteArray cardFromProperties(const QString& uid, const QHash<QString, QString>&
   addLine(card, "TEL;TYPE=CELL", p.value(QStringLiteral("CellularNumber")));
   for (const char* where : {"Home", "Work"}) {
     const QString w = QLatin1String(where);
-    auto part = [&](const char* field) { return vcardText(p.value(w + QLatin1String(field))); };
+    auto part = [&](const char* field) { return escapedText(p.value(w + QLatin1String(field))); };
     // Address2 is the extended address, Address the street.
     const QByteArray adr = part("POBox") + ';' + part("Address2") + ';' + part("Address") + ';' + part("City") + ';' +
                            part("State") + ';' + part("ZipCode") + ';' + part("Country");
@@ -263,7 +263,7 @@ QByteArray cardFromProperties(const QString& uid, const QHash<QString, QString>&
   addLine(card, "TITLE", p.value(QStringLiteral("JobTitle")));
   const QString org = p.value(QStringLiteral("Company"));
   const QString department = p.value(QStringLiteral("Department"));
-  if (!org.isEmpty() || !department.isEmpty()) card += "ORG:" + vcardText(org) + ';' + vcardText(department) + "\r\n";
+  if (!org.isEmpty() || !department.isEmpty()) card += "ORG:" + escapedText(org) + ';' + escapedText(department) + "\r\n";
   addLine(card, "URL;TYPE=WORK", p.value(QStringLiteral("WebPage1")));
   addLine(card, "URL;TYPE=HOME", p.value(QStringLiteral("WebPage2")));
   const int year = p.value(QStringLiteral("BirthYear")).toInt(), month = p.value(QStringLiteral("BirthMonth")).toInt(),
@@ -284,7 +284,7 @@ QByteArray withUid(QByteArray card, const QString& uid) {
   if (card.contains("\nUID:") || card.contains("\nUID;") || uid.isEmpty()) return card;
   const int at = card.indexOf('\n', card.indexOf("VERSION"));
   if (at < 0) return card;
-  return card.insert(at + 1, "UID:" + vcardText(uid) + "\r\n");
+  return card.insert(at + 1, "UID:" + escapedText(uid) + "\r\n");
 }
 
 DatabaseText thunderbirdBook(sqlite3* db) {
@@ -327,7 +327,7 @@ DatabaseText thunderbirdBook(sqlite3* db) {
         const auto found = cards.find(member);
         const QString address = found == cards.end() ? QString() : found->second.value(QStringLiteral("PrimaryEmail"));
         if (address.isEmpty()) {
-          card += "MEMBER:urn:uuid:" + vcardText(member) + "\r\n";
+          card += "MEMBER:urn:uuid:" + escapedText(member) + "\r\n";
           continue;
         }
         const QString name = found->second.value(QStringLiteral("DisplayName"));
@@ -379,16 +379,6 @@ DatabaseText evolutionBook(sqlite3* db) {
 constexpr qint64 kFlagAllDay = 8;
 constexpr qint64 kFlagRecurrenceIdAllDay = 512;
 
-QByteArray icalText(const QString& value) {
-  QString v = value;
-  v.replace(QLatin1Char('\\'), QLatin1String("\\\\"))
-      .replace(QLatin1Char(';'), QLatin1String("\\;"))
-      .replace(QLatin1Char(','), QLatin1String("\\,"))
-      .replace(QLatin1String("\r\n"), QLatin1String("\\n"))
-      .replace(QLatin1Char('\n'), QLatin1String("\\n"))
-      .replace(QLatin1Char('\r'), QLatin1String("\\n"));
-  return v.toUtf8();
-}
 
 // A value kept as iCalendar writes it (a list already joined, a URI), or a
 // name: on one line, whatever the file held.
@@ -512,11 +502,11 @@ DatabaseText thunderbirdCalendar(sqlite3* db, const QString& selector) {
     const bool allDay = flags & kFlagAllDay;
     const ItemKey key{q.text("id"), q.has("recurrence_id") ? QString::number(q.integer("recurrence_id")) : QString()};
     QByteArray c = todos ? "BEGIN:VTODO\r\n" : "BEGIN:VEVENT\r\n";
-    c += "UID:" + icalText(key.item) + "\r\n";
+    c += "UID:" + escapedText(key.item) + "\r\n";
     if (q.has("recurrence_id"))
       c += icalTime("RECURRENCE-ID", q.integer("recurrence_id"), q.text("recurrence_id_tz"),
                     flags & kFlagRecurrenceIdAllDay);
-    if (!q.text("title").isEmpty()) c += "SUMMARY:" + icalText(q.text("title")) + "\r\n";
+    if (!q.text("title").isEmpty()) c += "SUMMARY:" + escapedText(q.text("title")) + "\r\n";
     if (todos) {
       if (q.has("todo_entry")) c += icalTime("DTSTART", q.integer("todo_entry"), q.text("todo_entry_tz"), allDay);
       if (q.has("todo_due")) c += icalTime("DUE", q.integer("todo_due"), q.text("todo_due_tz"), allDay);
@@ -548,7 +538,7 @@ DatabaseText thunderbirdCalendar(sqlite3* db, const QString& selector) {
         // text (X- properties too) is kept plain and escaped here.
         const bool raw = name == QLatin1String("CATEGORIES") || name == QLatin1String("URL") ||
                          name == QLatin1String("RESOURCES");
-        c += line + ':' + (raw ? oneLine(value) : icalText(value)) + "\r\n";
+        c += line + ':' + (raw ? oneLine(value) : escapedText(value)) + "\r\n";
       }
     }
     for (const auto* table : {&attendees, &alarms, &attachments, &relations})
