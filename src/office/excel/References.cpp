@@ -26,7 +26,9 @@ bool parseCellToken(const QString& t, QString* col, int* row, bool* rowAbs) {
   if (i < n && t[i] == QLatin1Char('$')) ++i;
   const int letters = i;
   int colValue = 0;
-  while (i < n && isLetter(t[i])) colValue = colValue * 26 + (t[i++].toUpper().unicode() - 'A' + 1);
+  // At most one letter more than a column has: a longer name (a defined
+  // name, a function) is no reference, and its value would overflow.
+  while (i < n && isLetter(t[i]) && i - letters < 4) colValue = colValue * 26 + (t[i++].toUpper().unicode() - 'A' + 1);
   if (i == letters || i - letters > 3 || colValue > kMaxColumn) return false;
   *col = t.left(i);
   *rowAbs = i < n && t[i] == QLatin1Char('$');
