@@ -8,6 +8,7 @@
 #include <KContacts/VCardConverter>
 #include <KMime/Message>
 
+#include <QCryptographicHash>
 #include <QFile>
 #include <QHash>
 #include <QTimeZone>
@@ -72,6 +73,66 @@ QByteArray withoutKnownZones(const QByteArray& text) {
   return out;
 }
 
+bool startsWithNoCase(const char* at, const char* end, const char* word) {
+  const qsizetype n = qstrlen(word);
+  return end - at >= n && qstrnicmp(at, word, n) == 0;
+}
+
+// Gives every event, task, journal and free/busy block without a UID one made
+// from its own text. Without it the calendar library makes one itself from
+// its properties as strings it has already handed back to its scratch ring:
+// with many properties, or a REQUEST-STATUS with a third part, it reads
+// freed memory, and the UID (so the entry id) can change from read to read.
+QByteArray withUids(const QByteArray& text) {
+  struct Open {
+    qsizetype begin;     // start of the BEGIN line
+    qsizetype body;      // just after it
+    bool needsUid;       // a component that carries a UID
+    bool hasUid = false;
+  };
+  std::vector<Open> stack;
+  std::vector<std::pair<qsizetype, QByteArray>> inserts;  // position, line
+  const char* data = text.constData();
+  const qsizetype size = text.size();
+  for (qsizetype at = 0; at < size;) {
+    const char* nl = static_cast<const char*>(memchr(data + at, '\n', size - at));
+    const qsizetype next = nl ? nl - data + 1 : size;
+    const char* line = data + at;
+    const char* end = data + next;
+    if (startsWithNoCase(line, end, "BEGIN:")) {
+      QByteArray name = QByteArray(line + 6, end - line - 6).trimmed().toUpper();
+      const bool carries = name == "VEVENT" || name == "VTODO" || name == "VJOURNAL" || name == "VFREEBUSY";
+      stack.push_back({at, next, carries});
+    } else if (startsWithNoCase(line, end, "END:")) {
+      if (!stack.empty()) {
+        const Open open = stack.back();
+        stack.pop_back();
+        if (open.needsUid && !open.hasUid) {
+          const QByteArray hash = QCryptographicHash::hash(text.mid(open.begin, next - open.begin),
+                                                           QCryptographicHash::Sha1).toHex();
+          const bool crlf = open.body >= 2 && data[open.body - 2] == '\r';
+          inserts.emplace_back(open.body, "UID:ordolo-" + hash + (crlf ? "\r\n" : "\n"));
+        }
+      }
+    } else if (!stack.empty() && (startsWithNoCase(line, end, "UID:") || startsWithNoCase(line, end, "UID;"))) {
+      stack.back().hasUid = true;
+    }
+    at = next;
+  }
+  if (inserts.empty()) return text;
+  std::sort(inserts.begin(), inserts.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  QByteArray out;
+  out.reserve(size + qsizetype(inserts.size()) * 60);
+  qsizetype copied = 0;
+  for (const auto& [pos, uidLine] : inserts) {
+    out.append(data + copied, pos - copied);
+    out += uidLine;
+    copied = pos;
+  }
+  out.append(data + copied, size - copied);
+  return out;
+}
+
 }  // namespace
 
 ParsedCalendar ParseCalendar(const QByteArray& bytes) {
@@ -80,7 +141,7 @@ ParsedCalendar ParseCalendar(const QByteArray& bytes) {
     out.error = QStringLiteral("empty file");
     return out;
   }
-  const QByteArray text = asUtf8(bytes);
+  const QByteArray text = withUids(asUtf8(bytes));
   const QByteArray up = upper(text);
   if (countLines(up, "BEGIN:VCALENDAR") == 0) {
     out.error = QStringLiteral("not an iCalendar file");

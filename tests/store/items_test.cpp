@@ -344,6 +344,35 @@ TEST(CalendarParser, ZonesByTheirOwnDefinitionWhenTheSystemDoesNotKnowTheName) {
   EXPECT_EQ(parsed.incidences[0]->dtStart().toUTC(), QDateTime(QDate(2026, 3, 10), QTime(10, 0), Qt::UTC));
 }
 
+// Exporters leave out UIDs. Such a component gets one from its own text: the
+// same on every read (so its entry id holds), also with thousands of
+// properties and a REQUEST-STATUS with a third part, which made the
+// calendar library read freed memory (found by fuzzing; ASan catches it).
+TEST(CalendarParser, ComponentsWithoutUidGetOneThatHoldsFromReadToRead) {
+  QByteArray ics = "BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:test\n"
+                   "BEGIN:VEVENT\nDTSTART:20260310T150000Z\nSUMMARY:No uid\n"
+                   "REQUEST-STATUS:3.0;Invalid Property Name;FOODI\n";
+  for (int i = 0; i < 3000; ++i) ics += "COMMENT:line " + QByteArray::number(i) + "\n";
+  ics += "BEGIN:VALARM\nACTION:DISPLAY\nTRIGGER:-PT5M\nDESCRIPTION:x\nEND:VALARM\nEND:VEVENT\n"
+         "BEGIN:VTODO\r\nSUMMARY:Also none\r\nEND:VTODO\r\n"
+         "BEGIN:VEVENT\nUID:kept\nDTSTART:20260311T150000Z\nSUMMARY:Has one\nEND:VEVENT\nEND:VCALENDAR\n";
+  const auto first = store::ParseCalendar(ics);
+  const auto second = store::ParseCalendar(ics);
+  ASSERT_TRUE(first.ok) << first.error.toStdString();
+  ASSERT_EQ(first.incidences.size(), 3);
+  ASSERT_EQ(second.incidences.size(), 3);
+  QStringList uids;
+  for (size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(first.incidences[i]->uid(), second.incidences[i]->uid());
+    uids << first.incidences[i]->uid();
+  }
+  EXPECT_EQ(first.incidences[0]->summary(), "No uid");  // file order kept
+  EXPECT_EQ(first.incidences[1]->summary(), "Also none");
+  EXPECT_NE(uids[0], uids[1]);
+  EXPECT_EQ(uids[2], "kept");
+  EXPECT_EQ(first.incidences[0]->alarms().size(), 1);  // the alarm's lack of a UID is its own
+}
+
 // A mail program moves mails away, or the store's disk goes, between the
 // listing and the print: what was listed says it cannot be read any more,
 // the ids lead nowhere, and listing again gives what is left, without a crash.
