@@ -1223,6 +1223,11 @@ FolderPtr FileStore::folderByPath(const QString& path) const {
   const QString head = path.section(QLatin1Char('/'), 0, 0).trimmed();
   const QString rest = path.section(QLatin1Char('/'), 1);
   if (head.isEmpty()) return nullptr;
+  // Evolution's local folders lie side by side, A/B named "A - B".
+  if (!rest.isEmpty()) {
+    QString flat = path;
+    if (auto f = folderAt(flat.replace(QLatin1Char('/'), QStringLiteral(" - ")))) return f;
+  }
   FolderPtr found;
   for (const FolderPtr& top : Folders())
     for (const FolderPtr& sub : top->Folders())

@@ -246,12 +246,17 @@ TEST_F(MailProgramsTest, EvolutionTreeIsReadWithMemosAsNotes) {
   auto s = open("evolution:default");
   ASSERT_TRUE(s);
   EXPECT_EQ(s->userAddress(), "test.user@example.org");
-  EXPECT_EQ(names(s->Folders()), QStringList({"Inbox", "Drafts", "Projects.2026", "Sent", "Calendar", "Tasks",
-                                              "Memos", "Contacts", "Ordolo"}));
+  EXPECT_EQ(names(s->Folders()), QStringList({"Inbox", "Inbox - Receipts", "Drafts", "Projects.2026",
+                                              "Projects.2026 - Budget", "Sent", "Calendar", "Tasks", "Memos",
+                                              "Contacts", "Ordolo"}));
   // The message Evolution marked trashed (flag T) is left out.
   EXPECT_EQ(subjects(s->folderByPath("Inbox")), QStringList({"Evolution inbox mail"}));
   EXPECT_TRUE(s->folderByPath("Inbox")->Folders().empty());
   EXPECT_EQ(subjects(s->folderByPath("Projects.2026")), QStringList({"Plan for 2026"}));
+  // Nested folders lie side by side; the path the user knows from Evolution finds them.
+  EXPECT_EQ(subjects(s->folderByPath("Projects.2026/Budget")), QStringList({"Budget figures"}));
+  EXPECT_EQ(s->folderByPath("Inbox/Receipts"), s->folderByPath("Inbox - Receipts"));
+  EXPECT_TRUE(s->folderByPath("Inbox/Receipts"));
   EXPECT_EQ(subjects(s->GetDefaultFolder(model::olFolderCalendar)), QStringList({"Evolution review"}));
   EXPECT_EQ(subjects(s->GetDefaultFolder(model::olFolderTasks)), QStringList({"Evolution task"}));
   auto memos = s->GetDefaultFolder(model::olFolderNotes);

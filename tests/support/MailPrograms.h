@@ -354,7 +354,8 @@ inline QString evolution(const QString& home) {
   const QString local = data + QStringLiteral("mail/local/");
   write(local + QStringLiteral("..maildir++"), "maildir++ 1\n");
   for (const char* dir : {"cur", "new", "tmp", ".Drafts/cur", ".Drafts/new", ".Drafts/tmp", ".Sent/cur", ".Sent/new",
-                          ".Sent/tmp", ".Projects_2E2026/cur", ".Projects_2E2026/new", ".Projects_2E2026/tmp"})
+                          ".Sent/tmp", ".Projects_2E2026/cur", ".Projects_2E2026/new", ".Projects_2E2026/tmp",
+                          ".Projects_2E2026.Budget/cur", "..Receipts/cur"})
     QDir().mkpath(local + QLatin1String(dir));
   write(local + QStringLiteral("cur/1772440000.M1P1.host:2,S"),
         message(QStringLiteral("Evolution inbox mail"), QStringLiteral("Anna Berg <anna@example.org>"),
@@ -365,6 +366,9 @@ inline QString evolution(const QString& home) {
   write(local + QStringLiteral(".Projects_2E2026/cur/1772440002.M3P1.host:2,S"),
         message(QStringLiteral("Plan for 2026"), QStringLiteral("Carl Diehl <carl@example.org>"),
                 QStringLiteral("Tue, 03 Mar 2026 08:15:00 +0100"), "The plan.\n"));
+  write(local + QStringLiteral(".Projects_2E2026.Budget/cur/1772440003.M4P1.host:2,S"),
+        message(QStringLiteral("Budget figures"), QStringLiteral("Carl Diehl <carl@example.org>"),
+                QStringLiteral("Tue, 03 Mar 2026 09:15:00 +0100"), "The figures.\n"));
   write(data + QStringLiteral("calendar/system/calendar.ics"),
         "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Ximian//NONSGML Evolution Calendar//EN\r\n"
         "BEGIN:VEVENT\r\nUID:evo-event-1\r\nDTSTAMP:20260301T100000Z\r\nDTSTART;TZID=Europe/Berlin:20260305T140000\r\n"
