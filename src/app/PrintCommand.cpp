@@ -447,7 +447,7 @@ int monitorCommand(const MonitorCommandOptions& m) {
   options.printMin = m.everyMinutes;
   options.resume = m.resume;
   if (!watcher.start(options)) return 1;
-  err(text(Msg::MonWatching).arg(folder->Name(), store->spec()).arg(watcher.handled()));
+  err(text(Msg::MonWatching).arg(folder->Name(), store->openedAs()).arg(watcher.handled()));
   QTimer poll;
   int code = 0;
   QObject::connect(&poll, &QTimer::timeout, [&] {

@@ -153,12 +153,12 @@ void BrowserWindow::fillStoreMenu() {
   if (found.stores.empty()) storeMenu_->addAction(lang::text(Msg::GuiStoreNoneFound))->setEnabled(false);
   auto* group = new QActionGroup(storeMenu_);
   for (const store::StoreLayout& s : found.stores) {
-    const QString spec = s.kind + QLatin1Char(':') + s.name;
-    QAction* action = storeMenu_->addAction(StoreTitle(s.kind, s.name), this, [this, spec] { openStore(spec); });
+    const QString openedAs = s.kind + QLatin1Char(':') + s.name;
+    QAction* action = storeMenu_->addAction(StoreTitle(s.kind, s.name), this, [this, openedAs] { openStore(openedAs); });
     action->setToolTip(s.root);
     action->setStatusTip(s.root);
     action->setCheckable(true);
-    action->setChecked(browser_.isOpen() && browser_.spec() == spec);
+    action->setChecked(browser_.isOpen() && browser_.openedAs() == openedAs);
     group->addAction(action);
   }
   storeMenu_->addSeparator();

@@ -1041,7 +1041,7 @@ bool FileStore::makeOverlay(QString* error) const {
     }
   // Which store the folder belongs to, for the user who finds it.
   QFile about(base + QStringLiteral("/store.txt"));
-  if (!about.exists() && about.open(QIODevice::WriteOnly)) about.write((spec() + QLatin1Char('\n')).toUtf8());
+  if (!about.exists() && about.open(QIODevice::WriteOnly)) about.write((openedAs() + QLatin1Char('\n')).toUtf8());
   return true;
 }
 

@@ -175,7 +175,7 @@ class FileStore : public model::Namespace, public std::enable_shared_from_this<F
   const QString& kind() const { return kind_; }
   const QString& profileName() const { return profileName_; }
   // How to name this store again (--store, the desktop program's setting).
-  QString spec() const { return kind_.isEmpty() ? root_ : kind_ + QLatin1Char(':') + profileName_; }
+  QString openedAs() const { return kind_.isEmpty() ? root_ : kind_ + QLatin1Char(':') + profileName_; }
   bool readOnly() const { return readOnly_; }
   // Ordolo's own folder for this store: Deleted Items, Drafts and the list
   // of hidden items of sources it may not change.

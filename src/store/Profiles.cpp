@@ -617,12 +617,12 @@ FoundStores FindStores() {
   return found;
 }
 
-std::shared_ptr<FileStore> OpenStore(const QString& spec, QString* error) {
-  const QFileInfo info(spec);
+std::shared_ptr<FileStore> OpenStore(const QString& storeArg, QString* error) {
+  const QFileInfo info(storeArg);
   QString why;
   if (info.isDir()) {
     std::shared_ptr<FileStore> opened;
-    if (isThunderbirdProfile(spec)) {
+    if (isThunderbirdProfile(storeArg)) {
       opened = FileStore::open(ThunderbirdLayout(info.absoluteFilePath(), info.fileName()), &why);
     } else {
       // A mail program's folder given by its path is theirs all the same:
@@ -643,27 +643,27 @@ std::shared_ptr<FileStore> OpenStore(const QString& spec, QString* error) {
           theirs = theirs || (!mount.isEmpty() && within(own, mount));
         }
       }
-      if (!opened && why.isEmpty()) opened = FileStore::open(spec, &why, theirs);
+      if (!opened && why.isEmpty()) opened = FileStore::open(storeArg, &why, theirs);
     }
-    if (!opened && error) *error = lang::text(lang::Msg::ErrStoreOpen).arg(spec, why);
+    if (!opened && error) *error = lang::text(lang::Msg::ErrStoreOpen).arg(storeArg, why);
     return opened;
   }
   // "kind" or "kind:name"; a path that is not there is told as one.
-  const QString kind = spec.section(QLatin1Char(':'), 0, 0).trimmed();
-  const QString name = spec.contains(QLatin1Char(':')) ? spec.section(QLatin1Char(':'), 1).trimmed() : QString();
-  if (!spec.contains(QLatin1Char('/')) && !kind.isEmpty()) {
+  const QString kind = storeArg.section(QLatin1Char(':'), 0, 0).trimmed();
+  const QString name = storeArg.contains(QLatin1Char(':')) ? storeArg.section(QLatin1Char(':'), 1).trimmed() : QString();
+  if (!storeArg.contains(QLatin1Char('/')) && !kind.isEmpty()) {
     const FoundStores found = FindStores();
     for (const StoreLayout& layout : found.stores) {
       if (layout.kind.compare(kind, Qt::CaseInsensitive) != 0) continue;
       if (!name.isEmpty() && layout.name.compare(name, Qt::CaseInsensitive) != 0) continue;
       auto opened = FileStore::open(layout, &why);
-      if (!opened && error) *error = lang::text(lang::Msg::ErrStoreOpen).arg(spec, why);
+      if (!opened && error) *error = lang::text(lang::Msg::ErrStoreOpen).arg(storeArg, why);
       return opened;
     }
-    if (error) *error = lang::text(lang::Msg::ErrStoreUnknown).arg(spec);
+    if (error) *error = lang::text(lang::Msg::ErrStoreUnknown).arg(storeArg);
     return nullptr;
   }
-  if (error) *error = lang::text(lang::Msg::ErrStore).arg(spec);
+  if (error) *error = lang::text(lang::Msg::ErrStore).arg(storeArg);
   return nullptr;
 }
 

@@ -32,6 +32,6 @@ StoreLayout ThunderbirdLayout(const QString& profileFolder, const QString& name)
 // What --store names: a folder (a Thunderbird profile folder is read as
 // one), or "kind" or "kind:name" as FindStores tells them. Null and *error
 // set (for the user) when there is no such store.
-std::shared_ptr<FileStore> OpenStore(const QString& spec, QString* error);
+std::shared_ptr<FileStore> OpenStore(const QString& storeArg, QString* error);
 
 }  // namespace ordolo::store

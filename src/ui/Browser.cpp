@@ -63,11 +63,11 @@ QString Browser::lastStore() {
 
 QString Browser::root() const { return store_ ? store_->root() : QString(); }
 
-QString Browser::spec() const { return store_ ? store_->spec() : QString(); }
+QString Browser::openedAs() const { return store_ ? store_->openedAs() : QString(); }
 
 QString Browser::title() const {
   if (!store_) return {};
-  return store_->kind().isEmpty() ? QFileInfo(store_->root()).fileName() : store_->spec();
+  return store_->kind().isEmpty() ? QFileInfo(store_->root()).fileName() : store_->openedAs();
 }
 
 bool Browser::open(const QString& root) {
@@ -81,7 +81,7 @@ bool Browser::open(const QString& root) {
   folder_.reset();
   items_.clear();
   rows_.clear();
-  util::WriteIni(kSection, QStringLiteral("Store"), store_->spec(), util::UserConfigFile());
+  util::WriteIni(kSection, QStringLiteral("Store"), store_->openedAs(), util::UserConfigFile());
   return true;
 }
 

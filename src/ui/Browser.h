@@ -34,7 +34,7 @@ class Browser {
   QString root() const;
   // How the store is named again (its folder, or "thunderbird:NAME") and
   // the title it is shown under.
-  QString spec() const;
+  QString openedAs() const;
   QString title() const;
   bool isOpen() const { return bool(store_); }
 

@@ -22,9 +22,9 @@ class MailProgramsTest : public ::testing::Test {
   void SetUp() override { ASSERT_TRUE(dir.isValid()); }
   QString home() const { return dir.path(); }
 
-  std::shared_ptr<store::FileStore> open(const QString& spec) {
+  std::shared_ptr<store::FileStore> open(const QString& storeArg) {
     QString why;
-    auto s = store::OpenStore(spec, &why);
+    auto s = store::OpenStore(storeArg, &why);
     EXPECT_TRUE(s) << why.toStdString();
     return s;
   }
