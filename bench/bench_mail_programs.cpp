@@ -8,6 +8,8 @@
 //          address, phone of every card).
 //
 //   bench_mail_programs --make=DIR           writes both into DIR (once)
+//   bench_mail_programs --make-bad-mails=DIR writes the hostile mails of the
+//       fault tests into the Maildir folder DIR (for scripts/bench-bad-mails)
 //   bench_mail_programs --scenario=mbox|abook --data=DIR
 //       one scenario in a process of its own, so that its peak memory is its
 //       own; prints the phase times and the peak.
@@ -26,6 +28,7 @@
 #include <cstdio>
 
 #include "model/Model.h"
+#include "support/BadMails.h"
 #include "store/FileStore.h"
 #include "store/Profiles.h"
 
@@ -182,6 +185,13 @@ int main(int argc, char** argv) {
   QCoreApplication app(argc, argv);
   QString make, scenario, data;
   for (const QString& arg : app.arguments().mid(1)) {
+    if (arg.startsWith(QLatin1String("--make-bad-mails="))) {
+      const QString folder = arg.mid(17);
+      for (const char* sub : {"/cur", "/new", "/tmp"}) QDir().mkpath(folder + QLatin1String(sub));
+      return ordolo::test::writeBadMails(folder + QStringLiteral("/cur"))
+                 ? 0
+                 : (std::fprintf(stderr, "cannot write into %s\n", qPrintable(folder)), 1);
+    }
     if (arg.startsWith(QLatin1String("--make="))) make = arg.mid(7);
     else if (arg.startsWith(QLatin1String("--scenario="))) scenario = arg.mid(11);
     else if (arg.startsWith(QLatin1String("--data="))) data = arg.mid(7);
@@ -199,6 +209,6 @@ int main(int argc, char** argv) {
   qputenv("ORDOLO_HOME", (data + QStringLiteral("/home")).toLocal8Bit());
   if (scenario == QLatin1String("mbox")) return runMbox(data);
   if (scenario == QLatin1String("abook")) return runBook(data);
-  std::fprintf(stderr, "usage: bench_mail_programs --make=DIR | --scenario=mbox|abook --data=DIR\n");
+  std::fprintf(stderr, "usage: bench_mail_programs --make=DIR | --make-bad-mails=DIR | --scenario=mbox|abook --data=DIR\n");
   return 2;
 }

@@ -16,6 +16,7 @@
 #include <optional>
 
 #include "app/RunOrdolo.h"
+#include "support/BadMails.h"
 #include "support/CupsServer.h"
 
 namespace {
@@ -218,8 +219,8 @@ TEST_F(Faults, AnOutputFolderRemovedMidRunIsNamedAndNothingIsWrittenElsewhere) {
       << "left: " << QDir(out.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(' ').toStdString();
 }
 
-// A folder of good mails and bad ones: one with 10,000 parts, one nested
-// 2,000 levels deep, one whose yEnc part declares 1.4 GB, random bytes, an
+// A folder of good mails and the bad ones of support/BadMails.h: 10,000 parts, nested
+// 2,000 levels deep, yEnc parts declaring 1.4 and 2 GB, random bytes, an
 // empty file. Listing and printing it gives every readable mail, and names
 // each file that is no mail; none of them takes the folder down.
 TEST_F(Faults, BadMailsNeverTakeTheirFolderDown) {
@@ -227,41 +228,8 @@ TEST_F(Faults, BadMailsNeverTakeTheirFolderDown) {
   for (const char* sub : {"Inbox/cur", "Inbox/new", "Inbox/tmp"}) QDir().mkpath(root.filePath(sub));
   const QStringList good = QDir(kStore + "/Inbox/cur").entryList(QDir::Files, QDir::Name).mid(0, 3);
   for (const QString& mail : good) QFile::copy(kStore + "/Inbox/cur/" + mail, root.filePath("Inbox/cur/" + mail));
-  auto put = [&](const char* name, const QByteArray& bytes) {
-    QFile f(root.filePath(QStringLiteral("Inbox/cur/") + QLatin1String(name)));
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-  };
-  const QByteArray head = "From: a@example.org\r\nDate: Mon, 02 Mar 2026 10:00:00 +0100\r\nMIME-Version: 1.0\r\n";
-  QByteArray parts;
-  for (int i = 0; i < 10000; ++i)
-    parts += "--b\r\nContent-Type: text/plain\r\nContent-Disposition: attachment; filename=\"p" +
-             QByteArray::number(i) + ".txt\"\r\n\r\npart\r\n";
-  put("1780000001.M1P1.bad:2,S",
-      head + "Subject: Ten thousand parts\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n" + parts +
-          "--b--\r\n");
-  QByteArray open, close;
-  for (int i = 0; i < 2000; ++i) {
-    open += "Content-Type: multipart/mixed; boundary=\"n" + QByteArray::number(i) + "\"\r\n\r\n--n" +
-            QByteArray::number(i) + "\r\n";
-    close.prepend("\r\n--n" + QByteArray::number(i) + "--\r\n");
-  }
-  put("1780000002.M1P1.bad:2,S",
-      head + "Subject: Nested deep\r\n" + open + "Content-Type: text/plain\r\n\r\ninner" + close);
-  put("1780000003.M1P1.bad:2,S", head +
-                                     "Subject: yEnc absurd\r\n\r\nbefore\r\n=ybegin line=128 size=1400000000 "
-                                     "name=huge.bin\r\nabcdefghij\r\n=yend size=1400000000\r\n");
-  // A size the MIME library cannot allocate at all (it throws std::bad_alloc
-  // when the body is decoded): listed from its header, named at print.
-  put("1780000006.M1P1.bad:2,S", head +
-                                     "Subject: yEnc impossible\r\n\r\n=ybegin line=128 size=2147483647 "
-                                     "name=x.bin\r\nabc\r\n=yend size=3\r\n");
-  QByteArray noise(4096, '\0');
-  for (int i = 0; i < noise.size(); ++i) noise[i] = char((i * 7919 + 13) % 251);
-  put("1780000004.M1P1.noise:2,S", noise);
-  put("1780000005.M1P1.empty:2,S", {});
-
-  const QStringList bad = {"1780000004.M1P1.noise:2,S", "1780000005.M1P1.empty:2,S"};
+  ASSERT_TRUE(ordolo::test::writeBadMails(root.filePath("Inbox/cur")));
+  const QStringList bad = ordolo::test::badMailNonMails();
   const Result listed = ordolo({"list", "--store", root.path(), "--folder", "Inbox"});
   EXPECT_EQ(listed.code, 0) << listed.err.toStdString();
   EXPECT_EQ(listed.out.split('\n', Qt::SkipEmptyParts).size(), 7) << listed.out.toStdString();
@@ -277,7 +245,8 @@ TEST_F(Faults, BadMailsNeverTakeTheirFolderDown) {
   EXPECT_EQ(printed.code, 0) << printed.err.toStdString();
   EXPECT_EQ(QDir(pdf).entryList({"MMemo-*.pdf"}, QDir::Files).size(), 6) << printed.err.toStdString();
   for (const QString& name : bad) EXPECT_TRUE(printed.err.contains(name)) << printed.err.toStdString();
-  EXPECT_TRUE(printed.err.contains("1780000006.M1P1.bad:2,S: it cannot be read (")) << printed.err.toStdString();
+  EXPECT_TRUE(printed.err.contains(ordolo::test::badMailUndecodable() + ": it cannot be read ("))
+      << printed.err.toStdString();
   EXPECT_TRUE(leftovers(pdf).isEmpty());
 }
 
